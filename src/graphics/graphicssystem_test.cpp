@@ -1,0 +1,176 @@
+#include "graphics/graphicssystem.h"
+
+#include <gtest/gtest.h>
+
+#include <tuple>
+#include <vector>
+
+#include "base/settings.h"
+#include "graphics/nullgraphics.h"
+
+namespace tarnvale {
+namespace {
+
+/// A window that has a size and nothing else.
+class SizeOnlyWindow final : public RenderWindow {
+public:
+    SizeOnlyWindow(int width, int height) : width_(width), height_(height) {}
+    [[nodiscard]] int PixelWidth() const override { return width_; }
+    [[nodiscard]] int PixelHeight() const override { return height_; }
+    [[nodiscard]] double PixelPitch() const override { return 0.25; }
+    [[nodiscard]] bool CreateContext(const char*& /*why*/) override { return false; }
+    void DestroyContext() override {}
+    bool MakeCurrent() override { return false; }
+    void DoneCurrent() override {}
+    bool SwapBuffers() override { return false; }
+
+    int width_, height_;
+};
+
+/// Answers CheckAvailable as told; everything else is of no interest.
+class Candidate final : public GraphicsSystem {
+public:
+    Candidate(std::string name, int answer, std::string libraries = "")
+        : GraphicsSystem(std::move(name), 0, std::move(libraries)), answer_(answer) {}
+    [[nodiscard]] int GetTextureSize() const override { return 0; }
+    TextureHandle* CreateTexture(std::span<const std::byte>, TextureUse) override {
+        return nullptr;
+    }
+    void DestroyTexture(TextureHandle*) override {}
+    void RecycleTexture(TextureHandle*) override {}
+    Status Shutdown() override { return StatusCode::Ok; }
+    [[nodiscard]] int CheckAvailable() const override { return answer_; }
+    [[nodiscard]] std::unique_ptr<GraphicsSystem> CreateInstance() const override {
+        return nullptr;
+    }
+    void SetDepthWrite(bool) override {}
+    void SetAlphaTest(bool) override {}
+    void SetAlphaFunction(AlphaFunction, float) override {}
+    void EnableLight(int, bool) override {}
+    void SetLight(int, const Vec3f&, const Vec3f&, COLOR) override {}
+    void SetAmbient(COLOR) override {}
+    Status EndFrame() override { return StatusCode::Ok; }
+    void DrawLines(std::span<const Vec3f>, COLOR, LineMode) override {}
+    void DrawPoints(std::span<const Vec3f>, COLOR) override {}
+    void DrawSubterrainVeil() override {}
+    void DrawMeshes(const RenderMeshBatch&) override {}
+    void SetModelMatrix(std::span<const double, 16>) override {}
+    void BeginFrame(const RenderCamera&, int, int, FramePass) override {}
+    [[nodiscard]] DrawCounters Counters() const override { return {}; }
+
+private:
+    Status OpenDevice() override { return StatusCode::NotBuilt; }
+    int answer_;
+};
+
+TEST(GraphicsSystemRegistry, TheNamedSystemIsChosenElseTheFirstThatWorks) {
+    GraphicsSystemRegistry registry;
+    registry.Register(0, std::make_unique<Candidate>("directx", 1));
+    registry.Register(GraphicsSystemRegistry::kOpenGL,
+                      std::make_unique<Candidate>("opengl", 2, "libGLU.so.1:libGL.so.1"));
+    registry.Register(2,
+                      std::make_unique<Candidate>("broken", 2, "libGL.so.1:libno-such-thing.so.7"));
+    registry.Register(3, std::make_unique<Candidate>("null", 0));
+    registry.Register(3, std::make_unique<Candidate>("second", 0));
+    registry.Register(9, std::make_unique<Candidate>("nowhere", 0));
+    EXPECT_EQ(registry.Choose("null"), nullptr) << "nobody has been asked yet";
+    registry.FindAvailable();
+    EXPECT_EQ(registry.Choose("OpenGL")->Name(), "opengl");
+    EXPECT_EQ(registry.Choose("NULL")->Name(), "null");
+    for (const char* name : {"", "directx", "broken", "second", "nowhere"}) {
+        EXPECT_EQ(registry.Choose(name)->Name(), "opengl") << name;
+    }
+}
+
+TEST(GraphicsSystem, PixelFormatsSayWhereTheChannelsLie) {
+    using enum TexturePixelFormat;
+    const std::tuple<TexturePixelFormat, int, std::array<std::uint32_t, 3>, int> cases[] = {
+        {Rgb, 3, {0xFF, 0xFF00, 0xFF0000}, 0},    {Bgra, 4, {0xFF0000, 0xFF00, 0xFF}, 16},
+        {R5G6B5, 2, {0xF800, 0x07E0, 0x1F}, 11},  {A1R5G5B5, 2, {0x7C00, 0x03E0, 0x1F}, 10},
+        {X4R4G4B4, 2, {0x0F00, 0x00F0, 0x0F}, 8}, {A8R3G3B2, 2, {0xE0, 0x1C, 0x03}, 5},
+        {R3G3B2, 1, {0xE0, 0x1C, 0x03}, 5},
+    };
+    for (const auto& [format, bytes, masks, redShift] : cases) {
+        const PixelFormatDescriptor found = DescribePixelFormat(format);
+        EXPECT_EQ(BytesPerPixel(format), bytes) << static_cast<int>(format);
+        EXPECT_EQ(found.masks, masks) << static_cast<int>(format);
+        EXPECT_EQ(found.shifts[0], redShift) << static_cast<int>(format);
+    }
+    EXPECT_EQ(DescribePixelFormat(static_cast<TexturePixelFormat>(13)), PixelFormatDescriptor{});
+}
+
+TEST(GraphicsSystem, PixelScalesFollowTheWindowAndTheQuality) {
+    settings::StyleQuality.SetUnsaved(0x100);
+    NullGraphicsSystem system;
+    SizeOnlyWindow window(800, 500);
+    int width = 0;
+    int height = 0;
+    EXPECT_EQ(system.Open(nullptr).Code(), StatusCode::BadState);
+    EXPECT_FALSE(system.IsOpen());
+    ASSERT_TRUE(system.Open(&window).Good());
+    RenderCamera camera;
+    camera.fieldOfView = 90;
+    system.BeginView(camera, width, height, FramePass::Full);
+    EXPECT_EQ(width, 800);
+    EXPECT_EQ(height, 500);
+    // 500 pixels of 0.25 mm at quality 256: 32000. Twice the tangent of 45 degrees is 2.
+    EXPECT_FLOAT_EQ(system.PixelScales()[0], 2.0F / 32000.0F);
+    EXPECT_FLOAT_EQ(system.PixelScales()[1], 0.1F / 32000.0F);
+    settings::StyleQuality.SetUnsaved(0x200);
+    system.BeginView(camera, width, height, FramePass::Full);
+    EXPECT_FLOAT_EQ(system.PixelScales()[1], 0.1F / 64000.0F);
+    window.height_ = 0;  // minimised
+    system.BeginView(camera, width, height, FramePass::Full);
+    EXPECT_EQ(system.PixelScales()[0], 0.0F);
+    settings::StyleQuality.SetUnsaved(0x100);
+}
+
+TEST(GraphicsSystem, SunVectorLeadsFromTheSunToTheGround) {
+    const std::tuple<const char*, float, float, float, Vec3f> cases[] = {
+        {"overhead", 90, 0, 0, {0, 0, -1}},
+        {"east, at the horizon", 0, 90, 0, {1, 0, 0}},
+        {"north, at the horizon", 0, 0, 0, {0, 1, 0}},
+        {"north, where north is turned left by 90 degrees", 0, 0, 90, {-1, 0, 0}},
+        {"east, half high", 45, 90, 0, {0.70710678F, 0, -0.70710678F}},
+    };
+    for (const auto& [what, elevation, azimuth, north, expected] : cases) {
+        EXPECT_LT(Length(GraphicsSystem::ComputeSunVector(elevation, azimuth, north) - expected),
+                  1e-6F)
+            << what;
+    }
+}
+
+// The same rules as where something is drawn, or an engine measured alone would stream differently.
+TEST(NullGraphicsSystem, TexturesAreRefusedBeyondTheBudgetThatAllViewsShare) {
+    settings::TextureMemory.SetUnsaved(10);  // 20 textures of 512 x 512 at two bytes
+    const NullGraphicsSystem prototype;
+    const auto first = prototype.CreateInstance();
+    const auto second = prototype.CreateInstance();
+    SizeOnlyWindow window(100, 100);
+    const std::vector<std::byte> pixels(512 * 512 * 4);
+    EXPECT_EQ(first->CreateTexture(pixels, TextureUse::Terrain), nullptr) << "closed";
+    ASSERT_TRUE(first->Open(&window).Good());
+    ASSERT_TRUE(second->Open(&window).Good());
+    const auto fill = [&](GraphicsSystem& system) {
+        std::vector<TextureHandle*> made;
+        while (TextureHandle* handle = system.CreateTexture(pixels, TextureUse::Terrain)) {
+            made.push_back(handle);
+        }
+        return made;
+    };
+    const auto firstTextures = fill(*first);
+    EXPECT_EQ(firstTextures.size(), 20U);
+    EXPECT_EQ(fill(*second).size(), 8U) << "a late view gets its coarse tiles all the same";
+    first->RecycleTexture(firstTextures[3]);
+    EXPECT_FALSE(firstTextures[3]->Loaded());
+    EXPECT_EQ(fill(*first).size(), 1U) << "a recycled texture is used again";
+    second->DestroyTexture(firstTextures[0]);
+    EXPECT_TRUE(fill(*first).empty()) << "another system's texture isn't destroyed";
+    ASSERT_TRUE(second->Shutdown().Good());
+    first->DestroyTexture(firstTextures[0]);
+    EXPECT_EQ(fill(*first).size(), 1U);
+    settings::TextureMemory.SetUnsaved(0);
+}
+
+}  // namespace
+}  // namespace tarnvale

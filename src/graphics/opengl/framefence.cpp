@@ -1,0 +1,49 @@
+#define GL_GLEXT_PROTOTYPES  // NOLINT: this system's library exports what is newer than OpenGL 1.1
+#include "graphics/opengl/framefence.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+
+#include <cstdlib>
+#include <utility>
+
+#include "graphics/opengl/driver.h"
+
+namespace tarnvale {
+
+namespace {
+constexpr GLuint64 kPatience =
+    1'000'000'000;  // nanoseconds; a hung driver must not hang the program
+}
+
+void FrameFence::Open() {
+    previous_ = nullptr;
+    const std::string version(DriverText(GL_VERSION));
+    supported_ = std::strtod(version.c_str(), nullptr) >= 3.2 || HasDriverExtension("GL_ARB_sync");
+}
+
+void FrameFence::NextFrame() {
+    if (!supported_) {
+        glFinish();
+        return;
+    }
+    const GLsync sent = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+    glFlush();
+    if (const auto before = static_cast<GLsync>(std::exchange(previous_, sent))) {
+        glClientWaitSync(before, 0, kPatience);
+        glDeleteSync(before);
+    }
+}
+
+void FrameFence::Finish() {
+    glFinish();
+    Close();
+}
+
+void FrameFence::Close() {
+    if (const auto before = static_cast<GLsync>(std::exchange(previous_, nullptr))) {
+        glDeleteSync(before);
+    }
+}
+
+}  // namespace tarnvale

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+
+namespace tarnvale {
+
+/// Memory that the textures of all views of a process may take together. Drivers today page
+/// textures out rather than refuse them, so without a budget a flight over a large image would fill
+/// the machine: the systems refuse by themselves, which tells the tile caches when to stop growing.
+/// Shared by the systems that CreateInstance makes from one prototype. Thread: the frame cycle's.
+class TextureBudget {
+public:
+    /// A system may always hold this many textures, so that a view opened late shows the coarse
+    /// tiles although others have used the budget up.
+    static constexpr std::uint32_t kLeastTextures = 8;
+
+    /// What drawing on the processor may take where nothing else is known. A program, its drawing
+    /// library and the tables of a large landscape stay below 350 MB with it, and its 192 tiles of
+    /// half a megabyte are several times what a picture of 1280 x 720 shows at once.
+    static constexpr std::uint64_t kSoftwareMost = std::uint64_t{96} << 20;
+    static constexpr std::uint64_t kLeast = std::uint64_t{64} << 20;
+
+    /// @return bytes for textures that live in main memory: a share of `physicalMemory`
+    [[nodiscard]] static std::uint64_t SoftwareShare(std::uint64_t physicalMemory);
+    /// @return bytes for a card that tells nothing about itself: a share of the machine's memory
+    [[nodiscard]] static std::uint64_t UnknownCardShare(std::uint64_t physicalMemory);
+    /// @return bytes for a card that reports `freeMemory`
+    [[nodiscard]] static std::uint64_t ReportedCardShare(std::uint64_t freeMemory);
+
+    /// The limit while the setting `TextureMemory` is 0.
+    void SetAutomatic(std::uint64_t bytes) noexcept { automatic_ = bytes; }
+    [[nodiscard]] std::uint64_t Limit() const;
+    [[nodiscard]] std::uint64_t Used() const noexcept { return used_; }
+
+    /// @param held  textures that the asking system has already
+    /// @return false, counting nothing, if `bytes` more would pass the limit
+    [[nodiscard]] bool Reserve(std::uint64_t bytes, std::uint32_t held);
+    void Release(std::uint64_t bytes) noexcept { used_ -= bytes < used_ ? bytes : used_; }
+
+private:
+    std::uint64_t automatic_ = kSoftwareMost;
+    std::uint64_t used_ = 0;
+};
+
+}  // namespace tarnvale
