@@ -1,0 +1,184 @@
+#include "landscape/texturedomain.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+
+namespace tarnvale {
+
+namespace {
+
+/// Beyond this no pixel position is meant seriously, and 32-bit integers stay safe.
+constexpr double kFarthestPixel = 1 << 28;
+
+/// To the nearest integer, halves up.
+int Round(double value) {
+    return static_cast<int>(std::floor(value + 0.5));
+}
+
+/// The step that one side of the box snaps to, as a power of two.
+int SnapStep(int domainSide, int rasterSide) {
+    const auto log = [](int side) {
+        return IntegerLog2(static_cast<std::uint32_t>(std::max(1, side / 256)), LogRounding::Up);
+    };
+    return 1 << std::max(2, log(domainSide) - log(rasterSide));
+}
+
+int Snap(int value, int step) {
+    return Round(std::floor(static_cast<double>(value) / step + 0.5) * step);
+}
+
+int NearestPowerOfTwo(int side) {
+    return 1 << Round(std::log2(static_cast<double>(side)));
+}
+
+bool IsPowerOfTwo(int value) {
+    return value > 0 && std::has_single_bit(static_cast<std::uint32_t>(value));
+}
+
+/// The domain of a raster whose pixels `toPixels` ends in.
+Status DomainOf(const TransGen& toPixels, int columns, int rows, int rasterColumns, int rasterRows,
+                TextureDomain& domain) {
+    const std::array<std::array<double, 2>, 4> centres{{{0.5, 0.5},
+                                                        {columns - 0.5, 0.5},
+                                                        {columns - 0.5, rows - 0.5},
+                                                        {0.5, rows - 0.5}}};
+    std::array<double, 2> least{kFarthestPixel, kFarthestPixel};
+    std::array<double, 2> most{-kFarthestPixel, -kFarthestPixel};
+    for (auto [x, y] : centres) {
+        if (!TransGenConvPointFwd(toPixels, x, y).Good()) {
+            return _SetErrPosn(StatusCode::BadState,
+                               "the terrain's corners can't be converted to the texture's "
+                               "coordinate system; reproject one of the two");
+        }
+        if (!(std::abs(x) < kFarthestPixel && std::abs(y) < kFarthestPixel)) {
+            return _SetErrPosn(StatusCode::BadState,
+                               "the terrain's corners lie absurdly far from the texture; check "
+                               "the georeference of both");
+        }
+        least = {std::min(least[0], x), std::min(least[1], y)};
+        most = {std::max(most[0], x), std::max(most[1], y)};
+    }
+    TextureDomain made;
+    made.x0 = Round(least[0] + 1e-10);
+    made.x1 = Round(most[0] + 1e-10);
+    made.y0 = Round(least[1] + 1e-10);
+    made.y1 = Round(most[1] + 1e-10);
+    if (made.x1 <= made.x0 || made.y1 <= made.y0) {
+        return _SetErrPosn(StatusCode::BadState,
+                           "the terrain covers less than one texture pixel; use finer imagery");
+    }
+    made.width = NearestPowerOfTwo(made.x1 - made.x0);
+    made.height = NearestPowerOfTwo(made.y1 - made.y0);
+    const int xStep = SnapStep(made.width, rasterColumns);
+    const int yStep = SnapStep(made.height, rasterRows);
+    made.x0 = Snap(made.x0, xStep);
+    made.x1 = Snap(made.x1, xStep);
+    made.y0 = Snap(made.y0, yStep);
+    made.y1 = Snap(made.y1, yStep);
+    made.xOffset = -made.x0;
+    made.yOffset = -made.y0;
+    made.rasterColumns = rasterColumns;
+    made.rasterRows = rasterRows;
+    domain = made;
+    return StatusCode::Ok;
+}
+
+bool Explain(bool fits, QNSTRING* why, const QNSTRING& clause) {
+    if (why != nullptr) *why = clause;
+    return fits;
+}
+
+bool FitsBySizes(int columns, int rows, int textureColumns, int textureRows, QNSTRING* why) {
+    const long long across = columns - 1, down = rows - 1;
+    if (across > 0 && down > 0) {
+        for (int k = 0; (across << k) <= textureColumns; ++k) {
+            if ((across << k) == textureColumns && (down << k) == textureRows) {
+                return Explain(true, why, fmt::format("{} pixels for each grid cell", 1 << k));
+            }
+        }
+    }
+    return Explain(false, why,
+                   fmt::format("{} x {} pixels aren't {} x {} grid cells times a power of two",
+                               textureColumns, textureRows, across, down));
+}
+
+}  // namespace
+
+int IntegerLog2(std::uint32_t value, LogRounding rounding) {
+    if (value == 0) return 255;
+    const int count = value > 0x80000000U ? 31 : std::bit_width(value - 1);
+    if (rounding == LogRounding::Up || value == std::uint32_t{1} << count) return count;
+    return count - 1;
+}
+
+Status ComputeTextureDomain(const TransGen& terrain, int columns, int rows,
+                            const GeoTransform& raster, const COORDREFSYS& system,
+                            int rasterColumns, int rasterRows, TextureDomain& domain) {
+    TransGen toPixels = terrain;
+    if (!TransGenSetOutputGrid(toPixels, raster, system).Good()) {
+        return _SetErrPosn(StatusCode::BadState,
+                           "the texture's georeference can't be chained to the terrain's");
+    }
+    return DomainOf(toPixels, columns, rows, rasterColumns, rasterRows, domain);
+}
+
+bool TextureFits(const ZPF::RASTERHANDLE& dem, const ZPF::RASTERHANDLE& texture, QNSTRING* why) {
+    if (!dem.IsOpen() || !texture.IsOpen()) return Explain(false, why, "it can't be opened");
+    const ZPF::RasterHeader& grid = dem.Header();
+    const ZPF::RasterHeader& image = texture.Header();
+    GeoTransform gridPlace, imagePlace;
+    COORDREFSYS gridSystem, imageSystem;
+    TransGen chain;
+    const bool chained =
+        IsPowerOfTwo(grid.columns - 1) && IsPowerOfTwo(grid.rows - 1) &&
+        dem.GetGeoreference(gridPlace, gridSystem).Good() &&
+        texture.GetGeoreference(imagePlace, imageSystem).Good() &&
+        TransGenInit(chain, gridPlace, gridSystem).Good() &&
+        TransGenSetOutputGrid(chain, imagePlace, imageSystem).Good();
+    if (!chained) return FitsBySizes(grid.columns, grid.rows, image.columns, image.rows, why);
+
+    TextureDomain domain;
+    if (!DomainOf(chain, grid.columns, grid.rows, image.columns, image.rows, domain).Good()) {
+        return Explain(false, why, GetErrPosn().detail);
+    }
+    const QNSTRING box =
+        fmt::format("the terrain spans pixels {} to {} by {} to {} of it", domain.x0, domain.x1,
+                    domain.y0, domain.y1);
+    if (!IsPowerOfTwo(domain.x1 - domain.x0) || !IsPowerOfTwo(domain.y1 - domain.y0)) {
+        return Explain(false, why, box + ", which aren't powers of two");
+    }
+    if (domain.x0 >= 1 || image.columns > domain.x1 || domain.y0 >= 1 || image.rows > domain.y1) {
+        return Explain(false, why,
+                       fmt::format("{}, but its {} x {} pixels reach beyond", box, image.columns,
+                                   image.rows));
+    }
+    return Explain(true, why, box);
+}
+
+bool IsElevationType(ZPF::RasterType type) {
+    using enum ZPF::RasterType;
+    constexpr std::array kTypes{Unsigned8, Unsigned16, Unsigned32, Signed8,
+                                Signed16,  Signed32,   Float32,    Float64};
+    return std::ranges::find(kTypes, type) != kTypes.end();
+}
+
+bool IsTextureCandidate(const ZPF::FILEHANDLE& file, int number, ZPF::RasterType type) {
+    using enum ZPF::RasterType;
+    switch (type) {
+        case Composite16A:
+        case Composite16B:
+        case Composite24A:
+        case Composite24B:
+            return true;
+        case Unsigned8:
+            return file.GetObjectCount(number, ObjectType::ColorMap) > 0;
+        default:
+            return false;
+    }
+}
+
+}  // namespace tarnvale
