@@ -1,0 +1,204 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <memory>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "graphics/graphicssystem.h"
+#include "streaming/bandwidthlimitedtexture.h"
+#include "streaming/tilesource.h"
+#include "terrain/terrainmodel.h"
+
+namespace tarnvale::fake {
+
+/// Calls of operator new on this thread; only in programs that link allocations_test.cpp.
+[[nodiscard]] long Allocations();
+
+/// What a tagged tile carries in each of its pixels.
+inline std::uint32_t TagOf(int level, int entry) {
+    return static_cast<std::uint32_t>(level + 1) << 24 | static_cast<std::uint32_t>(entry);
+}
+inline constexpr std::uint32_t kMixedTag = 0xFFFFFFFF;
+
+/// The tag that all pixels of a buffer carry; kMixedTag where they differ.
+inline std::uint32_t TagIn(std::span<const std::byte> pixels) {
+    std::uint32_t tag = 0;
+    std::memcpy(&tag, pixels.data(), sizeof tag);
+    for (std::size_t i = 0; i < pixels.size(); i += sizeof tag) {
+        std::uint32_t other = 0;
+        std::memcpy(&other, pixels.data() + i, sizeof other);
+        if (other != tag) return kMixedTag;
+    }
+    return tag;
+}
+
+class TaggedTexture final : public TextureHandle {
+public:
+    TaggedTexture(GraphicsSystem* owner, std::uint64_t native, std::uint32_t tag)
+        : TextureHandle(owner, native), tag_(tag) {}
+    [[nodiscard]] std::uint32_t Tag() const noexcept { return tag_; }
+
+private:
+    std::uint32_t tag_;
+};
+
+/// Keeps the tag of every texture, and refuses more textures than it is allowed.
+class FakeGraphics final : public GraphicsSystem {
+public:
+    explicit FakeGraphics(int side, std::size_t most = ~std::size_t{0})
+        : GraphicsSystem("fake", 0, ""), side_(side), most_(most) {
+        pixelFormat_ = TexturePixelFormat::Bgra;
+    }
+    [[nodiscard]] int GetTextureSize() const override { return side_; }
+    [[nodiscard]] TextureHandle* CreateTexture(std::span<const std::byte> pixels,
+                                               TextureUse) override {
+        if (live_.size() >= most_) return nullptr;
+        auto made = std::make_unique<TaggedTexture>(this, next_++, TagIn(pixels));
+        TextureHandle* handle = made.get();
+        live_[handle] = std::move(made);
+        peak = std::max(peak, live_.size());
+        return handle;
+    }
+    void DestroyTexture(TextureHandle* handle) override { destroyed += live_.erase(handle); }
+    void RecycleTexture(TextureHandle* handle) override { recycled += live_.erase(handle); }
+    void Allow(std::size_t most) { most_ = most; }
+    [[nodiscard]] std::size_t Live() const { return live_.size(); }
+    [[nodiscard]] static std::uint32_t Tag(const TextureHandle* handle) {
+        return static_cast<const TaggedTexture*>(handle)->Tag();
+    }
+    std::size_t destroyed = 0, recycled = 0, peak = 0;
+
+    Status Shutdown() override { return StatusCode::Ok; }
+    [[nodiscard]] int CheckAvailable() const override { return 0; }
+    [[nodiscard]] std::unique_ptr<GraphicsSystem> CreateInstance() const override {
+        return std::make_unique<FakeGraphics>(side_, most_);
+    }
+    void SetDepthWrite(bool) override {}
+    void SetAlphaTest(bool) override {}
+    void SetAlphaFunction(AlphaFunction, float) override {}
+    void EnableLight(int, bool) override {}
+    void SetLight(int, const Vec3f&, const Vec3f&, COLOR) override {}
+    void SetAmbient(COLOR) override {}
+    Status EndFrame() override { return StatusCode::Ok; }
+    void DrawLines(std::span<const Vec3f>, COLOR, LineMode) override {}
+    void DrawPoints(std::span<const Vec3f>, COLOR) override {}
+    void DrawSubterrainVeil() override {}
+    void DrawMeshes(const RenderMeshBatch&) override {}
+    void SetModelMatrix(std::span<const double, 16>) override {}
+    void BeginFrame(const RenderCamera&, int, int, FramePass) override {}
+    [[nodiscard]] DrawCounters Counters() const override { return {}; }
+
+private:
+    Status OpenDevice() override { return StatusCode::Ok; }
+
+    int side_;
+    std::size_t most_;
+    std::uint64_t next_ = 1;
+    std::map<TextureHandle*, std::unique_ptr<TaggedTexture>> live_;
+};
+
+/// A flat square of cells one unit wide.
+class FakeTerrain final : public TerrainModel {
+public:
+    explicit FakeTerrain(int samples) : TerrainModel("fake", ""), samples_(samples) {
+        open_ = true;
+    }
+    FakeTerrain(int samples, const GeoTransform& grid, const COORDREFSYS& system)
+        : FakeTerrain(samples) {
+        placed_ = TransGenInit(transform_, grid, system).Good();
+    }
+    [[nodiscard]] bool Placed() const { return placed_; }
+    [[nodiscard]] std::unique_ptr<TerrainModel> CreateInstance() const override {
+        return std::make_unique<FakeTerrain>(samples_);
+    }
+    Status Open(const ZPFObjectItem&) override { return StatusCode::Ok; }
+    Status Draw(TerrainSink&, const IntRect&) override { return StatusCode::Ok; }
+    void Close() override {}
+    Status Update(const RenderCamera&, const ViewPyramid&, int, int,
+                  std::span<const IntRect>) override {
+        return StatusCode::Ok;
+    }
+    [[nodiscard]] int GetRows() const override { return samples_; }
+    [[nodiscard]] int GetColumns() const override { return samples_; }
+    [[nodiscard]] float GetElevation(int, int) const override { return 0; }
+    [[nodiscard]] float GetDisplayHeight(float, float) override { return 0; }
+    [[nodiscard]] float GetNorthAngle(float, float) const override { return 0; }
+
+private:
+    int samples_;
+    bool placed_ = false;
+};
+
+/// Tiles of which every pixel carries the tile's tag.
+class TaggedTiles : public TileSource {
+public:
+    explicit TaggedTiles(const TextureDomain& domain) : domain_(domain) {}
+    [[nodiscard]] const TextureDomain& Domain() const override { return domain_; }
+    [[nodiscard]] bool HasPixels(const TileEntry& tile) const override {
+        const auto span = static_cast<int>(tile.Level().Span());
+        const int x = static_cast<int>(tile.Column()) * span;
+        const int y = static_cast<int>(tile.Row()) * span;
+        return x < domain_.xOffset + domain_.rasterColumns && x + span > domain_.xOffset &&
+               y < domain_.yOffset + domain_.rasterRows && y + span > domain_.yOffset;
+    }
+    [[nodiscard]] TileRead Read(const TileEntry& tile, std::span<std::byte> pixels) override {
+        if (!HasPixels(tile)) return TileRead::Nothing;
+        const std::uint32_t tag = TagOf(tile.Level().Index(), tile.Index());
+        for (std::size_t i = 0; i < pixels.size(); i += sizeof tag) {
+            std::memcpy(pixels.data() + i, &tag, sizeof tag);
+        }
+        ++reads;
+        return TileRead::Whole;
+    }
+    std::atomic<int> reads{0};
+
+private:
+    TextureDomain domain_;
+};
+
+inline TextureDomain WholeDomain(int side) {
+    return {.width = side, .height = side, .rasterColumns = side, .rasterRows = side,
+            .x1 = side, .y1 = side};
+}
+
+inline TileSourceFactory Tagged(const TextureDomain& domain) {
+    return [domain](const ZPFObjectItem&, const TerrainModel&, int, TexturePixelFormat,
+                    std::unique_ptr<TileSource>& source) {
+        source = std::make_unique<TaggedTiles>(domain);
+        return Status(StatusCode::Ok);
+    };
+}
+
+inline ZPFObjectItem AnyItem() {
+    ZPFObjectItem item;
+    item.header.number = 1;
+    return item;
+}
+
+inline RenderCamera CameraAt(const Vec3f& eye, float fieldOfView) {
+    RenderCamera camera;
+    camera.eye = eye;
+    camera.fieldOfView = fieldOfView;
+    return camera;
+}
+
+/// One strip of `pairs` cells of side `step` from a corner on, eastward; rows go south, y down.
+inline TerrainPrimitive Strip(float x, float row, float step, int pairs) {
+    TerrainPrimitive strip{.kind = PrimitiveKind::Strip, .vertices = {}};
+    for (int i = 0; i <= pairs; ++i) {
+        const float column = x + static_cast<float>(i) * step;
+        strip.vertices.Append(Vec3f{column, -row, 0});
+        strip.vertices.Append(Vec3f{column, -(row + step), 0});
+    }
+    return strip;
+}
+
+}  // namespace tarnvale::fake
