@@ -1,0 +1,268 @@
+#include "simulator/framecycle.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+
+#include "base/settings.h"
+#include "simulator/mapgrid.h"
+#include "terrain/viewpyramid.h"
+
+namespace tarnvale {
+
+namespace {
+
+constexpr float kNearPlane = 10;
+constexpr float kFarReach = 5.5F;     // times the farthest corner
+constexpr float kMapReach = 1.5F;     // times the map eye's height
+
+}  // namespace
+
+/// Adds the time of its life to a sum, where timing is on.
+class FrameCycle::Stopwatch {
+public:
+    Stopwatch(bool on, double& sum) : sum_(on ? &sum : nullptr) {
+        if (on) start_ = std::chrono::steady_clock::now();
+    }
+    ~Stopwatch() {
+        if (sum_ == nullptr) return;
+        *sum_ += std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+    }
+    Stopwatch(const Stopwatch&) = delete;
+    Stopwatch& operator=(const Stopwatch&) = delete;
+
+private:
+    double* sum_;
+    std::chrono::steady_clock::time_point start_;
+};
+
+Vec3f RayThrough(const ViewPicture& picture, int x, int y) {
+    const Vec3f forward = Normalized(picture.lookAt - picture.eye);
+    const Vec3f right = Normalized(Cross(forward, picture.up));
+    const Vec3f up = Cross(right, forward);
+    const double half = std::tan(picture.fieldOfView * 0.008726646259971648);  // pi / 360
+    const double across = (2 * (x + 0.5) - picture.width) / picture.height;
+    const double above = 1 - 2 * (y + 0.5) / picture.height;
+    return forward + right * static_cast<float>(across * half) + up * static_cast<float>(above * half);
+}
+
+void FrameCycle::DrawEmpty(const ViewSystems& systems) {
+    RenderCamera camera;
+    camera.lookAt.z = 1;
+    camera.up.y = 1;
+    camera.fieldOfView = ViewCameras::kFieldOfView;
+    camera.nearPlane = 1;
+    camera.farPlane = 2;
+    for (int view = 0; view < View::kCount; ++view) {
+        if (systems[view] == nullptr) continue;
+        int width = 0, height = 0;
+        systems[view]->BeginView(camera, width, height, FramePass::Full);
+        // A failing device is no concern of the frame cycle: the next frame tries again.
+        (void)systems[view]->EndFrame();
+    }
+}
+
+Status FrameCycle::Draw(const FrameScene& frame) {
+    times_ = {};
+    const Stopwatch watch(true, times_.total);
+    wireframe_ = settings::Wireframe.Get();
+    Status result = StatusCode::Ok;
+    for (int view = 0; view < View::kCount; ++view) {
+        graphics_ = frame.systems[view];
+        if (graphics_ == nullptr) continue;
+        if (view == View::kCustom) {
+            const Viewer saved = frame.viewer;
+            frame.viewer.Advance(frame.cameras.custom.offset);
+            DrawView(frame, view, result);
+            frame.viewer = saved;
+        } else {
+            DrawView(frame, view, result);
+        }
+    }
+    graphics_ = nullptr;
+    return result;
+}
+
+void FrameCycle::DrawView(const FrameScene& frame, int view, Status& result) {
+    const Vec3f position = frame.viewer.Position();
+    CameraSurroundings around;
+    around.sceneBox = frame.scene.WholeBox();
+    around.exaggeration = frame.exaggeration;
+    around.northAtViewer = frame.northAtViewer;
+    if (view == View::kVertical) around.groundUnderViewer = frame.scene.FirstLayer(position.x, position.y);
+    if (view == View::kMap) {
+        const int width = graphics_->GetClientWidth(), height = graphics_->GetClientHeight();
+        if (width > 0 && height > 0) around.aspect = static_cast<float>(width) / static_cast<float>(height);
+        around.northAtCentre = frame.scene.NorthDegrees(static_cast<float>(around.sceneBox.CentreX()),
+                                                        static_cast<float>(around.sceneBox.CentreY()));
+    }
+    camera_ = {};
+    frame.cameras.Compute(view, frame.viewer, around, camera_);
+    frame.scene.SetFieldOfView(camera_.fieldOfView);
+    SetPlanes(frame, view);
+    BeginViewPass(view);
+
+    graphics_->SetAlphaTest(true);
+    const auto& layers = frame.scene.Layers();
+    for (int i = 0; i < static_cast<int>(layers.size()); ++i) {
+        DrawLayer(*layers[i], view, i, frame.exaggeration, result);
+    }
+    graphics_->SetModelMatrix(layers.front()->placement.Matrix());
+    graphics_->SetAlphaTest(false);
+    RenderMesh& scratch = graphics_->ScratchMesh();
+    scratch.wireframe = false;
+    scratch.texture = nullptr;
+    if (view == View::kMap) {
+        // What follows lies over the map, whatever its height.
+        int width = 0, height = 0;
+        graphics_->BeginView(camera_, width, height, FramePass::Overlay);
+    }
+    EndViewPass(frame, view);
+}
+
+void FrameCycle::SetPlanes(const FrameScene& frame, int view) {
+    float reach = 0;
+    if (view == View::kMap) {
+        reach = camera_.eye.z * kMapReach;
+        camera_.overrideFog = true;
+        camera_.fogOn = false;
+    } else {
+        Box box = frame.scene.VisibleBox(view);
+        if (box.Empty()) box = frame.scene.WholeBox();
+        box.zMin *= frame.exaggeration;
+        box.zMax *= frame.exaggeration;
+        reach = static_cast<float>(box.FarthestCorner(frame.viewer.Position()));
+    }
+    camera_.nearPlane = kNearPlane;
+    camera_.farPlane = std::max(reach * kFarReach, kNearPlane * 2);
+}
+
+void FrameCycle::BeginViewPass(int view) {
+    const Stopwatch watch(timing_, times_.draw);
+    ViewPicture& picture = pictures_[view];
+    graphics_->BeginView(camera_, picture.width, picture.height, FramePass::Full);
+    picture.eye = camera_.eye;
+    picture.lookAt = camera_.lookAt;
+    picture.up = camera_.up;
+    picture.fieldOfView = camera_.fieldOfView;
+}
+
+void FrameCycle::DrawLayer(TerrainLayer& layer, int view, int index, float exaggeration, Status& result) {
+    const ViewPicture& picture = pictures_[view];
+    const std::vector<IntRect>& regions = layer.extents[view];
+    if (picture.width <= 0 || picture.height <= 0) return;
+    const RenderCamera whole = camera_;
+    if (index > 0) {
+        graphics_->SetModelMatrix(layer.placement.Matrix());
+        camera_.eye = layer.placement.ToLayer(whole.eye);
+        camera_.lookAt = layer.placement.ToLayer(whole.lookAt);
+        camera_.up = layer.placement.ToLayer(whole.up) - layer.placement.ToLayer({});
+    }
+    const bool relief = view != View::kMap;
+    bool drawable = !regions.empty();
+    if (relief && drawable) {
+        watching_ = observer_;
+        if (watching_ != nullptr) {
+            watching_->OnLayerBegin(view, index, camera_, picture.width, picture.height, regions);
+        }
+        const Stopwatch watch(timing_, times_.select);
+        ViewPyramid pyramid;
+        pyramid.Build(camera_.eye, camera_.lookAt, camera_.up, camera_.fieldOfView,
+                      static_cast<float>(picture.width) / static_cast<float>(picture.height));
+        drawable =
+            layer.terrain->Update(camera_, pyramid, picture.width, picture.height, regions).Good();
+    }
+    if (drawable) {
+        for (int i = 0; i < static_cast<int>(layer.textures.size()); ++i) {
+            if (!layer.textures[i].visible[view]) continue;
+            const Status drawn = DrawTexture(layer, view, i, exaggeration);
+            if (relief) result = drawn;
+        }
+    }
+    if (watching_ != nullptr) watching_->OnLayerEnd(view, index);
+    watching_ = nullptr;
+    camera_ = whole;
+}
+
+Status FrameCycle::DrawTexture(TerrainLayer& layer, int view, int index, float exaggeration) {
+    const ViewPicture& picture = pictures_[view];
+    TextureLayer& texture = layer.textures[index];
+    TextureModel* model = texture.models[view].get();
+    if (wireframe_ || (model != nullptr && !model->IsOpen())) model = nullptr;
+    if (model != nullptr) model->SetView(camera_, picture.width, picture.height);
+
+    texture_ = model;
+    textureIndex_ = index;
+    Status drawn = StatusCode::Ok;
+    if (view == View::kMap) {
+        verticalOffset_ = 0;
+        drawn = DrawMapGrid(*layer.terrain, camera_.eye, picture.width, picture.height, mapGrid_, *this);
+    } else {
+        verticalOffset_ = texture.verticalOffset * exaggeration;
+        const double caused = times_.prepare + times_.draw;
+        double spent = 0;
+        {
+            const Stopwatch watch(timing_, spent);
+            drawn = layer.terrain->Draw(*this, texture.bounds);
+        }
+        times_.mesh += spent - (times_.prepare + times_.draw - caused);
+    }
+    texture_ = nullptr;
+
+    if (model != nullptr) {
+        const Stopwatch watch(timing_, times_.service);
+        model->Service();
+    }
+    return drawn;
+}
+
+void FrameCycle::EndViewPass(const FrameScene& frame, int view) {
+    const Stopwatch watch(timing_, times_.draw);
+    if (view != View::kMap) {
+        const Vec3f eye = frame.viewer.Position();
+        if (eye.z < frame.scene.FirstLayer(eye.x, eye.y) * frame.exaggeration) graphics_->DrawSubterrainVeil();
+    }
+    RenderMesh& scratch = graphics_->ScratchMesh();
+    scratch.colour = COLOR::Plain();
+    scratch.wireframe = true;
+    scratch.texture = nullptr;
+    (void)graphics_->EndFrame();
+}
+
+void FrameCycle::DrawTerrainMesh(TerrainPrimitive& mesh) {
+    if (mesh.vertices.Count() <= 2) return;
+    if (watching_ != nullptr || timing_) {
+        DrawWatched(mesh);
+        return;
+    }
+    if (verticalOffset_ != 0) Raise(mesh);
+    graphics_->DrawMeshes(texture_ != nullptr ? texture_->Prepare(mesh) : PlainBatch(mesh));
+}
+
+void FrameCycle::DrawWatched(TerrainPrimitive& mesh) {
+    if (watching_ != nullptr) watching_->OnPrimitive(textureIndex_, mesh);
+    if (verticalOffset_ != 0) Raise(mesh);
+    const RenderMeshBatch* batch = nullptr;
+    {
+        const Stopwatch watch(timing_, times_.prepare);
+        batch = texture_ != nullptr ? &texture_->Prepare(mesh) : &PlainBatch(mesh);
+    }
+    if (watching_ != nullptr) watching_->OnBatch(textureIndex_, *batch);
+    const Stopwatch watch(timing_, times_.draw);
+    graphics_->DrawMeshes(*batch);
+}
+
+void FrameCycle::Raise(TerrainPrimitive& mesh) const {
+    for (Vec3f& vertex : mesh.vertices) vertex.z += verticalOffset_;
+}
+
+const RenderMeshBatch& FrameCycle::PlainBatch(const TerrainPrimitive& mesh) {
+    RenderMesh& scratch = graphics_->ScratchMesh();
+    scratch.Clear();
+    scratch.kind = mesh.kind;
+    scratch.vertices.Append(mesh.vertices.Span());
+    scratch.wireframe = wireframe_;
+    return graphics_->ScratchBatch();
+}
+
+}  // namespace tarnvale

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "base/status.h"
+#include "graphics/graphicssystem.h"
+#include "simulator/frameobserver.h"
+#include "simulator/scene.h"
+#include "simulator/viewcameras.h"
+#include "simulator/viewer.h"
+#include "simulator/views.h"
+#include "terrain/terrainmodel.h"
+
+namespace tarnvale {
+
+/// What the views of one frame are drawn from; on loan for the frame.
+struct FrameScene {
+    Scene& scene;
+    Viewer& viewer;  ///< the custom view moves it during its pass and puts it back
+    const ViewCameras& cameras;
+    const ViewSystems& systems;
+    float exaggeration = 1;
+    float northAtViewer = 0;  ///< degrees
+};
+
+/// A view as it was last drawn. Scene coordinates.
+struct ViewPicture {
+    Vec3f eye, lookAt, up;
+    float fieldOfView = 0;
+    int width = 0, height = 0;  ///< pixels; 0 before the first frame
+};
+
+/// Direction from the eye through the middle of a pixel, counted from the upper left corner.
+[[nodiscard]] Vec3f RayThrough(const ViewPicture& picture, int x, int y);
+
+/// Draws the open views of a frame, each by one pass. Allocates nothing in a steady frame.
+class FrameCycle final : private TerrainSink {
+public:
+    /// Clears and shows every open view, as long as there is no landscape.
+    void DrawEmpty(const ViewSystems& systems);
+    /// Draws views 0 to 16 that are open, the main view last.
+    /// @return the status of the last terrain that was drawn, 0 if there was none
+    Status Draw(const FrameScene& frame);
+
+    [[nodiscard]] const ViewPicture& Picture(int view) const { return pictures_[view]; }
+    void SetObserver(FrameObserver* observer) noexcept { observer_ = observer; }  ///< on loan
+    /// Part timing costs about a millisecond in a frame of 11,000 primitives.
+    void SetPartTiming(bool on) noexcept { timing_ = on; }
+    [[nodiscard]] const FrameTimes& Times() const noexcept { return times_; }
+
+private:
+    class Stopwatch;
+
+    void DrawView(const FrameScene& frame, int view, Status& result);
+    void SetPlanes(const FrameScene& frame, int view);
+    void BeginViewPass(int view);
+    void DrawLayer(TerrainLayer& layer, int view, int index, float exaggeration, Status& result);
+    Status DrawTexture(TerrainLayer& layer, int view, int index, float exaggeration);
+    void EndViewPass(const FrameScene& frame, int view);
+    void DrawTerrainMesh(TerrainPrimitive& mesh) override;
+    void DrawWatched(TerrainPrimitive& mesh);
+    void Raise(TerrainPrimitive& mesh) const;
+    const RenderMeshBatch& PlainBatch(const TerrainPrimitive& mesh);
+
+    RenderCamera camera_;  // of the current view; of the current layer while it is drawn
+    std::array<ViewPicture, View::kCount> pictures_{};
+    TerrainPrimitive mapGrid_;
+    GraphicsSystem* graphics_ = nullptr;  // the current view's, on loan
+    TextureModel* texture_ = nullptr;  // of the texture being drawn; null: plain or wireframe
+    int textureIndex_ = 0;
+    float verticalOffset_ = 0;  // scene units
+    bool wireframe_ = false;
+    FrameObserver* observer_ = nullptr;
+    FrameObserver* watching_ = nullptr;  // the observer while it is told of a layer
+    bool timing_ = false;
+    FrameTimes times_;
+};
+
+}  // namespace tarnvale

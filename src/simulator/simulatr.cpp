@@ -1,0 +1,373 @@
+#include "simulator/simulatr.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <new>
+#include <string>
+#include <utility>
+
+#include "base/inistore.h"
+#include "base/settings.h"
+
+namespace tarnvale {
+
+namespace {
+
+constexpr double kRoundingBias = 1e-10;
+constexpr float kCrossingShare = 0.008333334F;  // of the longer side a second: 120 seconds to cross
+constexpr float kLongestSide = 60000;           // beyond it the landscape is crossed at a fixed speed
+constexpr float kFixedSpeed = 500;              // scene units a second
+constexpr float kLeastExaggeration = 0.01F, kGreatestExaggeration = 100;
+constexpr float kNorthTolerance = 0.01F;  // degrees
+constexpr float kGrabShare = 0.001F;      // of the longer side, for each percent of MapExtents
+
+bool SameWord(const std::string& a, const std::string& b) {
+    return std::ranges::equal(a, b, [](unsigned char x, unsigned char y) {
+        return std::tolower(x) == std::tolower(y);
+    });
+}
+
+// Index of the kind that the setting names; the first kind where it names none.
+template <typename NameOf>
+int ChosenKind(const char* key, NameOf nameOf) {
+    std::string wanted;
+    if (!_iniRead(key, wanted)) return 0;
+    for (int index = 0; !nameOf(index).empty(); ++index) {
+        if (SameWord(wanted, nameOf(index))) return index;
+    }
+    return 0;
+}
+
+}  // namespace
+
+Simulator::Simulator(std::unique_ptr<SceneModels> models, const Clock* clock)
+    : clock_(clock != nullptr ? clock : &machineClock_), models_(std::move(models)) {
+    if (models_ == nullptr) models_ = std::make_unique<RegisteredModels>();
+}
+
+Simulator::~Simulator() = default;
+
+Status Simulator::Initialize(SimulatorHost* host) {
+    host_ = host;
+    SetVerticalExaggeration(settings::VerticalExaggeration.Get());
+    terrainIndex_ = ChosenKind("TerrainModel", [this](int i) { return models_->TerrainName(i); });
+    textureIndex_ = ChosenKind("TextureModel", [this](int i) { return models_->TextureName(i); });
+    initialised_ = true;
+    return StatusCode::Ok;
+}
+
+Status Simulator::CheckReadyToDraw() const {
+    if (!initialised_) return _SetErrPosn(StatusCode::NotInitialised);
+    if (systems_[View::kMain] == nullptr) return _SetErrPosn(StatusCode::BadState);
+    return StatusCode::Ok;
+}
+
+Status Simulator::BuildScene(const SimulatorFile& file) {
+    if (const Status ready = CheckReadyToDraw(); !ready.Good()) return ready;
+    if (!file.Valid()) return _SetErrPosn(StatusCode::NoLandscape);
+    return BuildScene(file.Terrains());
+}
+
+Status Simulator::BuildScene(const QNLIST<SimTerrainEntry>& terrains) try {
+    if (const Status ready = CheckReadyToDraw(); !ready.Good()) return ready;
+    if (host_ != nullptr && !host_->MayReplaceLandscape()) return _SetErrPosn(StatusCode::Cancelled);
+
+    auto scene = std::make_unique<Scene>(*models_, systems_, progress_);
+    if (const Status opened = scene->Open(terrains, terrainIndex_, textureIndex_); !opened.Good()) return opened;
+
+    Unload();
+    scene_ = std::move(scene);
+    const float longer = scene_->LongerSide();
+    const float speed = longer <= kLongestSide ? longer * kCrossingShare : kFixedSpeed;
+    settings::UpDownSpeed = settings::LeftRightSpeed = settings::ForwardBackwardSpeed = speed;
+    settings::MapExtents = 100;
+    return RestoreInitialViewpoint(false);
+} catch (const std::bad_alloc&) {
+    return _SetErrPosn(StatusCode::NoMemory);
+}
+
+void Simulator::Unload() {
+    scene_.reset();
+    actionPoints_.Clear();
+    for (int view = View::kFirstPoi; view < View::kMain; ++view) cameras_.SetTarget(view, std::nullopt);
+    mouse_ = {};
+    readouts_ = {};
+    frameClock_.Restart();
+    northDegrees_ = 0;
+    controlsLive_ = false;
+}
+
+bool Simulator::IsLandscapeReady(ReadyLevel level) const {
+    return scene_ != nullptr && scene_->Ready(level);
+}
+
+FlightConditions Simulator::Conditions() const {
+    return {scene_.get(), exaggeration_, frameClock_.Now(), readouts_.instantFrameRate,
+            mouse_.left || mouse_.right};
+}
+
+Status Simulator::Update(const FlightInput* input, bool live) {
+    if (const Status ready = CheckReadyToDraw(); !ready.Good()) return ready;
+    if (input != nullptr && controlsLive_ && toolMode_ == ToolMode::Viewpoint &&
+        IsLandscapeReady(ReadyLevel::Terrain)) {
+        viewer_.Step(*input, Conditions());
+    }
+    return DrawFrame(live);
+}
+
+Status Simulator::DrawFrame(bool live) try {
+    if (const Status ready = CheckReadyToDraw(); !ready.Good()) return ready;
+    if (settings::VerticalExaggeration.Get() != exaggeration_) {
+        SetVerticalExaggeration(settings::VerticalExaggeration.Get());
+    }
+    if (scene_ == nullptr) {
+        cycle_.DrawEmpty(systems_);
+        return StatusCode::Ok;
+    }
+    frameClock_.Tick(clock_->Seconds(), viewer_.Position());
+    if (frameClock_.DragDue() && mouse_.left && mouse_.view == View::kMap &&
+        toolMode_ == ToolMode::Viewpoint) {
+        StepMouse();
+    }
+    UpdateNorth();
+    UpdateSun();
+    UpdateReadouts();
+    // In the first frame there is no rate to go by.
+    if (const float rate = frameClock_.FrameRate(); rate > 0) {
+        for (std::size_t i = 0; i < scene_->Layers().size(); ++i) TerrainModel::RegulateFrameRate(rate);
+    }
+    const Status drawn =
+        cycle_.Draw({*scene_, viewer_, cameras_, systems_, exaggeration_, northDegrees_});
+    fieldOfView_ = ViewCameras::kFieldOfView;
+    controlsLive_ = live;
+    return drawn;
+} catch (const std::bad_alloc&) {
+    return _SetErrPosn(StatusCode::NoMemory);
+}
+
+void Simulator::UpdateReadouts() {
+    readouts_.instantFrameRate = frameClock_.FrameRate();
+    readouts_.averageFrameRate = frameClock_.AverageFrameRate();
+    readouts_.velocity = frameClock_.Velocity();
+    const Vec3f& position = viewer_.Position();
+    readouts_.position = position;
+    readouts_.pitch = viewer_.Shown().pitch;
+    readouts_.roll = viewer_.Shown().roll;
+    readouts_.heading = viewer_.Shown().heading;
+    readouts_.surfaceElevation = scene_->FirstLayer(position.x, position.y);
+}
+
+void Simulator::UpdateNorth() {
+    const float degrees = scene_->NorthDegrees(viewer_.Position().x, viewer_.Position().y);
+    if (std::abs(degrees - northDegrees_) > kNorthTolerance) northDegrees_ = degrees;
+}
+
+void Simulator::UpdateSun() {
+    const std::array<float, 3> angles{settings::SunElevationAngle.Get(), settings::SunAzimuthAngle.Get(),
+                                      northDegrees_};
+    if (sunKnown_ && angles == sunAngles_) return;
+    sunAngles_ = angles;
+    sunKnown_ = true;
+    GraphicsSystem::SetSunVector(GraphicsSystem::ComputeSunVector(angles[0], angles[1], angles[2]));
+}
+
+Status Simulator::AttachGraphicsSystem(GraphicsSystem* system, int view) try {
+    if (!View::Exists(view)) return _SetErrPosn(StatusCode::BadState);
+    if (systems_[view] == system) return StatusCode::Ok;
+    if (scene_ != nullptr) scene_->DetachView(view);
+    systems_[view] = system;
+    if (system == nullptr) return StatusCode::Ok;
+    if (scene_ != nullptr) scene_->AttachView(view);
+    // A texel that isn't wholly opaque is dropped, never blended.
+    system->SetAlphaFunction(AlphaFunction::Equal, 1.0F);
+    return StatusCode::Ok;
+} catch (const std::bad_alloc&) {
+    return _SetErrPosn(StatusCode::NoMemory);
+}
+
+GraphicsSystem* Simulator::GetGraphicsSystem(int view) const {
+    return View::Exists(view) ? systems_[view] : nullptr;
+}
+
+Status Simulator::SetTerrainModel(int index) {
+    if (scene_ != nullptr) {
+        if (const Status set = scene_->SetTerrainModel(index); !set.Good()) return set;
+    } else if (models_->TerrainName(index).empty()) {
+        return _SetErrPosn(StatusCode::BadState);
+    }
+    terrainIndex_ = index;
+    return StatusCode::Ok;
+}
+
+Status Simulator::SetTextureModel(int index) try {
+    if (scene_ != nullptr) {
+        if (const Status set = scene_->SetTextureModel(index); !set.Good()) return set;
+    } else if (models_->TextureName(index).empty()) {
+        return _SetErrPosn(StatusCode::BadState);
+    }
+    textureIndex_ = index;
+    return StatusCode::Ok;
+} catch (const std::bad_alloc&) {
+    return _SetErrPosn(StatusCode::NoMemory);
+}
+
+void Simulator::SetFieldOfView(float degrees) {
+    fieldOfView_ = degrees;
+    if (scene_ != nullptr) scene_->SetFieldOfView(degrees);
+}
+
+void Simulator::SetVerticalExaggeration(float value) {
+    if (!(value >= kLeastExaggeration && value <= kGreatestExaggeration)) return;
+    if (value != exaggeration_ && IsLandscapeReady(ReadyLevel::Terrain)) {
+        const Vec3f& home = viewer_.Home();
+        viewer_.Rescale(value / exaggeration_, scene_->FirstLayer(home.x, home.y) * value);
+    }
+    exaggeration_ = value;
+    TerrainModel::SetVerticalScale(value);
+}
+
+Status Simulator::SetTextureVisible(int layer, int texture, int view, bool on) try {
+    if (scene_ == nullptr) return _SetErrPosn(StatusCode::NoLandscape);
+    return scene_->SetTextureVisible(layer, texture, view, on);
+} catch (const std::bad_alloc&) {
+    return _SetErrPosn(StatusCode::NoMemory);
+}
+
+Status Simulator::ToggleTextureVisible(int layer, int texture, int view) {
+    if (scene_ == nullptr) return _SetErrPosn(StatusCode::NoLandscape);
+    const auto& layers = scene_->Layers();
+    if (layer < 0 || layer >= static_cast<int>(layers.size()) || texture < 0 ||
+        texture >= static_cast<int>(layers[layer]->textures.size()) || !View::Exists(view)) {
+        return _SetErrPosn(StatusCode::BadState);
+    }
+    return SetTextureVisible(layer, texture, view, !layers[layer]->textures[texture].visible[view]);
+}
+
+int Simulator::AddActionPoint(const Vec3f& position, float radius) {
+    return actionPoints_.Add(position, radius);
+}
+
+Status Simulator::RestoreInitialViewpoint(bool live) {
+    if (!IsLandscapeReady(ReadyLevel::Terrain)) return StatusCode::Ok;
+    const Box& box = scene_->WholeBox();
+    const auto x = static_cast<float>(box.CentreX()), y = static_cast<float>(box.CentreY());
+    const Vec3f target{static_cast<float>(box.xMin), static_cast<float>(box.yMax),
+                       scene_->FirstLayer(x, y) * exaggeration_};
+    viewer_.PlaceAtHome({x, y, static_cast<float>((2 * box.zMax - box.zMin) * exaggeration_)}, target);
+    return DrawFrame(live);
+}
+
+Status Simulator::Recenter(bool live) {
+    viewer_.Recenter();
+    return DrawFrame(live);
+}
+
+Status Simulator::StartCommandLineView(double x, double y, double z, double azimuth, double elevation,
+                                       double field, double rate, std::int32_t type, bool live) {
+    if (!IsLandscapeReady(ReadyLevel::Terrain)) return StatusCode::Ok;
+    const TerrainModel& terrain = scene_->Reference();
+    double column = x, row = y;
+    if (const Status converted = TransGenConvPointInv(terrain.Transform(), column, row); !converted.Good()) {
+        return converted;
+    }
+    const auto cell = [](double value, int count) {
+        return static_cast<int>(std::clamp(std::round(value + kRoundingBias), -1.0, count + 1.0));
+    };
+    const float ground =
+        terrain.GetElevation(cell(column, terrain.GetColumns()), cell(row, terrain.GetRows()));
+    const Vec3f point{static_cast<float>(column * terrain.CellWidth()),
+                      static_cast<float>(-row * terrain.CellHeight()),
+                      static_cast<float>((ground + z) * exaggeration_)};
+    // The field of view goes into the tangent as it stands, in degrees: command lines that exist have
+    // their distances from it.
+    const double distance = field * 0.5 / std::tan(0.5 * fieldOfView_);
+    viewer_.StartMotion(point, {static_cast<float>(elevation), 0, static_cast<float>(azimuth)},
+                        static_cast<float>(distance), rate, type, frameClock_.Now());
+    return DrawFrame(live);
+}
+
+Status Simulator::PlaceByOrientation(const Vec3f& position, const Attitude& attitude, bool draw) {
+    viewer_.PlaceByOrientation(position, attitude);
+    controlsLive_ = draw;
+    return draw ? DrawFrame(false) : Status(StatusCode::Ok);
+}
+
+Status Simulator::PlaceByLookAt(const Vec3f& position, const Vec3f& target, bool draw) {
+    viewer_.PlaceByLookAt(position, target);
+    controlsLive_ = draw;
+    return draw ? DrawFrame(false) : Status(StatusCode::Ok);
+}
+
+Status Simulator::MapToScene(const Vec3d& map, Vec3f& scene) const {
+    if (scene_ == nullptr) return _SetErrPosn(StatusCode::BadState);
+    return scene_->MapToScene(map, exaggeration_, scene);
+}
+
+Status Simulator::SceneToMap(const Vec3f& scene, Vec3d& map) const {
+    if (scene_ == nullptr) return _SetErrPosn(StatusCode::BadState);
+    return scene_->SceneToMap(scene, exaggeration_, map);
+}
+
+bool Simulator::Settled() const {
+    return scene_ == nullptr || scene_->Settled();
+}
+
+std::optional<GroundPoint> Simulator::PickGround(int view, int x, int y) const {
+    if (!View::Exists(view) || !IsLandscapeReady(ReadyLevel::Terrain)) return std::nullopt;
+    const ViewPicture& picture = cycle_.Picture(view);
+    if (x < 0 || y < 0 || x >= picture.width || y >= picture.height) return std::nullopt;
+    const Vec3f along = RayThrough(picture, x, y);
+    GroundPoint point;
+    if (view == View::kMap) {
+        if (!(along.z < 0)) return std::nullopt;
+        point.scene = picture.eye + along * (-picture.eye.z / along.z);
+        point.scene.z = scene_->FirstLayer(point.scene.x, point.scene.y) * exaggeration_;
+        if (!SceneToMap(point.scene, point.map).Good()) return std::nullopt;
+        return point;
+    }
+    const float reach = std::max(Length(picture.lookAt - picture.eye), 1.0F);
+    if (!scene_->Reference().PickPoint(picture.eye, picture.eye + along * reach, point.map, false) ||
+        !MapToScene(point.map, point.scene).Good()) {
+        return std::nullopt;
+    }
+    return point;
+}
+
+CursorMode Simulator::OnMouse(int view, int x, int y, bool left, bool right) {
+    const bool released = mouse_.left && !left;
+    mouse_.view = view;
+    mouse_.x = x;
+    mouse_.y = y;
+    const bool pressed = left && !mouse_.left;
+    mouse_.left = left;
+    mouse_.right = right;
+    if (toolMode_ != ToolMode::Viewpoint) return CursorMode::Default;
+    if (view != View::kMap) {
+        if (released) StepMouse();
+        return CursorMode::Default;
+    }
+    const std::optional<GroundPoint> ground = PickGround(view, x, y);
+    bool near = false;
+    if (ground.has_value()) {
+        const Vec3f away = ground->scene - viewer_.Position();
+        near = std::hypot(away.x, away.y) < scene_->LongerSide() * settings::MapExtents * kGrabShare;
+    }
+    if (pressed) mouse_.grabbing = near;
+    if (left || released) StepMouse();
+    const bool grab = near || mouse_.grabbing;
+    if (released) mouse_.grabbing = false;
+    return grab ? CursorMode::Grab : CursorMode::Default;
+}
+
+void Simulator::StepMouse() {
+    const std::optional<GroundPoint> ground = PickGround(mouse_.view, mouse_.x, mouse_.y);
+    if (!ground.has_value()) return;
+    if (mouse_.view == View::kMap && mouse_.grabbing) {
+        viewer_.DragTo(ground->scene.x, ground->scene.y);
+    } else {
+        viewer_.LookTowards(ground->scene);
+    }
+}
+
+}  // namespace tarnvale

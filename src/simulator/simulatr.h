@@ -1,0 +1,186 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "base/clock.h"
+#include "base/progress.h"
+#include "base/status.h"
+#include "base/types.h"
+#include "base/vec3f.h"
+#include "graphics/graphicssystem.h"
+#include "input/flightinput.h"
+#include "landscape/simfile.h"
+#include "simulator/actionpoints.h"
+#include "simulator/frameclock.h"
+#include "simulator/framecycle.h"
+#include "simulator/frameobserver.h"
+#include "simulator/scene.h"
+#include "simulator/simulatorhost.h"
+#include "simulator/viewcameras.h"
+#include "simulator/viewer.h"
+#include "simulator/views.h"
+
+namespace tarnvale {
+
+/// What readouts show; refreshed once a frame.
+struct SimulatorReadoutValues {
+    float instantFrameRate = 0, averageFrameRate = 0;  ///< frames a second
+    float velocity = 0;                                ///< scene units a second
+    Vec3f position;                                    ///< scene
+    float pitch = 0, roll = 0, heading = 0;            ///< degrees, as shown
+    float surfaceElevation = 0;                        ///< under the viewer, elevation units
+};
+
+/// A point of the ground.
+struct GroundPoint {
+    Vec3f scene;  ///< z with exaggeration
+    Vec3d map;    ///< map coordinates of the reference layer, elevation
+};
+
+/// The open landscape and the viewer that flies over it: owns the scene, runs the frame cycle, answers
+/// with plain values. A program makes one; where drawing goes, where time comes from and which models
+/// there are is handed in. Until Initialize every operation that returns a status answers NotInitialised.
+/// Thread: the frame cycle's only. Nothing throws.
+class Simulator {
+public:
+    /// @param models  the kinds of terrain and texture; none: those that the program knows
+    /// @param clock   on loan; null: the machine's
+    explicit Simulator(std::unique_ptr<SceneModels> models = nullptr, const Clock* clock = nullptr);
+    ~Simulator();
+    Simulator(const Simulator&) = delete;
+    Simulator& operator=(const Simulator&) = delete;
+
+    /// @param host  on loan for the simulator's life; may be null where there is no program around
+    Status Initialize(SimulatorHost* host);
+    /// Who is told of long loading; on loan, may be null.
+    void SetProgress(Progress* progress) noexcept { progress_ = progress; }
+
+    /// Opens a landscape in place of the old one, and draws a frame from the initial viewpoint. The new
+    /// scene is built whole before the old one goes: after any failure the old one goes on flying.
+    /// @return NoLandscape for a file without valid content; Cancelled; BadState without a main graphics
+    ///         system; the terrain's error
+    Status BuildScene(const SimulatorFile& file);
+    Status BuildScene(const QNLIST<SimTerrainEntry>& terrains);
+    /// Closes the landscape; the views stay attached.
+    void Unload();
+    [[nodiscard]] bool IsLandscapeReady(ReadyLevel level) const;
+
+    /// Moves the viewer by a record and draws a frame. The viewer stays while no landscape is ready,
+    /// while a tool other than viewpoint has the mouse, and in the frame after a placement.
+    /// @param input  null: there are no controls
+    /// @param live   whether the next Update may apply input
+    Status Update(const FlightInput* input, bool live);
+    /// Draws a frame in all open views. Without a landscape the views are cleared and shown.
+    /// @return NotInitialised; BadState without a main graphics system; the last terrain's status
+    Status DrawFrame(bool live);
+
+    /// Gives a view its graphics system, already open and on loan until another or null is attached.
+    /// Detach (null) before a system is shut down: its textures go with the models of the view.
+    /// @return BadState for no such view
+    Status AttachGraphicsSystem(GraphicsSystem* system, int view);
+    [[nodiscard]] GraphicsSystem* GetGraphicsSystem(int view) const;
+    Status SetTerrainModel(int index);
+    Status SetTextureModel(int index);
+    /// For the terrain's choice of detail; each view pass sets its own again. Degrees.
+    void SetFieldOfView(float degrees);
+    /// Keeps the viewer at the same height in elevation units. Ignored outside 0.01 to 100.
+    void SetVerticalExaggeration(float value);
+    [[nodiscard]] float VerticalExaggeration() const noexcept { return exaggeration_; }
+    /// @return BadState for an index out of range
+    Status SetTextureVisible(int layer, int texture, int view, bool on);
+    Status ToggleTextureVisible(int layer, int texture, int view);
+    /// @param position  scene. @return the point's index
+    int AddActionPoint(const Vec3f& position, float radius);
+
+    /// Above the centre of the scene, as high above the top as the top is above the bottom, looking at
+    /// the north-west corner. 0 and nothing done while no landscape is ready.
+    Status RestoreInitialViewpoint(bool live);
+    /// Turns back towards the home point and levels.
+    Status Recenter(bool live);
+    /// Starts the view that a command line asks for. 0 and nothing done while no landscape is ready.
+    /// @param x, y, z     map coordinates of the reference layer; z above the ground, elevation units
+    /// @param azimuth, elevation  direction of view, degrees
+    /// @param field       scene units that the view spans, which sets the distance
+    /// @param rate, type  degrees a second of a MotionType; other types give no motion
+    /// @return BadState where the point can't be converted
+    Status StartCommandLineView(double x, double y, double z, double azimuth, double elevation, double field,
+                                double rate, std::int32_t type, bool live);
+    /// Places the viewer; the placement holds for the next frame whatever the controls say.
+    /// @param draw  draws a frame at once
+    Status PlaceByOrientation(const Vec3f& position, const Attitude& attitude, bool draw);
+    /// @param position, target  scene
+    Status PlaceByLookAt(const Vec3f& position, const Vec3f& target, bool draw);
+
+    void SetToolMode(ToolMode mode) noexcept { toolMode_ = mode; }
+    [[nodiscard]] ToolMode GetToolMode() const noexcept { return toolMode_; }
+    /// A mouse message of a view's window.
+    /// @param x, y  pixels of the view from its upper left corner; -1, -1: the mouse left the view
+    CursorMode OnMouse(int view, int x, int y, bool left, bool right);
+    /// The ground under a pixel of a view as last drawn; in the map view, of the flat map.
+    [[nodiscard]] std::optional<GroundPoint> PickGround(int view, int x, int y) const;
+
+    [[nodiscard]] CustomView& Custom() noexcept { return cameras_.custom; }
+    /// @param view    8 to 15
+    /// @param target  scene x, y and elevation; none: the view looks forward
+    void SetViewTarget(int view, std::optional<Vec3f> target) { cameras_.SetTarget(view, target); }
+    [[nodiscard]] const ViewPicture& Picture(int view) const { return cycle_.Picture(view); }
+
+    [[nodiscard]] const SimulatorReadoutValues& ReadoutValues() const noexcept { return readouts_; }
+    [[nodiscard]] const Viewer& GetViewer() const noexcept { return viewer_; }
+    /// The open landscape, or null.
+    [[nodiscard]] const Scene* GetScene() const noexcept { return scene_.get(); }
+    /// Degrees from grid north to true north at the viewer.
+    [[nodiscard]] float NorthDegrees() const noexcept { return northDegrees_; }
+    /// @return BadState without a landscape or where the point can't be converted
+    Status MapToScene(const Vec3d& map, Vec3f& scene) const;
+    Status SceneToMap(const Vec3f& scene, Vec3d& map) const;
+    /// True when every open texture has all the tiles that the last frame wished for.
+    [[nodiscard]] bool Settled() const;
+
+    void SetFrameObserver(FrameObserver* observer) noexcept { cycle_.SetObserver(observer); }
+    void SetPartTiming(bool on) noexcept { cycle_.SetPartTiming(on); }
+    [[nodiscard]] const FrameTimes& Times() const noexcept { return cycle_.Times(); }
+
+private:
+    Status CheckReadyToDraw() const;
+    [[nodiscard]] FlightConditions Conditions() const;
+    void UpdateReadouts();
+    void UpdateNorth();
+    void UpdateSun();
+    void StepMouse();
+
+    QNSYSTEM machineClock_;
+    const Clock* clock_;
+    std::unique_ptr<SceneModels> models_;
+    SimulatorHost* host_ = nullptr;
+    Progress* progress_ = nullptr;
+    bool initialised_ = false;
+    int terrainIndex_ = 0, textureIndex_ = 0;
+    ViewSystems systems_{};
+    std::unique_ptr<Scene> scene_;
+    ActionPoints actionPoints_;
+    Viewer viewer_;
+    ViewCameras cameras_;
+    FrameClock frameClock_;
+    FrameCycle cycle_;
+    SimulatorReadoutValues readouts_;
+    float fieldOfView_ = ViewCameras::kFieldOfView;
+    float exaggeration_ = 1;
+    float northDegrees_ = 0;
+    std::array<float, 3> sunAngles_{};  // elevation, azimuth, north of the sun vector in force
+    bool sunKnown_ = false;
+    bool controlsLive_ = false;
+    ToolMode toolMode_ = ToolMode::Viewpoint;
+
+    struct Mouse {
+        int view = View::kMain, x = -1, y = -1;
+        bool left = false, right = false;
+        bool grabbing = false;  // the viewer's mark in the map
+    };
+    Mouse mouse_;
+};
+
+}  // namespace tarnvale

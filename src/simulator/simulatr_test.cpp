@@ -1,0 +1,353 @@
+#include "simulator/simulatr.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "base/settings.h"
+#include "simulator/fakes_for_test.h"
+
+namespace tarnvale {
+namespace {
+
+using fakes::Entry;
+using fakes::Log;
+using testing::ElementsAre;
+
+class SimulatorTest : public testing::Test {
+protected:
+    void SetUp() override {
+        settings::VerticalExaggeration.SetUnsaved(1);
+        settings::Wireframe.SetUnsaved(false);
+        settings::TerrainChoice.SetUnsaved(1);
+        specs["land"] = {};
+        ASSERT_TRUE(simulator->Initialize(nullptr).Good());
+    }
+    void TearDown() override {
+        simulator.reset();
+        EXPECT_EQ(aliveTextures, 0);
+        settings::VerticalExaggeration.SetUnsaved(1);
+        settings::Wireframe.SetUnsaved(false);
+        settings::TerrainChoice.SetUnsaved(1);
+        TerrainModel::SetVerticalScale(1);
+    }
+    // An open graphics system on a view, named after it.
+    fakes::RecordingGraphics& Attach(int view) {
+        graphics.push_back(std::make_unique<fakes::RecordingGraphics>(log, std::to_string(view)));
+        EXPECT_TRUE(graphics.back()->Open(&window).Good());
+        EXPECT_TRUE(simulator->AttachGraphicsSystem(graphics.back().get(), view).Good());
+        return *graphics.back();
+    }
+    Log Frame(bool live = true) {
+        log.clear();
+        EXPECT_TRUE(simulator->DrawFrame(live).Good());
+        return log;
+    }
+
+    Log log;
+    std::map<std::string, fakes::FakeTerrainSpec> specs;
+    int aliveTextures = 0;
+    fakes::ManualClock clock;
+    fakes::FixedWindow window{200, 100};
+    std::vector<std::unique_ptr<fakes::RecordingGraphics>> graphics;
+    std::unique_ptr<Simulator> simulator =
+        std::make_unique<Simulator>(std::make_unique<fakes::FakeModels>(log, specs, aliveTextures), &clock);
+};
+
+TEST_F(SimulatorTest, AnEmptyWindowIsClearedAndShownEachFrame) {
+    EXPECT_EQ(simulator->DrawFrame(true), StatusCode::BadState) << "without a main view";
+    const auto& main = Attach(View::kMain);
+    Attach(View::kLeft);
+    EXPECT_THAT(Frame(), ElementsAre("0 begin", "0 end", "16 begin", "16 end"));
+    EXPECT_EQ(main.camera.nearPlane, 1);
+    EXPECT_EQ(main.camera.farPlane, 2);
+    EXPECT_EQ(main.camera.lookAt.z, 1);
+    FlightInput input;
+    input.altitude = 5;
+    EXPECT_TRUE(simulator->Update(&input, true).Good());
+    EXPECT_EQ(simulator->GetViewer().Position(), Vec3f{}) << "nothing to fly over";
+    EXPECT_EQ(Simulator().DrawFrame(true), StatusCode::NotInitialised);
+}
+
+TEST_F(SimulatorTest, AViewIsDrawnInItsOrder) {
+    specs["near"].cell = 10;
+    Attach(View::kMain);
+    EXPECT_EQ(log.back(), "16 alpha function 2 1.000000");
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a", "b"}), Entry("near", {"c"})}).Good());
+    EXPECT_THAT(Frame(), ElementsAre("16 begin", "16 alpha on",                                //
+                                     "land update 1", "a view", "land draw", "a prepare",      //
+                                     "16 meshes", "a service",                                 //
+                                     "16 matrix", "near update 1", "c view", "near draw",      //
+                                     "c prepare", "16 meshes", "c service",                    //
+                                     "16 matrix", "16 alpha off", "16 end"));
+
+    ASSERT_TRUE(simulator->SetTextureVisible(0, 1, View::kMain, true).Good());
+    ASSERT_TRUE(simulator->ToggleTextureVisible(1, 0, View::kMain).Good());
+    EXPECT_THAT(Frame(), ElementsAre("16 begin", "16 alpha on",                            //
+                                     "land update 2", "a view", "land draw", "a prepare",  //
+                                     "16 meshes", "a service", "b view", "land draw",      //
+                                     "b prepare", "16 meshes", "b service",                //
+                                     "16 matrix", "16 matrix", "16 alpha off", "16 end"));
+    EXPECT_EQ(simulator->SetTextureVisible(0, 2, View::kMain, true), StatusCode::BadState);
+    EXPECT_EQ(simulator->SetTextureVisible(2, 0, View::kMain, true), StatusCode::BadState);
+    EXPECT_EQ(simulator->SetTextureVisible(0, 0, View::kCount, true), StatusCode::BadState);
+
+    settings::Wireframe.SetUnsaved(true);
+    ASSERT_TRUE(simulator->SetTextureVisible(0, 1, View::kMain, false).Good());
+    EXPECT_THAT(Frame(), ElementsAre("16 begin", "16 alpha on", "land update 1", "land draw",
+                                     "16 wire meshes", "16 matrix", "16 matrix", "16 alpha off", "16 end"))
+        << "textures rest while lines are drawn";
+}
+
+TEST_F(SimulatorTest, SideViewsComeFirstAndTheMapIsFlat) {
+    Attach(View::kMain);
+    Attach(View::kRear);
+    const auto& map = Attach(View::kMap);
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
+    const Log frame = Frame();
+    const Log rear(frame.begin(), frame.begin() + 10);
+    EXPECT_THAT(rear, ElementsAre("2 begin", "2 alpha on", "land update 1", "a view", "land draw",
+                                  "a prepare", "2 meshes", "a service", "2 matrix", "2 alpha off"));
+    const auto mapBegin = std::ranges::find(frame, "6 begin");
+    const auto mapEnd = std::ranges::find(frame, "6 end");
+    const auto mainBegin = std::ranges::find(frame, "16 begin");
+    EXPECT_LT(mapBegin, mapEnd);
+    EXPECT_LT(mapEnd, mainBegin);
+    EXPECT_EQ(std::find(mapBegin, mapEnd, "land draw"), mapEnd) << "no relief in the map";
+    EXPECT_EQ(*(mapEnd - 1), "6 begin overlay");
+    EXPECT_TRUE(std::ranges::all_of(map.meshes, [](const Vec3f& v) { return v.z == 0; }));
+    EXPECT_TRUE(map.camera.overrideFog);
+    EXPECT_FALSE(map.camera.fogOn);
+    EXPECT_FLOAT_EQ(map.camera.farPlane, map.camera.eye.z * 1.5F * 5.5F);
+}
+
+TEST_F(SimulatorTest, PlanesReachTheFarthestVisibleCorner) {
+    const auto& main = Attach(View::kMain);
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
+    // 650 x 650, heights 0 to 300; from the south-west corner at 700 the farthest is the opposite one
+    // at the bottom.
+    ASSERT_TRUE(simulator->PlaceByLookAt({0, -650, 700}, {325, -325, 0}, true).Good());
+    EXPECT_EQ(main.camera.nearPlane, 10);
+    EXPECT_NEAR(main.camera.farPlane, 5.5 * std::sqrt(650.0 * 650 + 650 * 650 + 700 * 700), 1);
+    EXPECT_EQ(main.camera.fieldOfView, 45);
+    EXPECT_FALSE(main.camera.overrideFog);
+    ASSERT_TRUE(simulator->PlaceByLookAt({0, -650, 20}, {325, -325, 0}, true).Good());
+    EXPECT_EQ(log[log.size() - 2], "16 veil") << "the ground stands at 100, the viewer at 20";
+}
+
+TEST_F(SimulatorTest, TheCustomViewMovesTheViewerOnlyForItself) {
+    const auto& custom = Attach(View::kCustom);
+    const auto& main = Attach(View::kMain);
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
+    simulator->Custom().offset = 30;
+    simulator->Custom().fieldOfView = 20;
+    ASSERT_TRUE(simulator->PlaceByLookAt({0, 0, 400}, {100, 0, 400}, true).Good());
+    EXPECT_EQ(custom.camera.eye, (Vec3f{30, 0, 400}));
+    EXPECT_EQ(custom.camera.fieldOfView, 20);
+    EXPECT_EQ(main.camera.eye, (Vec3f{0, 0, 400}));
+    EXPECT_EQ(main.camera.fieldOfView, 45);
+    EXPECT_EQ(simulator->GetScene()->Reference().FieldOfViewDegrees(), 45);
+}
+
+TEST_F(SimulatorTest, OpeningReplacesEverythingOrNothing) {
+    const auto& main = Attach(View::kMain);
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
+    ASSERT_TRUE(simulator->PlaceByLookAt({10, -20, 400}, {20, -20, 400}, true).Good());
+    const Log before = Frame();
+
+    specs["broken"].open = StatusCode::FileDamaged;
+    EXPECT_EQ(simulator->BuildScene({Entry("land", {"x"}), Entry("broken", {"y"})}), StatusCode::FileDamaged);
+    EXPECT_EQ(simulator->BuildScene(QNLIST<SimTerrainEntry>{}), StatusCode::NoLandscape);
+    EXPECT_EQ(simulator->BuildScene(SimulatorFile{}), StatusCode::NoLandscape);
+    EXPECT_EQ(Frame(), before) << "the old landscape goes on flying";
+    EXPECT_EQ(main.camera.eye, (Vec3f{10, -20, 400}));
+    EXPECT_EQ(aliveTextures, 1);
+    EXPECT_EQ(simulator->SetTerrainModel(1), StatusCode::BadState);
+    EXPECT_EQ(simulator->SetTextureModel(1), StatusCode::BadState);
+    EXPECT_EQ(Frame(), before);
+    EXPECT_TRUE(simulator->SetTerrainModel(0).Good());
+    EXPECT_EQ(Frame(), before);
+
+    specs["other"] = {};
+    ASSERT_TRUE(simulator->BuildScene({Entry("other", {"b"})}).Good());
+    EXPECT_THAT(Frame(), testing::Contains("other draw"));
+    EXPECT_THAT(log, testing::Not(testing::Contains("land draw")));
+    simulator->Unload();
+    EXPECT_EQ(aliveTextures, 0);
+    EXPECT_THAT(Frame(), ElementsAre("16 begin", "16 end"));
+}
+
+class RefusingHost final : public SimulatorHost {
+public:
+    bool MayReplaceLandscape() override { return false; }
+};
+
+TEST_F(SimulatorTest, AUserWhoCancelsKeepsTheOldLandscape) {
+    Attach(View::kMain);
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
+    RefusingHost host;
+    ASSERT_TRUE(simulator->Initialize(&host).Good());
+    specs["other"] = {};
+    EXPECT_EQ(simulator->BuildScene({Entry("other", {"b"})}), StatusCode::Cancelled);
+    EXPECT_THAT(Frame(), testing::Contains("land draw"));
+}
+
+TEST_F(SimulatorTest, AnUnusableTextureLeavesTheLayerPlain) {
+    Attach(View::kMain);
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"-none"})}).Good());
+    EXPECT_TRUE(simulator->IsLandscapeReady(ReadyLevel::Terrain));
+    EXPECT_FALSE(simulator->IsLandscapeReady(ReadyLevel::Texture));
+    EXPECT_THAT(Frame(), ElementsAre("16 begin", "16 alpha on", "land update 1", "land draw", "16 meshes",
+                                     "16 matrix", "16 alpha off", "16 end"));
+    const IntRect whole{0, 0, 65, 65};
+    EXPECT_EQ(simulator->GetScene()->Layers().front()->textures.front().bounds, whole);
+}
+
+TEST_F(SimulatorTest, AFailedUpdateSkipsTheLayerAndNothingElse) {
+    Attach(View::kMain);
+    specs["bad"].update = StatusCode::BadState;
+    ASSERT_TRUE(simulator->BuildScene({Entry("bad", {"a"}), Entry("land", {"b"})}).Good());
+    EXPECT_THAT(Frame(), ElementsAre("16 begin", "16 alpha on", "bad update 1", "16 matrix",
+                                     "land update 1", "b view", "land draw", "b prepare", "16 meshes",
+                                     "b service", "16 matrix", "16 alpha off", "16 end"));
+    graphics.front()->endStatus = StatusCode::DeviceFailed;
+    EXPECT_TRUE(simulator->DrawFrame(true).Good()) << "a lost device ends no flight";
+
+    specs["undrawn"].draw = StatusCode::BadState;
+    EXPECT_EQ(simulator->BuildScene({Entry("land", {"b"}), Entry("undrawn", {"a"})}), StatusCode::BadState);
+    EXPECT_EQ(simulator->DrawFrame(true), StatusCode::BadState) << "the last terrain's status";
+}
+
+TEST_F(SimulatorTest, ViewsHaveModelsOfTheirOwnWhileTheyAreAttached) {
+    Attach(View::kMain);
+    Attach(View::kUp);
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a", "b"})}).Good());
+    EXPECT_EQ(aliveTextures, 2) << "the first texture in each of two views";
+    Attach(View::kDown);
+    EXPECT_EQ(aliveTextures, 3);
+    EXPECT_TRUE(simulator->AttachGraphicsSystem(nullptr, View::kUp).Good());
+    EXPECT_EQ(aliveTextures, 2);
+    EXPECT_THAT(Frame(), testing::Not(testing::Contains("3 begin")));
+    EXPECT_EQ(simulator->AttachGraphicsSystem(nullptr, 17), StatusCode::BadState);
+    EXPECT_EQ(simulator->AttachGraphicsSystem(nullptr, -1), StatusCode::BadState);
+}
+
+TEST_F(SimulatorTest, ALandscapeOpensHighAboveItsCentre) {
+    Attach(View::kMain);
+    settings::VerticalExaggeration.SetUnsaved(2);
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
+    const Viewer& viewer = simulator->GetViewer();
+    EXPECT_EQ(viewer.Position(), (Vec3f{325, -325, 1200}));  // (2 x 300 - 0) x 2
+    EXPECT_EQ(viewer.LookAt(), (Vec3f{0, 0, 200}));          // the north-west corner, ground 100 x 2
+    EXPECT_NEAR(viewer.Shown().heading, 315, 1e-3);
+    EXPECT_NEAR(settings::ForwardBackwardSpeed, 650 / 120.0, 1e-3);
+    specs["wide"].cell = 1000;
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"}), Entry("wide", {"b"})}).Good());
+    EXPECT_EQ(settings::UpDownSpeed, 500) << "the layer loaded last is longer than 60000";
+}
+
+TEST_F(SimulatorTest, ExaggerationRescalesTheViewerAtTheNextFrame) {
+    Attach(View::kMain);
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
+    ASSERT_TRUE(simulator->PlaceByLookAt({0, 0, 400}, {100, 0, 300}, true).Good());
+    settings::VerticalExaggeration.SetUnsaved(3);
+    Frame();
+    EXPECT_EQ(simulator->GetViewer().Position(), (Vec3f{0, 0, 1200}));
+    EXPECT_EQ(simulator->GetViewer().LookAt(), (Vec3f{100, 0, 900}));
+    EXPECT_EQ(simulator->GetViewer().Home().z, 300);
+    EXPECT_EQ(TerrainModel::VerticalScale(), 3);
+    simulator->SetVerticalExaggeration(0);
+    EXPECT_EQ(simulator->VerticalExaggeration(), 3) << "what the terrain can't do isn't taken over";
+}
+
+TEST_F(SimulatorTest, InputMovesTheViewerOnlyWhenControlsAreLive) {
+    Attach(View::kMain);
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
+    FlightInput up;
+    up.altitude = 5;
+    const auto height = [&] { return simulator->GetViewer().Position().z; };
+    ASSERT_TRUE(simulator->Update(&up, true).Good());
+    EXPECT_EQ(height(), 600) << "the frame after opening";
+    ASSERT_TRUE(simulator->Update(&up, true).Good());
+    EXPECT_EQ(height(), 605);
+    ASSERT_TRUE(simulator->PlaceByLookAt({0, 0, 400}, {1, 0, 400}, true).Good());
+    ASSERT_TRUE(simulator->Update(&up, true).Good());
+    EXPECT_EQ(height(), 400) << "a placement holds for one frame";
+    simulator->SetToolMode(ToolMode::PointOverlay);
+    ASSERT_TRUE(simulator->Update(&up, true).Good());
+    EXPECT_EQ(height(), 400);
+    simulator->SetToolMode(ToolMode::Viewpoint);
+    ASSERT_TRUE(simulator->Update(&up, true).Good());
+    EXPECT_EQ(height(), 405);
+}
+
+TEST_F(SimulatorTest, QualityFollowsTheFrameRateOncePerLayer) {
+    Attach(View::kMain);
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"}), Entry("land", {"b"})}).Good());
+    settings::TerrainChoice.SetUnsaved(2);
+    TerrainModel::SetFrameRate(20, false);
+    TerrainModel::SetQuality(85, false);
+    clock.milliseconds += 1000;
+    Frame();  // from here on each frame has a rate; its first one was 1 a second
+    TerrainModel::SetQuality(85, false);
+    clock.milliseconds += 200;  // 5 frames a second: 7.5 for each of two layers
+    Frame();
+    EXPECT_NEAR(TerrainModel::Quality(), 70, 0.01);
+    clock.milliseconds += 50;  // exactly on target
+    Frame();
+    EXPECT_NEAR(TerrainModel::Quality(), 70, 0.01);
+}
+
+TEST_F(SimulatorTest, CommandLineViewOrbitsItsPoint) {
+    Attach(View::kMain);
+    specs["land"].grid = {1000, 10, 0, 2000, 0, -10};
+    specs["land"].system = "EPSG:32633";
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
+    // Column 20, row 30: scene (200, -300), 50 above the ground of 100.
+    ASSERT_TRUE(simulator->StartCommandLineView(1200, 1700, 50, 90, 0, 1000, 10, 0, true).Good());
+    const Viewer& viewer = simulator->GetViewer();
+    EXPECT_NEAR(viewer.ViewDistance(), 896.295, 0.01);
+    EXPECT_NEAR(viewer.Position().x, 200 - 896.295, 0.01);
+    EXPECT_NEAR(viewer.Position().y, -300, 0.01);
+    EXPECT_NEAR(viewer.Position().z, 150, 0.01);
+    ASSERT_TRUE(simulator->StartCommandLineView(1200, 1700, 50, 90, 0, 1000, 10, 1, true).Good());
+    EXPECT_NEAR(viewer.Position().x, 200, 0.01) << "at the point, not about it";
+    Vec3d map;
+    ASSERT_TRUE(simulator->SceneToMap(viewer.Position(), map).Good());
+    EXPECT_NEAR(map.x, 1200, 1e-3);
+    EXPECT_NEAR(map.y, 1700, 1e-3);
+    EXPECT_NEAR(map.z, 150, 1e-3);
+}
+
+TEST_F(SimulatorTest, TheMapIsGrabbedNearTheViewerAndSwungElsewhere) {
+    Attach(View::kMain);
+    Attach(View::kMap);
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
+    Frame();
+    // The window is 200 x 100; its centre is the viewer's place above the centre of the landscape.
+    EXPECT_EQ(simulator->OnMouse(View::kMap, 100, 50, false, false), CursorMode::Grab);
+    EXPECT_EQ(simulator->OnMouse(View::kMap, 150, 50, false, false), CursorMode::Default);
+    EXPECT_EQ(simulator->OnMouse(View::kMap, -1, -1, false, false), CursorMode::Default);
+
+    simulator->OnMouse(View::kMap, 100, 50, true, false);
+    simulator->OnMouse(View::kMap, 110, 60, true, false);
+    const std::optional<GroundPoint> there = simulator->PickGround(View::kMap, 110, 60);
+    ASSERT_TRUE(there.has_value());
+    EXPECT_NEAR(simulator->GetViewer().Position().x, there->scene.x, 0.01);
+    EXPECT_NEAR(simulator->GetViewer().Position().y, there->scene.y, 0.01);
+    simulator->OnMouse(View::kMap, 110, 60, false, false);
+
+    const Vec3f stays = simulator->GetViewer().Position();
+    simulator->OnMouse(View::kMap, 60, 20, true, false);
+    EXPECT_EQ(simulator->GetViewer().Position(), stays);
+    EXPECT_NEAR(simulator->GetViewer().LookAt().x, simulator->PickGround(View::kMap, 60, 20)->scene.x, 0.01);
+}
+
+}  // namespace
+}  // namespace tarnvale
