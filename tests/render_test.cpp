@@ -1,0 +1,457 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <png.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "tools/renderpath.h"
+#include "tools/renderstats.h"
+#include "zpf/sample_for_test.h"
+
+// tarnvale-render as a whole, on landscapes made here.
+namespace tarnvale {
+namespace {
+
+using nlohmann::json;
+using ZPF::Dice;
+using ZPF::Good;
+using ZPF::ScratchFolder;
+
+struct Outcome {
+    int code = -1;
+    std::string said;  // stdout and stderr together
+};
+
+Outcome Render(const std::string& arguments) {
+    const std::string command = std::string(TARNVALE_RENDER) + " " + arguments + " 2>&1";
+    Outcome outcome;
+    std::FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) return outcome;
+    std::array<char, 4096> part{};
+    while (const std::size_t count = std::fread(part.data(), 1, part.size(), pipe)) {
+        outcome.said.append(part.data(), count);
+    }
+    const int status = pclose(pipe);
+    outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+    return outcome;
+}
+
+std::vector<json> ReadLines(const FILEPATH& path) {
+    std::ifstream file(path);
+    std::vector<json> lines;
+    for (std::string line; std::getline(file, line);) lines.push_back(json::parse(line));
+    return lines;
+}
+
+struct Picture {
+    int width = 0, height = 0;
+    std::vector<std::uint8_t> rgb;
+    [[nodiscard]] bool Background(int x, int y) const {
+        const std::uint8_t* p = &rgb[static_cast<std::size_t>((y * width + x) * 3)];
+        return p[0] == 255 && p[1] == 0 && p[2] == 255;
+    }
+};
+
+Picture ReadPicture(const FILEPATH& path) {
+    Picture picture;
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    if (png_image_begin_read_from_file(&image, path.c_str()) == 0) return picture;
+    image.format = PNG_FORMAT_RGB;
+    picture.rgb.resize(PNG_IMAGE_SIZE(image));
+    if (png_image_finish_read(&image, nullptr, picture.rgb.data(), 0, nullptr) == 0) return picture;
+    picture.width = static_cast<int>(image.width);
+    picture.height = static_cast<int>(image.height);
+    return picture;
+}
+
+constexpr const char* kLoud = "--set BackgroundColor=65535,0,65535,0 ";
+
+// A rugged grid of 257 x 257 samples, 30 m apart, with holes; its texture is grey.
+class RandomLandscape {
+public:
+    static constexpr int kSide = 257;
+    static constexpr double kCell = 30, kWest = 400000, kNorth = 5600000;
+
+    explicit RandomLandscape(std::uint64_t seed) : heights_(kSide * kSide) {
+        Dice dice(seed);
+        for (int step = 64; step >= 1; step /= 4) AddNoise(dice, step);
+        for (int hole = 0; hole < 20; ++hole) {
+            const int x = dice.Below(kSide - 6), y = dice.Below(kSide - 6);
+            for (int i = 0; i < 25; ++i) heights_[Index(x + i % 5, y + i / 5)] = kNull;
+        }
+    }
+
+    Status Write(const FILEPATH& path) const {
+        ZPF::PROJECTWRITER writer;
+        Status status = writer.Create(path);
+        ZPF::RasterSpec dem;
+        dem.name = "Height";
+        dem.type = ZPF::RasterType::Signed16;
+        dem.columns = dem.rows = kSide;
+        dem.hasNull = true;
+        dem.nullValue = kNull;
+        dem.georeference = {kWest, kCell, 0, kNorth, 0, -kCell};
+        if (status.Good()) status = COORDREFSYS::FromText("EPSG:32633", dem.system);
+        int number = kNoObject;
+        if (status.Good()) status = writer.AddRaster(kRootObject, dem, number);
+        if (status.Good()) {
+            status = ZPF::PutCells(writer, number, dem, 0, std::as_bytes(std::span(heights_)), {});
+        }
+        ZPF::RasterSpec texture;
+        texture.name = "Grey";
+        texture.columns = texture.rows = 1024;
+        texture.levels = 2;
+        texture.system = dem.system;
+        texture.georeference = {kWest + kCell / 2, kCell / 4, 0, kNorth - kCell / 2, 0, -kCell / 4};
+        if (status.Good()) status = writer.AddRaster(kRootObject, texture, number);
+        for (int level = 0; level < 2 && status.Good(); ++level) {
+            const std::size_t side = 1024U >> level;
+            std::vector<std::byte> colours(side * side * 3);
+            for (std::size_t i = 0; i < colours.size(); ++i) {
+                colours[i] = static_cast<std::byte>(60 + (i / 3 % side / 16 + i / 3 / side / 16) % 2 * 90);
+            }
+            status = ZPF::PutCells(writer, number, texture, level, colours, {});
+        }
+        return status.Good() ? writer.Commit() : status;
+    }
+
+    /// The highest ground within some cells of a place, in cells from the north-west corner.
+    [[nodiscard]] double Highest(double column, double row, int reach) const {
+        int highest = kNull;
+        for (int y = static_cast<int>(row) - reach; y <= static_cast<int>(row) + reach; ++y) {
+            for (int x = static_cast<int>(column) - reach; x <= static_cast<int>(column) + reach; ++x) {
+                const int height =
+                    heights_[Index(std::clamp(x, 0, kSide - 1), std::clamp(y, 0, kSide - 1))];
+                highest = std::max(highest, height);
+            }
+        }
+        return highest;
+    }
+
+private:
+    static constexpr std::int16_t kNull = -9999;
+
+    static std::size_t Index(int x, int y) { return static_cast<std::size_t>(y * kSide + x); }
+
+    // Smooth hills `step` cells apart, 3 m high for each cell.
+    void AddNoise(Dice& dice, int step) {
+        const int across = kSide / step + 2;
+        std::vector<double> knots(static_cast<std::size_t>(across * across));
+        for (double& knot : knots) knot = dice.Below(1000) * 0.003 * step;
+        for (int y = 0; y < kSide; ++y) {
+            for (int x = 0; x < kSide; ++x) {
+                const double fx = static_cast<double>(x % step) / step, fy = static_cast<double>(y % step) / step;
+                const auto knot = [&](int i, int j) {
+                    return knots[static_cast<std::size_t>((y / step + j) * across + x / step + i)];
+                };
+                const double height = (knot(0, 0) * (1 - fx) + knot(1, 0) * fx) * (1 - fy) +
+                                      (knot(0, 1) * (1 - fx) + knot(1, 1) * fx) * fy;
+                heights_[Index(x, y)] = static_cast<std::int16_t>(heights_[Index(x, y)] + height);
+            }
+        }
+    }
+
+    std::vector<std::int16_t> heights_;
+};
+
+// Level views have vertical planes for columns, so below the first ground of a column there is only ground.
+// In views down on the middle there is nothing but ground. Nodes are culled by the sphere about their cells,
+// while their samples stand half a cell farther on: what that half cell can cover at the upper and lower edge
+// of the picture, seen from 350 m and more, isn't looked at.
+TEST(Render, NoBackgroundShowsThroughTheTerrain) {
+    constexpr int kLevelViews = 10, kViews = 24, kEdge = 24;
+    constexpr double kDegree = 3.14159265358979 / 180;
+    for (const std::uint64_t seed : {1U, 2U, 3U}) {
+        const ScratchFolder folder;
+        const RandomLandscape landscape(seed);
+        ASSERT_TRUE(Good(landscape.Write(folder / "random.sim")));
+        Dice dice(seed + 100);
+        std::vector<CameraPose> poses;
+        for (int view = 0; view < kViews; ++view) {
+            const bool level = view < kLevelViews;
+            // Level ones look across the landscape from its rim, the others down from over its middle.
+            const double side = dice.Below(360) * kDegree;
+            const double away = level ? 60 + dice.Below(60) : dice.Below(20);
+            const double column = 128 - away * std::sin(side), row = 128 + away * std::cos(side);
+            const double heading = side + (dice.Below(50) - 25) * kDegree;
+            const double z = landscape.Highest(column, row, 8) + 350 + dice.Below(200);
+            const double x = RandomLandscape::kWest + column * RandomLandscape::kCell;
+            const double y = RandomLandscape::kNorth - row * RandomLandscape::kCell;
+            const double down = level ? 0 : 1.2 + dice.Below(100) * 0.02;
+            poses.push_back({{x, y, z},
+                             {x + std::sin(heading) * 1000, y + std::cos(heading) * 1000, z - down * 1000}});
+        }
+        ASSERT_TRUE(WriteCameraPath(folder / "path.csv", poses));
+        for (const char* quality : {"0", "85", "100"}) {
+            SCOPED_TRACE(testing::Message() << "seed " << seed << ", quality " << quality);
+            const Outcome outcome =
+                Render((folder / "random.sim").string() + " --camera " + (folder / "path.csv").string() +
+                       " --size 512x288 --out " + (folder / "out").string() + " " + kLoud +
+                       "--set TerrainQuality=" + quality);
+            ASSERT_EQ(outcome.code, 0) << outcome.said;
+            for (int view = 0; view < kViews; ++view) {
+                char name[32];
+                (void)std::snprintf(name, sizeof name, "out/frame_%05d.png", view);
+                const Picture picture = ReadPicture(folder / name);
+                ASSERT_EQ(picture.width, 512) << name;
+                ASSERT_EQ(picture.height, 288) << name;
+                int holes = 0, sky = 0;
+                for (int x = 0; x < picture.width; ++x) {
+                    bool ground = view >= kLevelViews;
+                    for (int y = 0; y < picture.height; ++y) {
+                        const bool background = picture.Background(x, y);
+                        const bool counts = y >= kEdge && y < picture.height - kEdge;
+                        holes += background && ground && counts ? 1 : 0;
+                        sky += background ? 1 : 0;
+                        ground = ground || !background;
+                    }
+                    EXPECT_TRUE(ground) << "no ground at all in a column: the test looks the wrong way";
+                }
+                EXPECT_EQ(holes, 0) << name;
+                if (view < kLevelViews) {
+                    EXPECT_GT(sky, 0) << name << ": no background to be seen at all";
+                }
+            }
+        }
+    }
+}
+
+std::size_t TrianglesIn(const json& primitive) {
+    const std::size_t vertices = primitive["vertices"].size() / 3;
+    if (vertices < 3) return 0;
+    return primitive["kind"] == 0 ? vertices / 3 : vertices - 2;
+}
+
+TEST(Render, TraceTellsTheSameStoryInAllItsParts) {
+    const ScratchFolder folder;
+    ASSERT_TRUE(Good(RandomLandscape(7).Write(folder / "random.sim")));
+    const FILEPATH trace = folder / "trace.jsonl";
+    const Outcome outcome = Render((folder / "random.sim").string() +
+                                   " --fly 6 --size 320x200 --trace-vertices --trace " + trace.string());
+    ASSERT_EQ(outcome.code, 0) << outcome.said;
+    const std::vector<json> lines = ReadLines(trace);
+    ASSERT_EQ(lines.size(), 6U);
+    for (std::size_t frame = 0; frame < lines.size(); ++frame) {
+        const json& line = lines[frame];
+        EXPECT_EQ(line["frame"], frame);
+        EXPECT_EQ(line["view"], 16);
+        EXPECT_EQ(line["layer"], 0);
+        EXPECT_EQ(line["fov"], 45);
+        EXPECT_EQ(line["width"], 320);
+        EXPECT_EQ(line["height"], 200);
+        EXPECT_EQ(line["quality"], 85);
+        EXPECT_EQ(line["pixel_tolerance"], 4);
+        EXPECT_EQ(line["vertical_scale"], 1);
+        EXPECT_EQ(line["offsets"], json::array({0}));
+        EXPECT_EQ(line["regions"], json::parse("[[0,0,257,257]]"));
+        for (const char* key : {"eye", "look", "up"}) EXPECT_EQ(line[key].size(), 3U);
+        ASSERT_EQ(line["tiles"].size(), 1U);
+        for (const char* key : {"resident", "limit", "in_flight", "uploads", "wishes"}) {
+            EXPECT_TRUE(line["tiles"][0][key].is_number_integer()) << key;
+        }
+        EXPECT_GE(line["tiles"][0]["resident"], 1);
+        EXPECT_GT(line["draw_calls"], 0);
+
+        const json& nodes = line["nodes"];
+        ASSERT_GT(nodes.size(), 4U);
+        for (std::size_t i = 0; i + 1 < nodes.size(); ++i) {
+            EXPECT_GE(nodes[i]["key"], nodes[i + 1]["key"]) << "coarse nodes come first";
+        }
+        for (const json& node : nodes) EXPECT_GE(node["level"], 3);
+
+        const json &primitives = line["primitives"], &batches = line["batches"];
+        ASSERT_EQ(primitives.size(), batches.size());
+        std::size_t triangles = 0;
+        for (std::size_t i = 0; i < primitives.size(); ++i) {
+            const std::size_t sent = TrianglesIn(primitives[i]);
+            std::size_t cut = 0;
+            for (const json& mesh : batches[i]) {
+                const std::size_t vertices = mesh["vertices"].size() / 3;
+                EXPECT_EQ(vertices % 3, 0U) << "a batch is lists of triangles";
+                EXPECT_EQ(mesh["uv"].size(), mesh["tile"].is_null() ? 0 : vertices * 2);
+                cut += vertices / 3;
+                // Nothing was moved: every vertex is one of the primitive's.
+                for (std::size_t v = 0; v < 3; ++v) {
+                    EXPECT_NE(std::ranges::find(primitives[i]["vertices"], mesh["vertices"][v]),
+                              primitives[i]["vertices"].end());
+                }
+            }
+            EXPECT_EQ(cut, sent) << "primitive " << i;
+            triangles += cut;
+        }
+        EXPECT_EQ(line["triangles"], triangles);
+    }
+}
+
+TEST(Render, FiguresAreAllThere) {
+    const ScratchFolder folder;
+    ASSERT_TRUE(Good(RandomLandscape(8).Write(folder / "random.sim")));
+    for (const char* graphics : {"opengl", "null"}) {
+        SCOPED_TRACE(graphics);
+        const FILEPATH file = folder / "stats.json";
+        const Outcome outcome = Render((folder / "random.sim").string() + " --fly 40 --size 320x200 --stats " +
+                                       file.string() + " --graphics " + graphics);
+        ASSERT_EQ(outcome.code, 0) << outcome.said;
+        const json stats = json::parse(std::ifstream(file));
+        for (const char* key : {"frame_ms", "select_ms", "mesh_ms", "prepare_ms", "draw_ms", "service_ms"}) {
+            EXPECT_GE(stats[key]["median"], 0) << key;
+            EXPECT_GE(stats[key]["p95"], stats[key]["median"]) << key;
+            EXPECT_GE(stats[key]["max"], stats[key]["p95"]) << key;
+        }
+        EXPECT_GT(stats["frame_ms"]["median"], 0);
+        EXPECT_GT(stats["mesh_ms"]["median"], 0) << "parts are measured in some frames";
+        EXPECT_GT(stats["open_s"], 0);
+        EXPECT_GT(stats["first_frame_s"], stats["open_s"]);
+        EXPECT_GT(stats["complete_s"], stats["first_frame_s"]);
+        EXPECT_GT(stats["triangles"], 100);
+        EXPECT_GE(stats["tiles_uploaded"], stats["tiles_resident"]);
+        EXPECT_GT(stats["tiles_resident"], 0);
+        EXPECT_GT(stats["peak_memory_mb"], 1);
+        const bool draws = std::string(graphics) == "opengl";
+        EXPECT_EQ(stats["draw_calls"] > 0, draws);
+        EXPECT_EQ(stats["floor_ratio"].is_number(), draws);
+    }
+}
+
+TEST(Render, PicturesCarryTheirPose) {
+    const ScratchFolder folder;
+    ASSERT_TRUE(Good(RandomLandscape(9).Write(folder / "random.sim")));
+    ZPF::WriteFile(folder / "path.csv", std::string("x,y,z,look_x,look_y,look_z\r\n"
+                                                    "403000,5597000,900.5,404000,5597000,700\r\n"
+                                                    "403030,5597000,900.5,404030,5597000,700\r\n"
+                                                    "403060,5597000,900.5,404060,5597000,700\r\n"));
+    const Outcome outcome =
+        Render((folder / "random.sim").string() + " --camera " + (folder / "path.csv").string() +
+               " --size 64x48 --complete --every 2 --out " + (folder / "deep/out").string());
+    ASSERT_EQ(outcome.code, 0) << outcome.said;
+    EXPECT_EQ(outcome.said, "");
+    EXPECT_TRUE(std::filesystem::exists(folder / "deep/out/frame_00000.png"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "deep/out/frame_00001.png"));
+    const std::vector<char> bytes = ZPF::ReadFile(folder / "deep/out/frame_00002.png");
+    const std::string text(bytes.begin(), bytes.end());
+    const std::pair<const char*, const char*> chunks[] = {{"Position", "403060 5597000 900.5"},
+                                                          {"LookAt", "404060 5597000 700"},
+                                                          {"CRS", "EPSG:32633"},
+                                                          {"Software", "Tarnvale "}};
+    for (const auto& [key, value] : chunks) {
+        EXPECT_NE(text.find(std::string(key) + '\0' + value), std::string::npos) << key;
+    }
+}
+
+TEST(Render, WhatIsWrongIsSaidInOneLine) {
+    const ScratchFolder folder;
+    ASSERT_TRUE(Good(RandomLandscape(10).Write(folder / "random.sim")));
+    const std::vector<char> whole = ZPF::ReadFile(folder / "random.sim");
+    ZPF::WriteFile(folder / "cut.sim", std::span(whole).first(whole.size() / 2));
+    ZPF::WriteFile(folder / "text.sim", std::string("not a landscape at all, but long enough to be one"));
+    ZPF::WriteFile(folder / "path.csv", std::string("x,y,z,look_x,look_y,look_z\n1,2,3,4,5,6\n1,2,3,4,5\n"));
+    const std::string good = (folder / "random.sim").string(), place = folder.operator/("").string();
+    const std::tuple<const char*, std::string, const char*> cases[] = {
+        {"no such file", place + "none.sim --fly 3", "none.sim"},
+        {"not a landscape", place + "text.sim --fly 3", "text.sim"},
+        {"cut off", place + "cut.sim --fly 3", "cut.sim"},
+        {"no path", good, "--camera"},
+        {"no such path", good + " --camera " + place + "none.csv", "none.csv"},
+        {"a bad path", good + " --camera " + place + "path.csv", "line 3"},
+        {"no such preference", good + " --fly 3 --set Nothing=1", "Nothing"},
+        {"no value for it", good + " --fly 3 --set Fog=maybe", "Fog"},
+        {"no size", good + " --fly 3 --size 12", "12"},
+        {"a huge size", good + " --fly 3 --size 100000x100000", "100000"},
+        {"no such graphics system", good + " --fly 3 --graphics wire", "wire"},
+        {"pictures of nothing", good + " --fly 3 --graphics null --out x", "null"},
+        {"an unknown option", good + " --fly 3 --sideways", "sideways"},
+        {"a folder that can't be", good + " --fly 3 --out /proc/none/here", "/proc/none/here"},
+        {"figures that can't be", good + " --fly 3 --size 64x48 --stats /proc/none.json", "/proc/none.json"},
+        {"a trace that can't be", good + " --fly 3 --trace /proc/none.jsonl", "/proc/none.jsonl"},
+    };
+    for (const auto& [what, arguments, named] : cases) {
+        SCOPED_TRACE(what);
+        const Outcome outcome = Render(arguments);
+        EXPECT_EQ(outcome.code, 1);
+        EXPECT_THAT(outcome.said, testing::StartsWith("tarnvale-render: "));
+        EXPECT_THAT(outcome.said, testing::HasSubstr(named));
+        EXPECT_EQ(std::ranges::count(outcome.said, '\n'), 1) << outcome.said;
+    }
+}
+
+TEST(CameraPath, ReadsWhatPeopleWriteAndNamesTheLineOtherwise) {
+    const std::string header = "x,y,z,look_x,look_y,look_z\n";
+    const std::tuple<const char*, std::string, const char*> bad[] = {
+        {"nothing", "", "missing"},
+        {"no header", "1,2,3,4,5,6\n", "line 1"},
+        {"no frame", header, "no frame"},
+        {"five numbers", header + "1,2,3,4,5,6\n\n1,2,3,4,5\n", "line 4"},
+        {"seven numbers", header + "1,2,3,4,5,6,7\n", "line 2"},
+        {"no number", header + "1,2,x,4,5,6\n", "line 2"},
+        {"half a number", header + "1,2,3m,4,5,6\n", "line 2"},
+        {"not finite", header + "1,2,nan,4,5,6\n", "line 2"},
+        {"too large", header + "1,2,1e999,4,5,6\n", "line 2"},
+        {"looks at itself", header + "1,2,3,1,2,3\n", "line 2"},
+    };
+    std::vector<CameraPose> poses;
+    for (const auto& [what, text, named] : bad) {
+        std::string problem;
+        EXPECT_FALSE(ParseCameraPath(text, poses, problem)) << what;
+        EXPECT_THAT(problem, testing::HasSubstr(named)) << what;
+    }
+    std::string problem;
+    ASSERT_TRUE(ParseCameraPath("\xEF\xBB\xBFx, y, z, look_x, look_y, look_z\r\n\r\n 1.5,-2e3, 3,4,5,6.25 \r\n"
+                                "7,8,9,10,11,12",
+                                poses, problem))
+        << problem;
+    ASSERT_EQ(poses.size(), 2U);
+    EXPECT_EQ(poses[0].eye, (Vec3d{1.5, -2000, 3}));
+    EXPECT_EQ(poses[0].lookAt, (Vec3d{4, 5, 6.25}));
+    EXPECT_EQ(poses[1].lookAt, (Vec3d{10, 11, 12}));
+}
+
+TEST(CameraPath, APathOfOurOwnStaysAboveTheGroundAndMovesEvenly) {
+    const ScratchFolder folder;
+    const RandomLandscape landscape(11);
+    ASSERT_TRUE(Good(landscape.Write(folder / "random.sim")));
+    const FILEPATH path = folder / "path.csv";
+    const Outcome outcome = Render((folder / "random.sim").string() +
+                                   " --fly 900 --graphics null --write-camera " + path.string());
+    ASSERT_EQ(outcome.code, 0) << outcome.said;
+    std::vector<CameraPose> poses;
+    std::string problem;
+    ASSERT_TRUE(ReadCameraPath(path, poses, problem)) << problem;
+    ASSERT_EQ(poses.size(), 900U);
+    for (std::size_t i = 0; i < poses.size(); ++i) {
+        const double column = (poses[i].eye.x - RandomLandscape::kWest) / RandomLandscape::kCell;
+        const double row = (RandomLandscape::kNorth - poses[i].eye.y) / RandomLandscape::kCell;
+        EXPECT_GT(poses[i].eye.z, landscape.Highest(column, row, 1) + 10) << i;
+        EXPECT_TRUE(column > 10 && column < 247 && row > 10 && row < 247) << i;
+        if (i == 0) continue;
+        const double moved = std::hypot(poses[i].eye.x - poses[i - 1].eye.x, poses[i].eye.y - poses[i - 1].eye.y);
+        EXPECT_NEAR(moved, 30, 1.5) << i;
+        EXPECT_LT(std::abs(poses[i].eye.z - poses[i - 1].eye.z), 20) << i;
+    }
+}
+
+TEST(Summary, RanksByHand) {
+    const Summary odd = Summarize({5, 1, 3});
+    EXPECT_EQ(odd.median, 3);
+    EXPECT_EQ(odd.p95, 5);
+    std::vector<double> hundred;
+    for (int i = 100; i >= 1; --i) hundred.push_back(i);
+    const Summary even = Summarize(hundred);
+    EXPECT_EQ(even.median, 50.5);
+    EXPECT_EQ(even.p95, 95);
+    EXPECT_EQ(even.max, 100);
+    EXPECT_EQ(Summarize({}).max, 0);
+}
+
+}  // namespace
+}  // namespace tarnvale
