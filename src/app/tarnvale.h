@@ -1,0 +1,72 @@
+#pragma once
+
+#include <QApplication>
+#include <memory>
+
+#include "app/commandline.h"
+#include "base/status.h"
+#include "base/types.h"
+#include "graphics/graphicssystem.h"
+#include "input/inputsystem.h"
+#include "simulator/simulatr.h"
+
+namespace tarnvale {
+
+class CMainFrame;
+class CTarnvaleView;
+
+/// The program: owns the simulator and everything that lives as long as the process, brings the
+/// parts up in order, runs the message loop, and opens landscapes. Thread: the user interface's.
+class CTarnvaleApp final : public QApplication, public SimulatorHost {
+    Q_OBJECT
+
+public:
+    CTarnvaleApp(int& argc, char** argv);
+    ~CTarnvaleApp() override;
+
+    /// Makes window, simulator, input and graphics, then opens what the command line names.
+    /// @return false if the program can't start; the user has been told why
+    [[nodiscard]] bool InitInstance();
+    /// The message loop: frames whenever no message waits; without a landscape it sleeps.
+    /// @return the exit code
+    int Run();
+    void ExitInstance();
+
+    /// Opens a landscape; tells the user where that fails, and the old one goes on flying.
+    /// @return the status, Cancelled if the user stopped it
+    Status OpenLandscape(const FILEPATH& file);
+
+    /// One step of the flight: input, viewer, all views.
+    void RunFrame();
+    /// Draws by another system from now on. @return false if that failed: the old one is back in
+    /// force
+    [[nodiscard]] bool ChangeGraphicsSystem(GraphicsSystem* system);
+
+    // SimulatorHost. Nothing in a landscape can be edited yet, so nothing can be lost.
+    [[nodiscard]] bool MayReplaceLandscape() override { return true; }
+
+private:
+    [[nodiscard]] Status OpenGraphics();
+    void ConnectCommands();
+    void AskForLandscape();
+    void TakeScreenShot();
+    void RestoreView();
+    void ShowError(Status status);
+    /// Draws once where no frame follows by itself.
+    void RedrawEmptyView();
+
+    GraphicsSystemRegistry graphicsSystems_;
+    InputSystemRegistry inputSystems_;
+    GraphicsSystem* graphics_ = nullptr;  // one of graphicsSystems_
+    InputSystem* input_ = nullptr;        // one of inputSystems_, or null: flight without controls
+    std::unique_ptr<Simulator> simulator_;
+    std::unique_ptr<CMainFrame> mainFrame_;
+    CTarnvaleView* mainView_ = nullptr;  // owned by the main frame
+    CommandLineView commandLineView_;
+    int filesOpened_ = 0;
+    int wheelDelta_ = 0;  // of the last wheel message; each frame clears it
+    bool quit_ = false;
+    bool opening_ = false;
+};
+
+}  // namespace tarnvale
