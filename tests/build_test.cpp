@@ -620,6 +620,10 @@ TEST(Build, WhatIsWrongIsToldInOneLineAndNothingIsLeft) {
     bare.system.clear();
     const std::string noSystem =
         bare.Band([](double, double) { return 10; }).Save(folder / "bare.tif");
+    Sketch globe(36, 18, {-180, 10, 0, 90, 0, -10});
+    globe.system = "EPSG:4326";
+    const std::string wide =
+        globe.Band([](double, double) { return 10; }).Save(folder / "globe.tif");
     Sketch away(64, 64, {900000, 5, 0, 6000000, 0, -5});
     away.type = GDT_Byte;
     const std::string elsewhere =
@@ -646,6 +650,7 @@ TEST(Build, WhatIsWrongIsToldInOneLineAndNothingIsLeft) {
         {"area turned round",
          {"-te", "601000", "5999500", "600000", "5999900", "--dem", dem, out},
          "-te"},
+        {"too wide for a zone", {"--dem", wide, out}, "-t_srs"},
         {"texture first", {"--texture", dem, "--dem", dem, out}, "before"},
         {"nothing to do", {out}, "--dem"},
         {"no output", {"--dem", dem}, "OUT.sim"},
@@ -664,22 +669,24 @@ TEST(Build, WhatIsWrongIsToldInOneLineAndNothingIsLeft) {
         EXPECT_NE(outcome.err.find(c.told), std::string::npos) << c.what << "\n" << outcome.err;
         EXPECT_EQ(FilesIn(outputs), std::vector<std::string>{}) << c.what;
     }
-    EXPECT_EQ(FilesIn(folder), (std::vector<std::string>{"away.tif", "bare.tif", "dem.tif",
-                                                         "old.sim", "outputs", "text.tif"}));
+    EXPECT_EQ(FilesIn(folder),
+              (std::vector<std::string>{"away.tif", "bare.tif", "dem.tif", "globe.tif", "old.sim",
+                                        "outputs", "text.tif"}));
     // What was missing is all that was wrong.
     BuildWell({"-q", "-a_srs", "EPSG:25832", "--dem", noSystem, out});
     EXPECT_EQ(ReadRaster(out, "bare").system.EpsgCode(), 25832);
 }
 
-/// A DEM that takes long to build a texture for.
-std::vector<std::string> LongBuild(const fs::path& folder, const std::string& out) {
+/// A build whose painting takes as long as the texture is large.
+std::vector<std::string> LongBuild(const fs::path& folder, const std::string& side,
+                                   const std::string& out) {
     return {
         "-q",
         "--overwrite",
         "--size",
         "1025",
         "--texture-size",
-        "16384",
+        side,
         "--dem",
         SmallDem().Band([](double x, double) { return (x - 600000) / 7; }).Save(folder / "dem.tif"),
         out};
@@ -690,7 +697,7 @@ TEST(Build, AnInterruptLeavesTheOldFileAndNothingElse) {
     const fs::path outputs = folder / "outputs";
     fs::create_directories(outputs);
     const std::string out = (outputs / "out.sim").string();
-    const std::vector<std::string> arguments = LongBuild(folder, out);
+    const std::vector<std::string> arguments = LongBuild(folder, "32768", out);
     for (const bool hasOld : {false, true}) {
         if (hasOld) std::ofstream(out) << "old";
         RunOptions options;
@@ -715,7 +722,8 @@ TEST(Build, AFullDiscIsToldAndLeavesNothing) {
     const fs::path folder = FreshFolder();
     const fs::path outputs = folder / "outputs";
     fs::create_directories(outputs);
-    const std::vector<std::string> arguments = LongBuild(folder, (outputs / "out.sim").string());
+    const std::vector<std::string> arguments =
+        LongBuild(folder, "4096", (outputs / "out.sim").string());
     RunOptions options;
     options.largestFile = 400000;
     const Outcome outcome = Build(arguments, options);

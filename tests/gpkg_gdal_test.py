@@ -33,7 +33,8 @@ def run(*command, wanted=0):
 
 def info(path, raster):
     text, noise = run('gdalinfo', '-json', f'GPKG:{path}:{raster}')
-    check(f'{raster} warnings', noise, [])
+    # GDAL 3.6 itself stumbles over a raster without a reference system when it looks for its ellipsoid.
+    check(f'{raster} warnings', [line for line in noise if 'proj_get_ellipsoid' not in line], [])
     return json.loads(text)
 
 
@@ -85,9 +86,9 @@ def check_values(path):
         check('classes', band(path, 'Classes', 1, 'B') == expected('B', lambda v, c, r: v % 40), True)
     for k in range(3):
         values = band(path, 'Land', k + 1, 'B')
-        worst = max(abs(values[r * COLUMNS + c] - ((c // 4 + r // 8 + k * 9) % 256 // 2 + 60))
-                    for r in range(0, ROWS, 7) for c in range(0, COLUMNS, 5) if (c // 4 + r // 8 + k * 9) % 256 > 2)
-        check(f'JPEG band {k} within 30 (worst {worst})', worst <= 30, True)
+        worst = max(abs(values[r * COLUMNS + c] - ((c // 4 + r // 8 + k * 9) // 2 + 60))
+                    for r in range(0, ROWS, 7) for c in range(0, COLUMNS, 5))
+        check(f'JPEG band {k} within 6 (worst {worst})', worst <= 6, True)
 
 
 def check_headers(path):
@@ -123,7 +124,7 @@ def check_additions(path):
         os.path.join(folder, 'extra.gpkg'), path)
     listed, noise = run('ogrinfo', path)
     check('ogrinfo warnings after additions', noise, [])
-    check('layer listed', 'points (Point)' in listed, True)
+    check('layer listed', 'points' in listed, True)
     check('store tables stay hidden', 'zpf_tile' in listed, False)
     run(sample, 'check', path)
 

@@ -119,7 +119,8 @@ public:
             const std::size_t side = 1024U >> level;
             std::vector<std::byte> colours(side * side * 3);
             for (std::size_t i = 0; i < colours.size(); ++i) {
-                colours[i] = static_cast<std::byte>(60 + (i / 3 % side / 16 + i / 3 / side / 16) % 2 * 90);
+                colours[i] =
+                    static_cast<std::byte>(60 + (i / 3 % side / 16 + i / 3 / side / 16) % 2 * 90);
             }
             status = ZPF::PutCells(writer, number, texture, level, colours, {});
         }
@@ -130,7 +131,8 @@ public:
     [[nodiscard]] double Highest(double column, double row, int reach) const {
         int highest = kNull;
         for (int y = static_cast<int>(row) - reach; y <= static_cast<int>(row) + reach; ++y) {
-            for (int x = static_cast<int>(column) - reach; x <= static_cast<int>(column) + reach; ++x) {
+            for (int x = static_cast<int>(column) - reach; x <= static_cast<int>(column) + reach;
+                 ++x) {
                 const int height =
                     heights_[Index(std::clamp(x, 0, kSide - 1), std::clamp(y, 0, kSide - 1))];
                 highest = std::max(highest, height);
@@ -151,7 +153,8 @@ private:
         for (double& knot : knots) knot = dice.Below(1000) * 0.003 * step;
         for (int y = 0; y < kSide; ++y) {
             for (int x = 0; x < kSide; ++x) {
-                const double fx = static_cast<double>(x % step) / step, fy = static_cast<double>(y % step) / step;
+                const double fx = static_cast<double>(x % step) / step,
+                             fy = static_cast<double>(y % step) / step;
                 const auto knot = [&](int i, int j) {
                     return knots[static_cast<std::size_t>((y / step + j) * across + x / step + i)];
                 };
@@ -165,10 +168,10 @@ private:
     std::vector<std::int16_t> heights_;
 };
 
-// Level views have vertical planes for columns, so below the first ground of a column there is only ground.
-// In views down on the middle there is nothing but ground. Nodes are culled by the sphere about their cells,
-// while their samples stand half a cell farther on: what that half cell can cover at the upper and lower edge
-// of the picture, seen from 350 m and more, isn't looked at.
+// Level views have vertical planes for columns, so below the first ground of a column there is only
+// ground. In views down on the middle there is nothing but ground. Nodes are culled by the sphere
+// about their cells, while their samples stand half a cell farther on: what that half cell can
+// cover at the upper and lower edge of the picture, seen from 350 m and more, isn't looked at.
 TEST(Render, NoBackgroundShowsThroughTheTerrain) {
     constexpr int kLevelViews = 10, kViews = 24, kEdge = 24;
     constexpr double kDegree = 3.14159265358979 / 180;
@@ -180,7 +183,8 @@ TEST(Render, NoBackgroundShowsThroughTheTerrain) {
         std::vector<CameraPose> poses;
         for (int view = 0; view < kViews; ++view) {
             const bool level = view < kLevelViews;
-            // Level ones look across the landscape from its rim, the others down from over its middle.
+            // Level ones look across the landscape from its rim, the others down from over its
+            // middle.
             const double side = dice.Below(360) * kDegree;
             const double away = level ? 60 + dice.Below(60) : dice.Below(20);
             const double column = 128 - away * std::sin(side), row = 128 + away * std::cos(side);
@@ -189,16 +193,17 @@ TEST(Render, NoBackgroundShowsThroughTheTerrain) {
             const double x = RandomLandscape::kWest + column * RandomLandscape::kCell;
             const double y = RandomLandscape::kNorth - row * RandomLandscape::kCell;
             const double down = level ? 0 : 1.2 + dice.Below(100) * 0.02;
-            poses.push_back({{x, y, z},
-                             {x + std::sin(heading) * 1000, y + std::cos(heading) * 1000, z - down * 1000}});
+            poses.push_back(
+                {{x, y, z},
+                 {x + std::sin(heading) * 1000, y + std::cos(heading) * 1000, z - down * 1000}});
         }
         ASSERT_TRUE(WriteCameraPath(folder / "path.csv", poses));
         for (const char* quality : {"0", "85", "100"}) {
             SCOPED_TRACE(testing::Message() << "seed " << seed << ", quality " << quality);
             const Outcome outcome =
-                Render((folder / "random.sim").string() + " --camera " + (folder / "path.csv").string() +
-                       " --size 512x288 --out " + (folder / "out").string() + " " + kLoud +
-                       "--set TerrainQuality=" + quality);
+                Render((folder / "random.sim").string() + " --camera " +
+                       (folder / "path.csv").string() + " --size 512x288 --out " +
+                       (folder / "out").string() + " " + kLoud + "--set TerrainQuality=" + quality);
             ASSERT_EQ(outcome.code, 0) << outcome.said;
             for (int view = 0; view < kViews; ++view) {
                 char name[32];
@@ -216,7 +221,8 @@ TEST(Render, NoBackgroundShowsThroughTheTerrain) {
                         sky += background ? 1 : 0;
                         ground = ground || !background;
                     }
-                    EXPECT_TRUE(ground) << "no ground at all in a column: the test looks the wrong way";
+                    EXPECT_TRUE(ground)
+                        << "no ground at all in a column: the test looks the wrong way";
                 }
                 EXPECT_EQ(holes, 0) << name;
                 if (view < kLevelViews) {
@@ -237,8 +243,9 @@ TEST(Render, TraceTellsTheSameStoryInAllItsParts) {
     const ScratchFolder folder;
     ASSERT_TRUE(Good(RandomLandscape(7).Write(folder / "random.sim")));
     const FILEPATH trace = folder / "trace.jsonl";
-    const Outcome outcome = Render((folder / "random.sim").string() +
-                                   " --fly 6 --size 320x200 --trace-vertices --trace " + trace.string());
+    const Outcome outcome =
+        Render((folder / "random.sim").string() +
+               " --fly 6 --size 320x200 --trace-vertices --trace " + trace.string());
     ASSERT_EQ(outcome.code, 0) << outcome.said;
     const std::vector<json> lines = ReadLines(trace);
     ASSERT_EQ(lines.size(), 6U);
@@ -300,11 +307,13 @@ TEST(Render, FiguresAreAllThere) {
     for (const char* graphics : {"opengl", "null"}) {
         SCOPED_TRACE(graphics);
         const FILEPATH file = folder / "stats.json";
-        const Outcome outcome = Render((folder / "random.sim").string() + " --fly 40 --size 320x200 --stats " +
-                                       file.string() + " --graphics " + graphics);
+        const Outcome outcome =
+            Render((folder / "random.sim").string() + " --fly 40 --size 320x200 --stats " +
+                   file.string() + " --graphics " + graphics);
         ASSERT_EQ(outcome.code, 0) << outcome.said;
         const json stats = json::parse(std::ifstream(file));
-        for (const char* key : {"frame_ms", "select_ms", "mesh_ms", "prepare_ms", "draw_ms", "service_ms"}) {
+        for (const char* key :
+             {"frame_ms", "select_ms", "mesh_ms", "prepare_ms", "draw_ms", "service_ms"}) {
             EXPECT_GE(stats[key]["median"], 0) << key;
             EXPECT_GE(stats[key]["p95"], stats[key]["median"]) << key;
             EXPECT_GE(stats[key]["max"], stats[key]["p95"]) << key;
@@ -354,9 +363,12 @@ TEST(Render, WhatIsWrongIsSaidInOneLine) {
     ASSERT_TRUE(Good(RandomLandscape(10).Write(folder / "random.sim")));
     const std::vector<char> whole = ZPF::ReadFile(folder / "random.sim");
     ZPF::WriteFile(folder / "cut.sim", std::span(whole).first(whole.size() / 2));
-    ZPF::WriteFile(folder / "text.sim", std::string("not a landscape at all, but long enough to be one"));
-    ZPF::WriteFile(folder / "path.csv", std::string("x,y,z,look_x,look_y,look_z\n1,2,3,4,5,6\n1,2,3,4,5\n"));
-    const std::string good = (folder / "random.sim").string(), place = folder.operator/("").string();
+    ZPF::WriteFile(folder / "text.sim",
+                   std::string("not a landscape at all, but long enough to be one"));
+    ZPF::WriteFile(folder / "path.csv",
+                   std::string("x,y,z,look_x,look_y,look_z\n1,2,3,4,5,6\n1,2,3,4,5\n"));
+    const std::string good = (folder / "random.sim").string(),
+                      place = folder.operator/("").string();
     const std::tuple<const char*, std::string, const char*> cases[] = {
         {"no such file", place + "none.sim --fly 3", "none.sim"},
         {"not a landscape", place + "text.sim --fly 3", "text.sim"},
@@ -372,7 +384,8 @@ TEST(Render, WhatIsWrongIsSaidInOneLine) {
         {"pictures of nothing", good + " --fly 3 --graphics null --out x", "null"},
         {"an unknown option", good + " --fly 3 --sideways", "sideways"},
         {"a folder that can't be", good + " --fly 3 --out /proc/none/here", "/proc/none/here"},
-        {"figures that can't be", good + " --fly 3 --size 64x48 --stats /proc/none.json", "/proc/none.json"},
+        {"figures that can't be", good + " --fly 3 --size 64x48 --stats /proc/none.json",
+         "/proc/none.json"},
         {"a trace that can't be", good + " --fly 3 --trace /proc/none.jsonl", "/proc/none.jsonl"},
     };
     for (const auto& [what, arguments, named] : cases) {
@@ -406,9 +419,10 @@ TEST(CameraPath, ReadsWhatPeopleWriteAndNamesTheLineOtherwise) {
         EXPECT_THAT(problem, testing::HasSubstr(named)) << what;
     }
     std::string problem;
-    ASSERT_TRUE(ParseCameraPath("\xEF\xBB\xBFx, y, z, look_x, look_y, look_z\r\n\r\n 1.5,-2e3, 3,4,5,6.25 \r\n"
-                                "7,8,9,10,11,12",
-                                poses, problem))
+    ASSERT_TRUE(ParseCameraPath(
+        "\xEF\xBB\xBFx, y, z, look_x, look_y, look_z\r\n\r\n 1.5,-2e3, 3,4,5,6.25 \r\n"
+        "7,8,9,10,11,12",
+        poses, problem))
         << problem;
     ASSERT_EQ(poses.size(), 2U);
     EXPECT_EQ(poses[0].eye, (Vec3d{1.5, -2000, 3}));
@@ -434,7 +448,8 @@ TEST(CameraPath, APathOfOurOwnStaysAboveTheGroundAndMovesEvenly) {
         EXPECT_GT(poses[i].eye.z, landscape.Highest(column, row, 1) + 10) << i;
         EXPECT_TRUE(column > 10 && column < 247 && row > 10 && row < 247) << i;
         if (i == 0) continue;
-        const double moved = std::hypot(poses[i].eye.x - poses[i - 1].eye.x, poses[i].eye.y - poses[i - 1].eye.y);
+        const double moved =
+            std::hypot(poses[i].eye.x - poses[i - 1].eye.x, poses[i].eye.y - poses[i - 1].eye.y);
         EXPECT_NEAR(moved, 30, 1.5) << i;
         EXPECT_LT(std::abs(poses[i].eye.z - poses[i - 1].eye.z), 20) << i;
     }

@@ -2,6 +2,7 @@
 // such a file still holds them: zpf_sample write|check|count FILE. The cells follow a rule that
 // gpkg_gdal_test.py knows too.
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -138,7 +139,7 @@ Status WriteTile(ZPF::PROJECTWRITER& writer, int number, const RasterSpec& spec,
             if (spec.name == "Land") {
                 for (int band = 0; band < 3; ++band) {
                     cells[index * 3 + static_cast<std::size_t>(band)] =
-                        static_cast<std::byte>((x / 4 + y / 8 + band * 9) % 256 / 2 + 60);
+                        static_cast<std::byte>(std::min((x / 4 + y / 8 + band * 9) / 2 + 60, 255));
                 }
             } else {
                 PutCell(spec, x, y, cells, index);

@@ -16,7 +16,8 @@ int ActionPoints::Add(const Vec3f& position, float radius) {
 }
 
 bool ActionPoints::Remove(int index) {
-    if (index < 0 || index >= static_cast<int>(points_.size()) || points_[index].removed) return false;
+    if (index < 0 || index >= static_cast<int>(points_.size()) || points_[index].removed)
+        return false;
     points_[index].removed = true;
     return true;
 }

@@ -15,7 +15,8 @@ public:
     /// @return false if there is no such point
     bool Remove(int index);
     void Clear() noexcept { points_.clear(); }
-    /// Calls `entered` for each point that the viewer came into since the last call, in index order.
+    /// Calls `entered` for each point that the viewer came into since the last call, in index
+    /// order.
     void Visit(const Vec3f& viewer, const std::function<void(int)>& entered);
 
 private:

@@ -12,9 +12,8 @@ std::size_t tarnvale::Allocations() {
     return allocations;
 }
 
-// Replacing the global operators is the only way to see every allocation. In a file of its own, so that
-// the compiler can't look through one of a pair.
-// NOLINTBEGIN
+// Replacing the global operators is the only way to see every allocation. In a file of its own, so
+// that the compiler can't look through one of a pair. NOLINTBEGIN
 void* operator new(std::size_t size) {
     ++allocations;
     if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;

@@ -36,9 +36,10 @@ Axes AxesFromAttitude(const Attitude& attitude) {
     const double sh = std::sin(heading), ch = std::cos(heading);
     const double sr = std::sin(roll), cr = std::cos(roll);
     Axes axes;
-    axes.forward = {static_cast<float>(ch * cp), static_cast<float>(sh * cp), static_cast<float>(sp)};
-    axes.up = {static_cast<float>(sr * sh - cr * ch * sp), static_cast<float>(-(cr * sh * sp) - sr * ch),
-               static_cast<float>(cr * cp)};
+    axes.forward = {static_cast<float>(ch * cp), static_cast<float>(sh * cp),
+                    static_cast<float>(sp)};
+    axes.up = {static_cast<float>(sr * sh - cr * ch * sp),
+               static_cast<float>(-(cr * sh * sp) - sr * ch), static_cast<float>(cr * cp)};
     axes.right = Cross(axes.forward, axes.up);
     return axes;
 }
@@ -50,7 +51,8 @@ Attitude AttitudeFromAxes(const Axes& axes) {
     // Exactly upright the angle has no meaning, and rounding must not give it one.
     const double cosine = std::abs(attitude.pitch) < 90 ? std::cos(attitude.pitch * kRadians) : 0.0;
     if (std::abs(axes.up.z) < std::abs(cosine)) {
-        attitude.roll = static_cast<float>(std::acos(std::clamp(axes.up.z / cosine, -1.0, 1.0)) * kDegrees);
+        attitude.roll =
+            static_cast<float>(std::acos(std::clamp(axes.up.z / cosine, -1.0, 1.0)) * kDegrees);
     }
     if (axes.right.z > 0) attitude.roll = -attitude.roll;
     return attitude;
@@ -72,9 +74,9 @@ Axes LevelAxes(const Vec3f& forward) {
 }
 
 Attitude AttitudeOfDirection(const Vec3f& along) {
-    const double length = std::sqrt(static_cast<double>(along.x) * along.x +
-                                    static_cast<double>(along.y) * along.y +
-                                    static_cast<double>(along.z) * along.z);
+    const double length =
+        std::sqrt(static_cast<double>(along.x) * along.x + static_cast<double>(along.y) * along.y +
+                  static_cast<double>(along.z) * along.z);
     return {PitchOf(length > 0 ? along.z / length : 0.0), 0, HeadingOf(along.x, along.y)};
 }
 

@@ -4,8 +4,8 @@
 
 namespace tarnvale {
 
-/// Angles in degrees. Heading 0 looks along +y and grows clockwise seen from above; pitch is positive
-/// upward; roll is about the forward axis, positive to the right.
+/// Angles in degrees. Heading 0 looks along +y and grows clockwise seen from above; pitch is
+/// positive upward; roll is about the forward axis, positive to the right.
 struct Attitude {
     float pitch = 0, roll = 0, heading = 0;
     friend constexpr bool operator==(const Attitude&, const Attitude&) = default;

@@ -11,7 +11,8 @@
 #include "graphics/graphicssystem.h"
 #include "simulator/scene.h"
 
-// Stand-ins that write down who was called, in one log, so that tests can read the order of a frame.
+// Stand-ins that write down who was called, in one log, so that tests can read the order of a
+// frame.
 namespace tarnvale::fakes {
 
 using Log = std::vector<std::string>;
@@ -47,7 +48,9 @@ public:
         return StatusCode::Ok;
     }
     [[nodiscard]] int CheckAvailable() const override { return 0; }
-    [[nodiscard]] std::unique_ptr<GraphicsSystem> CreateInstance() const override { return nullptr; }
+    [[nodiscard]] std::unique_ptr<GraphicsSystem> CreateInstance() const override {
+        return nullptr;
+    }
     void SetDepthWrite(bool) override { Note("depth write"); }
     void SetAlphaTest(bool enable) override { Note(enable ? "alpha on" : "alpha off"); }
     void SetAlphaFunction(AlphaFunction function, float reference) override {
@@ -114,9 +117,11 @@ public:
         maximumElevation_ = spec_.top;
         COORDREFSYS system;
         if (!spec_.system.empty()) {
-            if (const Status made = COORDREFSYS::FromText(spec_.system, system); !made.Good()) return made;
+            if (const Status made = COORDREFSYS::FromText(spec_.system, system); !made.Good())
+                return made;
         }
-        if (const Status made = TransGenInit(transform_, spec_.grid, system); !made.Good()) return made;
+        if (const Status made = TransGenInit(transform_, spec_.grid, system); !made.Good())
+            return made;
         open_ = true;
         return StatusCode::Ok;
     }
@@ -124,7 +129,8 @@ public:
         log_.push_back(name_ + " draw");
         strip_.kind = PrimitiveKind::Strip;
         strip_.vertices.Clear();
-        for (const Vec3f corner : {Vec3f{0, 0, 1}, Vec3f{0, -1, 2}, Vec3f{1, 0, 3}, Vec3f{1, -1, 4}}) {
+        for (const Vec3f corner :
+             {Vec3f{0, 0, 1}, Vec3f{0, -1, 2}, Vec3f{1, 0, 3}, Vec3f{1, -1, 4}}) {
             strip_.vertices.Append(corner);
         }
         sink.DrawTerrainMesh(strip_);
@@ -189,7 +195,8 @@ private:
 
 class FakeModels final : public SceneModels {
 public:
-    explicit FakeModels(Log& log, const std::map<std::string, FakeTerrainSpec>& specs, int& aliveTextures)
+    explicit FakeModels(Log& log, const std::map<std::string, FakeTerrainSpec>& specs,
+                        int& aliveTextures)
         : log_(log), specs_(specs), alive_(aliveTextures) {}
     [[nodiscard]] std::unique_ptr<TerrainModel> MakeTerrain(int index) const override {
         return index == 0 ? std::make_unique<FakeTerrain>(log_, specs_) : nullptr;
@@ -197,8 +204,12 @@ public:
     [[nodiscard]] std::unique_ptr<TextureModel> MakeTexture(int index) const override {
         return index == 0 ? std::make_unique<FakeTexture>(log_, alive_) : nullptr;
     }
-    [[nodiscard]] std::string TerrainName(int index) const override { return index == 0 ? "fake" : ""; }
-    [[nodiscard]] std::string TextureName(int index) const override { return index == 0 ? "fake" : ""; }
+    [[nodiscard]] std::string TerrainName(int index) const override {
+        return index == 0 ? "fake" : "";
+    }
+    [[nodiscard]] std::string TextureName(int index) const override {
+        return index == 0 ? "fake" : "";
+    }
 
 private:
     Log& log_;

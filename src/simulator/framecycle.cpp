@@ -13,8 +13,8 @@ namespace tarnvale {
 namespace {
 
 constexpr float kNearPlane = 10;
-constexpr float kFarReach = 5.5F;     // times the farthest corner
-constexpr float kMapReach = 1.5F;     // times the map eye's height
+constexpr float kFarReach = 5.5F;  // times the farthest corner
+constexpr float kMapReach = 1.5F;  // times the map eye's height
 
 }  // namespace
 
@@ -43,7 +43,8 @@ Vec3f RayThrough(const ViewPicture& picture, int x, int y) {
     const double half = std::tan(picture.fieldOfView * 0.008726646259971648);  // pi / 360
     const double across = (2 * (x + 0.5) - picture.width) / picture.height;
     const double above = 1 - 2 * (y + 0.5) / picture.height;
-    return forward + right * static_cast<float>(across * half) + up * static_cast<float>(above * half);
+    return forward + right * static_cast<float>(across * half) +
+           up * static_cast<float>(above * half);
 }
 
 void FrameCycle::DrawEmpty(const ViewSystems& systems) {
@@ -89,12 +90,15 @@ void FrameCycle::DrawView(const FrameScene& frame, int view, Status& result) {
     around.sceneBox = frame.scene.WholeBox();
     around.exaggeration = frame.exaggeration;
     around.northAtViewer = frame.northAtViewer;
-    if (view == View::kVertical) around.groundUnderViewer = frame.scene.FirstLayer(position.x, position.y);
+    if (view == View::kVertical)
+        around.groundUnderViewer = frame.scene.FirstLayer(position.x, position.y);
     if (view == View::kMap) {
         const int width = graphics_->GetClientWidth(), height = graphics_->GetClientHeight();
-        if (width > 0 && height > 0) around.aspect = static_cast<float>(width) / static_cast<float>(height);
-        around.northAtCentre = frame.scene.NorthDegrees(static_cast<float>(around.sceneBox.CentreX()),
-                                                        static_cast<float>(around.sceneBox.CentreY()));
+        if (width > 0 && height > 0)
+            around.aspect = static_cast<float>(width) / static_cast<float>(height);
+        around.northAtCentre =
+            frame.scene.NorthDegrees(static_cast<float>(around.sceneBox.CentreX()),
+                                     static_cast<float>(around.sceneBox.CentreY()));
     }
     camera_ = {};
     frame.cameras.Compute(view, frame.viewer, around, camera_);
@@ -147,7 +151,8 @@ void FrameCycle::BeginViewPass(int view) {
     picture.fieldOfView = camera_.fieldOfView;
 }
 
-void FrameCycle::DrawLayer(TerrainLayer& layer, int view, int index, float exaggeration, Status& result) {
+void FrameCycle::DrawLayer(TerrainLayer& layer, int view, int index, float exaggeration,
+                           Status& result) {
     const ViewPicture& picture = pictures_[view];
     const std::vector<IntRect>& regions = layer.extents[view];
     if (picture.width <= 0 || picture.height <= 0) return;
@@ -196,7 +201,8 @@ Status FrameCycle::DrawTexture(TerrainLayer& layer, int view, int index, float e
     Status drawn = StatusCode::Ok;
     if (view == View::kMap) {
         verticalOffset_ = 0;
-        drawn = DrawMapGrid(*layer.terrain, camera_.eye, picture.width, picture.height, mapGrid_, *this);
+        drawn = DrawMapGrid(*layer.terrain, camera_.eye, picture.width, picture.height, mapGrid_,
+                            *this);
     } else {
         verticalOffset_ = texture.verticalOffset * exaggeration;
         const double caused = times_.prepare + times_.draw;
@@ -220,7 +226,8 @@ void FrameCycle::EndViewPass(const FrameScene& frame, int view) {
     const Stopwatch watch(timing_, times_.draw);
     if (view != View::kMap) {
         const Vec3f eye = frame.viewer.Position();
-        if (eye.z < frame.scene.FirstLayer(eye.x, eye.y) * frame.exaggeration) graphics_->DrawSubterrainVeil();
+        if (eye.z < frame.scene.FirstLayer(eye.x, eye.y) * frame.exaggeration)
+            graphics_->DrawSubterrainVeil();
     }
     RenderMesh& scratch = graphics_->ScratchMesh();
     scratch.colour = COLOR::Plain();

@@ -67,7 +67,7 @@ private:
     std::array<ViewPicture, View::kCount> pictures_{};
     TerrainPrimitive mapGrid_;
     GraphicsSystem* graphics_ = nullptr;  // the current view's, on loan
-    TextureModel* texture_ = nullptr;  // of the texture being drawn; null: plain or wireframe
+    TextureModel* texture_ = nullptr;     // of the texture being drawn; null: plain or wireframe
     int textureIndex_ = 0;
     float verticalOffset_ = 0;  // scene units
     bool wireframe_ = false;

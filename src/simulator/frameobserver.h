@@ -7,9 +7,9 @@
 
 namespace tarnvale {
 
-/// Seconds that the parts of the last frame took, all views and layers together. `total` is measured in
-/// every frame; the parts only where part timing is on, and are 0 otherwise: reading the clock three
-/// times for each primitive costs about a millisecond a frame.
+/// Seconds that the parts of the last frame took, all views and layers together. `total` is
+/// measured in every frame; the parts only where part timing is on, and are 0 otherwise: reading
+/// the clock three times for each primitive costs about a millisecond a frame.
 struct FrameTimes {
     double select = 0;   ///< the terrain's choice of nodes
     double mesh = 0;     ///< morph and emit, without what the primitives then cause
@@ -24,8 +24,8 @@ class FrameObserver {
 public:
     virtual ~FrameObserver() = default;
     /// @param camera  in the layer's own scene coordinates, as given to the terrain's Update
-    virtual void OnLayerBegin(int view, int layer, const RenderCamera& camera, int width, int height,
-                              std::span<const IntRect> regions) = 0;
+    virtual void OnLayerBegin(int view, int layer, const RenderCamera& camera, int width,
+                              int height, std::span<const IntRect> regions) = 0;
     /// @param texture    index of the texture in its layer
     /// @param primitive  before the layer's vertical offset
     virtual void OnPrimitive(int texture, const TerrainPrimitive& primitive) = 0;

@@ -27,7 +27,8 @@ LayerPlacement::LayerPlacement(const TerrainModel& layer, const TerrainModel& re
         return;
     }
     const double columns = layer.GetColumns(), rows = layer.GetRows();
-    std::array<Point, 4> corners{Point{0, 0}, Point{columns, 0}, Point{0, rows}, Point{columns, rows}};
+    std::array<Point, 4> corners{Point{0, 0}, Point{columns, 0}, Point{0, rows},
+                                 Point{columns, rows}};
     for (Point& corner : corners) {
         if (!ToReferenceGrid(own, reference.Transform(), corner)) return;
         corner.x *= reference.CellWidth();

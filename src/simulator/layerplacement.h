@@ -8,8 +8,8 @@
 
 namespace tarnvale {
 
-/// Places a layer in the reference layer's scene: an affine map of x and y that fits best at the four
-/// corners of the layer; z is the same in both. The identity for the reference layer itself.
+/// Places a layer in the reference layer's scene: an affine map of x and y that fits best at the
+/// four corners of the layer; z is the same in both. The identity for the reference layer itself.
 class LayerPlacement {
 public:
     LayerPlacement() = default;
@@ -23,7 +23,8 @@ public:
 
 private:
     std::array<double, 16> matrix_{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-    std::array<double, 6> inverse_{1, 0, 0, 1, 0, 0};  // xx, xy, yx, yy, then what is taken off first
+    std::array<double, 6> inverse_{1, 0, 0,
+                                   1, 0, 0};  // xx, xy, yx, yy, then what is taken off first
 };
 
 }  // namespace tarnvale

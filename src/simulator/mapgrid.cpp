@@ -28,7 +28,8 @@ struct Run {
 Run RunOf(double low, double high, float step, int count) {
     Run run;
     if (low > 0) run.first = RoundBiased(std::min(std::floor(low / step) * step, count - 1.0));
-    run.last = high >= count - 1.0 ? count - 1 : RoundBiased(std::max(std::ceil(high / step) * step, 0.0));
+    run.last =
+        high >= count - 1.0 ? count - 1 : RoundBiased(std::max(std::ceil(high / step) * step, 0.0));
     return run;
 }
 

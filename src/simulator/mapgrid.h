@@ -7,8 +7,8 @@
 
 namespace tarnvale {
 
-/// Draws the flat grid that the map view shows in place of the relief: the part of the terrain that a
-/// window of the given size sees from `eye`, in strips at height 0.
+/// Draws the flat grid that the map view shows in place of the relief: the part of the terrain that
+/// a window of the given size sees from `eye`, in strips at height 0.
 /// @param eye            scene of the layer; z above 0
 /// @param width, height  pixels
 /// @param scratch        kept by the caller so that a steady frame allocates nothing

@@ -44,7 +44,8 @@ Scene::Scene(const SceneModels& models, const ViewSystems& systems, Progress* pr
 
 Scene::~Scene() = default;
 
-Status Scene::Open(const QNLIST<SimTerrainEntry>& terrains, int terrainIndex, int textureIndex) try {
+Status Scene::Open(const QNLIST<SimTerrainEntry>& terrains, int terrainIndex,
+                   int textureIndex) try {
     if (terrains.empty()) return _SetErrPosn(StatusCode::NoLandscape);
     if (models_.MakeTexture(textureIndex) == nullptr) return _SetErrPosn(StatusCode::BadState);
     textureIndex_ = textureIndex;
@@ -61,7 +62,8 @@ Status Scene::Open(const QNLIST<SimTerrainEntry>& terrains, int terrainIndex, in
     }
     PlaceAll();
     for (const auto& layer : layers_) {
-        // Every texture is opened once in the main view, which tells what it covers; the first stays.
+        // Every texture is opened once in the main view, which tells what it covers; the first
+        // stays.
         for (TextureLayer& texture : layer->textures) texture.visible[View::kMain] = true;
         OpenModels(*layer, View::kMain);
         for (TextureLayer& texture : layer->textures) texture.visible[View::kMain] = false;
@@ -74,7 +76,8 @@ Status Scene::Open(const QNLIST<SimTerrainEntry>& terrains, int terrainIndex, in
     return _SetErrPosn(StatusCode::NoMemory);
 }
 
-Status Scene::OpenTerrain(const ZPFObjectItem& dem, int index, std::unique_ptr<TerrainModel>& terrain) const {
+Status Scene::OpenTerrain(const ZPFObjectItem& dem, int index,
+                          std::unique_ptr<TerrainModel>& terrain) const {
     std::unique_ptr<TerrainModel> model = models_.MakeTerrain(index);
     if (model == nullptr) return _SetErrPosn(StatusCode::BadState);
     model->SetProgress(progress_);
@@ -85,11 +88,13 @@ Status Scene::OpenTerrain(const ZPFObjectItem& dem, int index, std::unique_ptr<T
 
 void Scene::Place(TerrainLayer& layer) {
     const TerrainModel& terrain = *layer.terrain;
-    layer.placement = &layer == layers_.front().get() ? LayerPlacement{} : LayerPlacement{terrain, Reference()};
+    layer.placement =
+        &layer == layers_.front().get() ? LayerPlacement{} : LayerPlacement{terrain, Reference()};
     const float width = static_cast<float>(terrain.GetColumns()) * terrain.CellWidth();
     const float height = static_cast<float>(terrain.GetRows()) * terrain.CellHeight();
     layer.box = {};
-    for (const Vec3f corner : {Vec3f{0, 0, 0}, {width, 0, 0}, {0, -height, 0}, {width, -height, 0}}) {
+    for (const Vec3f corner :
+         {Vec3f{0, 0, 0}, {width, 0, 0}, {0, -height, 0}, {width, -height, 0}}) {
         const Vec3f placed = layer.placement.ToScene(corner);
         layer.box.AddPoint(placed.x, placed.y);
     }
@@ -165,11 +170,13 @@ void Scene::OpenModels(TerrainLayer& layer, int view) {
 }
 
 IntRect Scene::BoundsOf(const TextureModel* model, const TerrainModel& terrain) {
-    if (model == nullptr || !model->IsOpen()) return {0, 0, terrain.GetColumns(), terrain.GetRows()};
+    if (model == nullptr || !model->IsOpen())
+        return {0, 0, terrain.GetColumns(), terrain.GetRows()};
     const auto& [x0, y0, x1, y1] = model->Extent();
     const double width = terrain.CellWidth(), height = -static_cast<double>(terrain.CellHeight());
-    return {Cell(std::floor(x0 / width + kRoundingBias)), Cell(std::floor(y0 / height + kRoundingBias)),
-            Cell(std::ceil(x1 / width + kRoundingBias)), Cell(std::ceil(y1 / height + kRoundingBias))};
+    return {
+        Cell(std::floor(x0 / width + kRoundingBias)), Cell(std::floor(y0 / height + kRoundingBias)),
+        Cell(std::ceil(x1 / width + kRoundingBias)), Cell(std::ceil(y1 / height + kRoundingBias))};
 }
 
 void Scene::RebuildExtents(TerrainLayer& layer) {
@@ -182,8 +189,8 @@ void Scene::RebuildExtents(TerrainLayer& layer) {
 }
 
 Status Scene::SetTextureVisible(int layer, int texture, int view, bool on) {
-    if (layer < 0 || layer >= static_cast<int>(layers_.size()) || !View::Exists(view) || texture < 0 ||
-        texture >= static_cast<int>(layers_[layer]->textures.size())) {
+    if (layer < 0 || layer >= static_cast<int>(layers_.size()) || !View::Exists(view) ||
+        texture < 0 || texture >= static_cast<int>(layers_[layer]->textures.size())) {
         return _SetErrPosn(StatusCode::BadState);
     }
     layers_[layer]->textures[texture].visible[view] = on;
@@ -243,7 +250,8 @@ Status Scene::MapToScene(const Vec3d& map, float exaggeration, Vec3f& scene) con
     const Status converted = TransGenConvPointInv(Reference().Transform(), column, row);
     if (!converted.Good()) return converted;
     scene = {static_cast<float>(column * Reference().CellWidth()),
-             static_cast<float>(-row * Reference().CellHeight()), static_cast<float>(map.z * exaggeration)};
+             static_cast<float>(-row * Reference().CellHeight()),
+             static_cast<float>(map.z * exaggeration)};
     return StatusCode::Ok;
 }
 

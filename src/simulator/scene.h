@@ -47,8 +47,8 @@ private:
 /// The graphics system of each view, on loan; null marks a view that isn't open.
 using ViewSystems = std::array<GraphicsSystem*, View::kCount>;
 
-/// One texture of a layer. A model for each view, since textures belong to a graphics system; a model is
-/// open while the texture is visible in its view.
+/// One texture of a layer. A model for each view, since textures belong to a graphics system; a
+/// model is open while the texture is visible in its view.
 struct TextureLayer {
     ZPFObjectItem item;
     std::array<bool, View::kCount> visible{};
@@ -57,19 +57,20 @@ struct TextureLayer {
     std::array<std::unique_ptr<TextureModel>, View::kCount> models;
 };
 
-/// One terrain of the landscape with its textures. The models hold loans of the terrain, so the textures
-/// stand behind it and go first.
+/// One terrain of the landscape with its textures. The models hold loans of the terrain, so the
+/// textures stand behind it and go first.
 struct TerrainLayer {
     ZPFObjectItem item;
     std::unique_ptr<TerrainModel> terrain;
     std::vector<TextureLayer> textures;
     Box box;  ///< reference scene; elevations without exaggeration
     LayerPlacement placement;
-    std::array<std::vector<IntRect>, View::kCount> extents;  ///< bounds of what is visible, for culling
+    std::array<std::vector<IntRect>, View::kCount>
+        extents;  ///< bounds of what is visible, for culling
 };
 
-/// The layers of an open landscape. The first is the reference layer: positions, north and exaggeration
-/// refer to it, and the others are placed in its scene. Opens whole or not at all.
+/// The layers of an open landscape. The first is the reference layer: positions, north and
+/// exaggeration refer to it, and the others are placed in its scene. Opens whole or not at all.
 /// Thread: the frame cycle's.
 class Scene final : public GroundHeights {
 public:
@@ -79,8 +80,8 @@ public:
     Scene(const Scene&) = delete;
     Scene& operator=(const Scene&) = delete;
 
-    /// Makes the layers, loads their terrains, and makes the first texture of each visible everywhere.
-    /// Once, on an empty scene.
+    /// Makes the layers, loads their terrains, and makes the first texture of each visible
+    /// everywhere. Once, on an empty scene.
     /// @return NoLandscape without a terrain; the terrain's error, and the scene is of no use
     Status Open(const QNLIST<SimTerrainEntry>& terrains, int terrainIndex, int textureIndex);
 
@@ -89,7 +90,8 @@ public:
     Status SetTerrainModel(int index);
     Status SetTextureModel(int index);
 
-    /// The view's system changed: drops the view's texture models, then makes new ones if there is one.
+    /// The view's system changed: drops the view's texture models, then makes new ones if there is
+    /// one.
     void AttachView(int view);
     /// Drops the view's texture models while the old system still lives.
     void DetachView(int view);
@@ -98,12 +100,15 @@ public:
     Status SetTextureVisible(int layer, int texture, int view, bool on);
 
     [[nodiscard]] bool Ready(ReadyLevel level) const;
-    [[nodiscard]] const std::vector<std::unique_ptr<TerrainLayer>>& Layers() const { return layers_; }
+    [[nodiscard]] const std::vector<std::unique_ptr<TerrainLayer>>& Layers() const {
+        return layers_;
+    }
     [[nodiscard]] const TerrainModel& Reference() const { return *layers_.front()->terrain; }
     [[nodiscard]] bool Empty() const noexcept { return layers_.empty(); }
     /// All layers together; elevations without exaggeration.
     [[nodiscard]] const Box& WholeBox() const noexcept { return box_; }
-    /// What a view shows, vertical offsets included; elevations without exaggeration. Empty if nothing.
+    /// What a view shows, vertical offsets included; elevations without exaggeration. Empty if
+    /// nothing.
     [[nodiscard]] Box VisibleBox(int view) const;
     /// The longer side of the layer loaded last, scene units.
     [[nodiscard]] float LongerSide() const;
@@ -122,7 +127,8 @@ public:
     [[nodiscard]] bool Settled() const;
 
 private:
-    Status OpenTerrain(const ZPFObjectItem& dem, int index, std::unique_ptr<TerrainModel>& terrain) const;
+    Status OpenTerrain(const ZPFObjectItem& dem, int index,
+                       std::unique_ptr<TerrainModel>& terrain) const;
     void Place(TerrainLayer& layer);
     void PlaceAll();
     void OpenModels(TerrainLayer& layer, int view);

@@ -16,16 +16,15 @@ namespace {
 
 constexpr double kRoundingBias = 1e-10;
 constexpr float kCrossingShare = 0.008333334F;  // of the longer side a second: 120 seconds to cross
-constexpr float kLongestSide = 60000;           // beyond it the landscape is crossed at a fixed speed
-constexpr float kFixedSpeed = 500;              // scene units a second
+constexpr float kLongestSide = 60000;  // beyond it the landscape is crossed at a fixed speed
+constexpr float kFixedSpeed = 500;     // scene units a second
 constexpr float kLeastExaggeration = 0.01F, kGreatestExaggeration = 100;
 constexpr float kNorthTolerance = 0.01F;  // degrees
 constexpr float kGrabShare = 0.001F;      // of the longer side, for each percent of MapExtents
 
 bool SameWord(const std::string& a, const std::string& b) {
-    return std::ranges::equal(a, b, [](unsigned char x, unsigned char y) {
-        return std::tolower(x) == std::tolower(y);
-    });
+    return std::ranges::equal(
+        a, b, [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
 }
 
 // Index of the kind that the setting names; the first kind where it names none.
@@ -71,10 +70,12 @@ Status Simulator::BuildScene(const SimulatorFile& file) {
 
 Status Simulator::BuildScene(const QNLIST<SimTerrainEntry>& terrains) try {
     if (const Status ready = CheckReadyToDraw(); !ready.Good()) return ready;
-    if (host_ != nullptr && !host_->MayReplaceLandscape()) return _SetErrPosn(StatusCode::Cancelled);
+    if (host_ != nullptr && !host_->MayReplaceLandscape())
+        return _SetErrPosn(StatusCode::Cancelled);
 
     auto scene = std::make_unique<Scene>(*models_, systems_, progress_);
-    if (const Status opened = scene->Open(terrains, terrainIndex_, textureIndex_); !opened.Good()) return opened;
+    if (const Status opened = scene->Open(terrains, terrainIndex_, textureIndex_); !opened.Good())
+        return opened;
 
     Unload();
     scene_ = std::move(scene);
@@ -90,7 +91,8 @@ Status Simulator::BuildScene(const QNLIST<SimTerrainEntry>& terrains) try {
 void Simulator::Unload() {
     scene_.reset();
     actionPoints_.Clear();
-    for (int view = View::kFirstPoi; view < View::kMain; ++view) cameras_.SetTarget(view, std::nullopt);
+    for (int view = View::kFirstPoi; view < View::kMain; ++view)
+        cameras_.SetTarget(view, std::nullopt);
     mouse_ = {};
     readouts_ = {};
     frameClock_.Restart();
@@ -135,7 +137,8 @@ Status Simulator::DrawFrame(bool live) try {
     UpdateReadouts();
     // In the first frame there is no rate to go by.
     if (const float rate = frameClock_.FrameRate(); rate > 0) {
-        for (std::size_t i = 0; i < scene_->Layers().size(); ++i) TerrainModel::RegulateFrameRate(rate);
+        for (std::size_t i = 0; i < scene_->Layers().size(); ++i)
+            TerrainModel::RegulateFrameRate(rate);
     }
     const Status drawn =
         cycle_.Draw({*scene_, viewer_, cameras_, systems_, exaggeration_, northDegrees_});
@@ -164,8 +167,8 @@ void Simulator::UpdateNorth() {
 }
 
 void Simulator::UpdateSun() {
-    const std::array<float, 3> angles{settings::SunElevationAngle.Get(), settings::SunAzimuthAngle.Get(),
-                                      northDegrees_};
+    const std::array<float, 3> angles{settings::SunElevationAngle.Get(),
+                                      settings::SunAzimuthAngle.Get(), northDegrees_};
     if (sunKnown_ && angles == sunAngles_) return;
     sunAngles_ = angles;
     sunKnown_ = true;
@@ -254,7 +257,8 @@ Status Simulator::RestoreInitialViewpoint(bool live) {
     const auto x = static_cast<float>(box.CentreX()), y = static_cast<float>(box.CentreY());
     const Vec3f target{static_cast<float>(box.xMin), static_cast<float>(box.yMax),
                        scene_->FirstLayer(x, y) * exaggeration_};
-    viewer_.PlaceAtHome({x, y, static_cast<float>((2 * box.zMax - box.zMin) * exaggeration_)}, target);
+    viewer_.PlaceAtHome({x, y, static_cast<float>((2 * box.zMax - box.zMin) * exaggeration_)},
+                        target);
     return DrawFrame(live);
 }
 
@@ -263,12 +267,14 @@ Status Simulator::Recenter(bool live) {
     return DrawFrame(live);
 }
 
-Status Simulator::StartCommandLineView(double x, double y, double z, double azimuth, double elevation,
-                                       double field, double rate, std::int32_t type, bool live) {
+Status Simulator::StartCommandLineView(double x, double y, double z, double azimuth,
+                                       double elevation, double field, double rate,
+                                       std::int32_t type, bool live) {
     if (!IsLandscapeReady(ReadyLevel::Terrain)) return StatusCode::Ok;
     const TerrainModel& terrain = scene_->Reference();
     double column = x, row = y;
-    if (const Status converted = TransGenConvPointInv(terrain.Transform(), column, row); !converted.Good()) {
+    if (const Status converted = TransGenConvPointInv(terrain.Transform(), column, row);
+        !converted.Good()) {
         return converted;
     }
     const auto cell = [](double value, int count) {
@@ -279,8 +285,8 @@ Status Simulator::StartCommandLineView(double x, double y, double z, double azim
     const Vec3f point{static_cast<float>(column * terrain.CellWidth()),
                       static_cast<float>(-row * terrain.CellHeight()),
                       static_cast<float>((ground + z) * exaggeration_)};
-    // The field of view goes into the tangent as it stands, in degrees: command lines that exist have
-    // their distances from it.
+    // The field of view goes into the tangent as it stands, in degrees: command lines that exist
+    // have their distances from it.
     const double distance = field * 0.5 / std::tan(0.5 * fieldOfView_);
     viewer_.StartMotion(point, {static_cast<float>(elevation), 0, static_cast<float>(azimuth)},
                         static_cast<float>(distance), rate, type, frameClock_.Now());
@@ -327,7 +333,8 @@ std::optional<GroundPoint> Simulator::PickGround(int view, int x, int y) const {
         return point;
     }
     const float reach = std::max(Length(picture.lookAt - picture.eye), 1.0F);
-    if (!scene_->Reference().PickPoint(picture.eye, picture.eye + along * reach, point.map, false) ||
+    if (!scene_->Reference().PickPoint(picture.eye, picture.eye + along * reach, point.map,
+                                       false) ||
         !MapToScene(point.map, point.scene).Good()) {
         return std::nullopt;
     }
@@ -351,7 +358,8 @@ CursorMode Simulator::OnMouse(int view, int x, int y, bool left, bool right) {
     bool near = false;
     if (ground.has_value()) {
         const Vec3f away = ground->scene - viewer_.Position();
-        near = std::hypot(away.x, away.y) < scene_->LongerSide() * settings::MapExtents * kGrabShare;
+        near =
+            std::hypot(away.x, away.y) < scene_->LongerSide() * settings::MapExtents * kGrabShare;
     }
     if (pressed) mouse_.grabbing = near;
     if (left || released) StepMouse();

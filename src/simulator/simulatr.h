@@ -40,10 +40,10 @@ struct GroundPoint {
     Vec3d map;    ///< map coordinates of the reference layer, elevation
 };
 
-/// The open landscape and the viewer that flies over it: owns the scene, runs the frame cycle, answers
-/// with plain values. A program makes one; where drawing goes, where time comes from and which models
-/// there are is handed in. Until Initialize every operation that returns a status answers NotInitialised.
-/// Thread: the frame cycle's only. Nothing throws.
+/// The open landscape and the viewer that flies over it: owns the scene, runs the frame cycle,
+/// answers with plain values. A program makes one; where drawing goes, where time comes from and
+/// which models there are is handed in. Until Initialize every operation that returns a status
+/// answers NotInitialised. Thread: the frame cycle's only. Nothing throws.
 class Simulator {
 public:
     /// @param models  the kinds of terrain and texture; none: those that the program knows
@@ -58,9 +58,11 @@ public:
     /// Who is told of long loading; on loan, may be null.
     void SetProgress(Progress* progress) noexcept { progress_ = progress; }
 
-    /// Opens a landscape in place of the old one, and draws a frame from the initial viewpoint. The new
-    /// scene is built whole before the old one goes: after any failure the old one goes on flying.
-    /// @return NoLandscape for a file without valid content; Cancelled; BadState without a main graphics
+    /// Opens a landscape in place of the old one, and draws a frame from the initial viewpoint. The
+    /// new scene is built whole before the old one goes: after any failure the old one goes on
+    /// flying.
+    /// @return NoLandscape for a file without valid content; Cancelled; BadState without a main
+    /// graphics
     ///         system; the terrain's error
     Status BuildScene(const SimulatorFile& file);
     Status BuildScene(const QNLIST<SimTerrainEntry>& terrains);
@@ -68,8 +70,8 @@ public:
     void Unload();
     [[nodiscard]] bool IsLandscapeReady(ReadyLevel level) const;
 
-    /// Moves the viewer by a record and draws a frame. The viewer stays while no landscape is ready,
-    /// while a tool other than viewpoint has the mouse, and in the frame after a placement.
+    /// Moves the viewer by a record and draws a frame. The viewer stays while no landscape is
+    /// ready, while a tool other than viewpoint has the mouse, and in the frame after a placement.
     /// @param input  null: there are no controls
     /// @param live   whether the next Update may apply input
     Status Update(const FlightInput* input, bool live);
@@ -77,8 +79,9 @@ public:
     /// @return NotInitialised; BadState without a main graphics system; the last terrain's status
     Status DrawFrame(bool live);
 
-    /// Gives a view its graphics system, already open and on loan until another or null is attached.
-    /// Detach (null) before a system is shut down: its textures go with the models of the view.
+    /// Gives a view its graphics system, already open and on loan until another or null is
+    /// attached. Detach (null) before a system is shut down: its textures go with the models of the
+    /// view.
     /// @return BadState for no such view
     Status AttachGraphicsSystem(GraphicsSystem* system, int view);
     [[nodiscard]] GraphicsSystem* GetGraphicsSystem(int view) const;
@@ -95,19 +98,21 @@ public:
     /// @param position  scene. @return the point's index
     int AddActionPoint(const Vec3f& position, float radius);
 
-    /// Above the centre of the scene, as high above the top as the top is above the bottom, looking at
-    /// the north-west corner. 0 and nothing done while no landscape is ready.
+    /// Above the centre of the scene, as high above the top as the top is above the bottom, looking
+    /// at the north-west corner. 0 and nothing done while no landscape is ready.
     Status RestoreInitialViewpoint(bool live);
     /// Turns back towards the home point and levels.
     Status Recenter(bool live);
-    /// Starts the view that a command line asks for. 0 and nothing done while no landscape is ready.
-    /// @param x, y, z     map coordinates of the reference layer; z above the ground, elevation units
+    /// Starts the view that a command line asks for. 0 and nothing done while no landscape is
+    /// ready.
+    /// @param x, y, z     map coordinates of the reference layer; z above the ground, elevation
+    /// units
     /// @param azimuth, elevation  direction of view, degrees
     /// @param field       scene units that the view spans, which sets the distance
     /// @param rate, type  degrees a second of a MotionType; other types give no motion
     /// @return BadState where the point can't be converted
-    Status StartCommandLineView(double x, double y, double z, double azimuth, double elevation, double field,
-                                double rate, std::int32_t type, bool live);
+    Status StartCommandLineView(double x, double y, double z, double azimuth, double elevation,
+                                double field, double rate, std::int32_t type, bool live);
     /// Places the viewer; the placement holds for the next frame whatever the controls say.
     /// @param draw  draws a frame at once
     Status PlaceByOrientation(const Vec3f& position, const Attitude& attitude, bool draw);

@@ -56,8 +56,8 @@ protected:
     fakes::ManualClock clock;
     fakes::FixedWindow window{200, 100};
     std::vector<std::unique_ptr<fakes::RecordingGraphics>> graphics;
-    std::unique_ptr<Simulator> simulator =
-        std::make_unique<Simulator>(std::make_unique<fakes::FakeModels>(log, specs, aliveTextures), &clock);
+    std::unique_ptr<Simulator> simulator = std::make_unique<Simulator>(
+        std::make_unique<fakes::FakeModels>(log, specs, aliveTextures), &clock);
 };
 
 TEST_F(SimulatorTest, AnEmptyWindowIsClearedAndShownEachFrame) {
@@ -80,11 +80,11 @@ TEST_F(SimulatorTest, AViewIsDrawnInItsOrder) {
     Attach(View::kMain);
     EXPECT_EQ(log.back(), "16 alpha function 2 1.000000");
     ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a", "b"}), Entry("near", {"c"})}).Good());
-    EXPECT_THAT(Frame(), ElementsAre("16 begin", "16 alpha on",                                //
-                                     "land update 1", "a view", "land draw", "a prepare",      //
-                                     "16 meshes", "a service",                                 //
-                                     "16 matrix", "near update 1", "c view", "near draw",      //
-                                     "c prepare", "16 meshes", "c service",                    //
+    EXPECT_THAT(Frame(), ElementsAre("16 begin", "16 alpha on",                            //
+                                     "land update 1", "a view", "land draw", "a prepare",  //
+                                     "16 meshes", "a service",                             //
+                                     "16 matrix", "near update 1", "c view", "near draw",  //
+                                     "c prepare", "16 meshes", "c service",                //
                                      "16 matrix", "16 alpha off", "16 end"));
 
     ASSERT_TRUE(simulator->SetTextureVisible(0, 1, View::kMain, true).Good());
@@ -100,8 +100,9 @@ TEST_F(SimulatorTest, AViewIsDrawnInItsOrder) {
 
     settings::Wireframe.SetUnsaved(true);
     ASSERT_TRUE(simulator->SetTextureVisible(0, 1, View::kMain, false).Good());
-    EXPECT_THAT(Frame(), ElementsAre("16 begin", "16 alpha on", "land update 1", "land draw",
-                                     "16 wire meshes", "16 matrix", "16 matrix", "16 alpha off", "16 end"))
+    EXPECT_THAT(Frame(),
+                ElementsAre("16 begin", "16 alpha on", "land update 1", "land draw",
+                            "16 wire meshes", "16 matrix", "16 matrix", "16 alpha off", "16 end"))
         << "textures rest while lines are drawn";
 }
 
@@ -130,8 +131,8 @@ TEST_F(SimulatorTest, SideViewsComeFirstAndTheMapIsFlat) {
 TEST_F(SimulatorTest, PlanesReachTheFarthestVisibleCorner) {
     const auto& main = Attach(View::kMain);
     ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
-    // 650 x 650, heights 0 to 300; from the south-west corner at 700 the farthest is the opposite one
-    // at the bottom.
+    // 650 x 650, heights 0 to 300; from the south-west corner at 700 the farthest is the opposite
+    // one at the bottom.
     ASSERT_TRUE(simulator->PlaceByLookAt({0, -650, 700}, {325, -325, 0}, true).Good());
     EXPECT_EQ(main.camera.nearPlane, 10);
     EXPECT_NEAR(main.camera.farPlane, 5.5 * std::sqrt(650.0 * 650 + 650 * 650 + 700 * 700), 1);
@@ -162,7 +163,8 @@ TEST_F(SimulatorTest, OpeningReplacesEverythingOrNothing) {
     const Log before = Frame();
 
     specs["broken"].open = StatusCode::FileDamaged;
-    EXPECT_EQ(simulator->BuildScene({Entry("land", {"x"}), Entry("broken", {"y"})}), StatusCode::FileDamaged);
+    EXPECT_EQ(simulator->BuildScene({Entry("land", {"x"}), Entry("broken", {"y"})}),
+              StatusCode::FileDamaged);
     EXPECT_EQ(simulator->BuildScene(QNLIST<SimTerrainEntry>{}), StatusCode::NoLandscape);
     EXPECT_EQ(simulator->BuildScene(SimulatorFile{}), StatusCode::NoLandscape);
     EXPECT_EQ(Frame(), before) << "the old landscape goes on flying";
@@ -203,8 +205,8 @@ TEST_F(SimulatorTest, AnUnusableTextureLeavesTheLayerPlain) {
     ASSERT_TRUE(simulator->BuildScene({Entry("land", {"-none"})}).Good());
     EXPECT_TRUE(simulator->IsLandscapeReady(ReadyLevel::Terrain));
     EXPECT_FALSE(simulator->IsLandscapeReady(ReadyLevel::Texture));
-    EXPECT_THAT(Frame(), ElementsAre("16 begin", "16 alpha on", "land update 1", "land draw", "16 meshes",
-                                     "16 matrix", "16 alpha off", "16 end"));
+    EXPECT_THAT(Frame(), ElementsAre("16 begin", "16 alpha on", "land update 1", "land draw",
+                                     "16 meshes", "16 matrix", "16 alpha off", "16 end"));
     const IntRect whole{0, 0, 65, 65};
     EXPECT_EQ(simulator->GetScene()->Layers().front()->textures.front().bounds, whole);
 }
@@ -213,14 +215,16 @@ TEST_F(SimulatorTest, AFailedUpdateSkipsTheLayerAndNothingElse) {
     Attach(View::kMain);
     specs["bad"].update = StatusCode::BadState;
     ASSERT_TRUE(simulator->BuildScene({Entry("bad", {"a"}), Entry("land", {"b"})}).Good());
-    EXPECT_THAT(Frame(), ElementsAre("16 begin", "16 alpha on", "bad update 1", "16 matrix",
-                                     "land update 1", "b view", "land draw", "b prepare", "16 meshes",
-                                     "b service", "16 matrix", "16 alpha off", "16 end"));
+    EXPECT_THAT(Frame(),
+                ElementsAre("16 begin", "16 alpha on", "bad update 1", "16 matrix", "land update 1",
+                            "b view", "land draw", "b prepare", "16 meshes", "b service",
+                            "16 matrix", "16 alpha off", "16 end"));
     graphics.front()->endStatus = StatusCode::DeviceFailed;
     EXPECT_TRUE(simulator->DrawFrame(true).Good()) << "a lost device ends no flight";
 
     specs["undrawn"].draw = StatusCode::BadState;
-    EXPECT_EQ(simulator->BuildScene({Entry("land", {"b"}), Entry("undrawn", {"a"})}), StatusCode::BadState);
+    EXPECT_EQ(simulator->BuildScene({Entry("land", {"b"}), Entry("undrawn", {"a"})}),
+              StatusCode::BadState);
     EXPECT_EQ(simulator->DrawFrame(true), StatusCode::BadState) << "the last terrain's status";
 }
 
@@ -244,7 +248,7 @@ TEST_F(SimulatorTest, ALandscapeOpensHighAboveItsCentre) {
     ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
     const Viewer& viewer = simulator->GetViewer();
     EXPECT_EQ(viewer.Position(), (Vec3f{325, -325, 1200}));  // (2 x 300 - 0) x 2
-    EXPECT_EQ(viewer.LookAt(), (Vec3f{0, 0, 200}));          // the north-west corner, ground 100 x 2
+    EXPECT_EQ(viewer.LookAt(), (Vec3f{0, 0, 200}));  // the north-west corner, ground 100 x 2
     EXPECT_NEAR(viewer.Shown().heading, 315, 1e-3);
     EXPECT_NEAR(settings::ForwardBackwardSpeed, 650 / 120.0, 1e-3);
     specs["wide"].cell = 1000;
@@ -346,7 +350,8 @@ TEST_F(SimulatorTest, TheMapIsGrabbedNearTheViewerAndSwungElsewhere) {
     const Vec3f stays = simulator->GetViewer().Position();
     simulator->OnMouse(View::kMap, 60, 20, true, false);
     EXPECT_EQ(simulator->GetViewer().Position(), stays);
-    EXPECT_NEAR(simulator->GetViewer().LookAt().x, simulator->PickGround(View::kMap, 60, 20)->scene.x, 0.01);
+    EXPECT_NEAR(simulator->GetViewer().LookAt().x,
+                simulator->PickGround(View::kMap, 60, 20)->scene.x, 0.01);
 }
 
 }  // namespace

@@ -52,10 +52,12 @@ TEST(SteadyFrame, AllocatesNothing) {
     ASSERT_TRUE(simulator.AttachGraphicsSystem(&map, View::kMap).Good());
     ASSERT_TRUE(Good(simulator.BuildScene(file)));
 
-    // Once round with every tile waited for, so that all memory has the size that this flight takes.
+    // Once round with every tile waited for, so that all memory has the size that this flight
+    // takes.
     constexpr int kFrames = 120;
     const Vec3f target{7500, -7500, 0};
-    for (int frame = 0; frame < kFrames; ++frame) ASSERT_TRUE(Settle(simulator, EyeAt(frame), target));
+    for (int frame = 0; frame < kFrames; ++frame)
+        ASSERT_TRUE(Settle(simulator, EyeAt(frame), target));
     ASSERT_GT(main.Counters().triangles, 500U);
     const FlightInput still;
     for (int frame = 0; frame < kFrames; ++frame) {
@@ -108,8 +110,10 @@ TEST(AllViews, SeventeenAtOnceOnContextsOfTheirOwn) {
         ASSERT_TRUE(Settle(simulator, eye, look));
         for (int view = 0; view < View::kCount; ++view) {
             const double share = ShareDrawn(*windows[static_cast<std::size_t>(view)]);
-            if (view == View::kUp) EXPECT_EQ(share, 0);
-            else EXPECT_GT(share, 0.2) << "view " << view << ", round " << round;
+            if (view == View::kUp)
+                EXPECT_EQ(share, 0);
+            else
+                EXPECT_GT(share, 0.2) << "view " << view << ", round " << round;
         }
         // A view is closed and opened again in mid-flight.
         ASSERT_TRUE(simulator.AttachGraphicsSystem(nullptr, View::kMap).Good());

@@ -56,9 +56,15 @@ void ViewCameras::Compute(int view, const Viewer& viewer, const CameraSurroundin
     camera.up = axes.up;
     camera.fieldOfView = kFieldOfView;
     switch (view) {
-        case View::kLeft: camera.lookAt = position - distance * axes.right; break;
-        case View::kRight: camera.lookAt = position + distance * axes.right; break;
-        case View::kRear: camera.lookAt = position - distance * axes.forward; break;
+        case View::kLeft:
+            camera.lookAt = position - distance * axes.right;
+            break;
+        case View::kRight:
+            camera.lookAt = position + distance * axes.right;
+            break;
+        case View::kRear:
+            camera.lookAt = position - distance * axes.forward;
+            break;
         case View::kUp:
             camera.lookAt = position + distance * axes.up;
             camera.up = -axes.forward;
@@ -68,11 +74,16 @@ void ViewCameras::Compute(int view, const Viewer& viewer, const CameraSurroundin
             camera.up = axes.forward;
             break;
         case View::kVertical:
-            camera.lookAt = {position.x, position.y, around.groundUnderViewer * around.exaggeration};
+            camera.lookAt = {position.x, position.y,
+                             around.groundUnderViewer * around.exaggeration};
             camera.up = Flat(axes.forward);
             break;
-        case View::kMap: ComputeMap(viewer, around, camera); break;
-        case View::kCustom: ComputeCustom(viewer, camera); break;
+        case View::kMap:
+            ComputeMap(viewer, around, camera);
+            break;
+        case View::kCustom:
+            ComputeCustom(viewer, camera);
+            break;
         case View::kMain:
             camera.lookAt = viewer.LookAt();
             camera.up = viewer.CameraUp();
@@ -90,7 +101,8 @@ void ViewCameras::Compute(int view, const Viewer& viewer, const CameraSurroundin
     MakeUsable(camera);
 }
 
-void ViewCameras::ComputeMap(const Viewer& viewer, const CameraSurroundings& around, RenderCamera& camera) {
+void ViewCameras::ComputeMap(const Viewer& viewer, const CameraSurroundings& around,
+                             RenderCamera& camera) {
     const Box& box = around.sceneBox;
     const double dx = box.xMax - box.xMin, dy = box.yMax - box.yMin;
     const double aspect = around.aspect;

@@ -17,10 +17,10 @@ struct CustomView {
 
 /// What cameras depend on beside the viewer.
 struct CameraSurroundings {
-    Box sceneBox;                ///< elevations without exaggeration
+    Box sceneBox;  ///< elevations without exaggeration
     float exaggeration = 1;
-    float groundUnderViewer = 0; ///< first layer's elevation
-    float aspect = 1;            ///< width / height of the view
+    float groundUnderViewer = 0;                 ///< first layer's elevation
+    float aspect = 1;                            ///< width / height of the view
     float northAtViewer = 0, northAtCentre = 0;  ///< degrees between grid north and true north
 };
 
@@ -36,13 +36,14 @@ public:
     /// @param target  scene x, y and elevation; none: the view looks forward
     void SetTarget(int view, std::optional<Vec3f> target);
 
-    /// Sets eye, look-at, up and field of view of `camera`; the rest stays. Look-at differs from the
-    /// eye and up isn't along the line of sight, whatever the viewer's state.
+    /// Sets eye, look-at, up and field of view of `camera`; the rest stays. Look-at differs from
+    /// the eye and up isn't along the line of sight, whatever the viewer's state.
     void Compute(int view, const Viewer& viewer, const CameraSurroundings& around,
                  RenderCamera& camera) const;
 
 private:
-    static void ComputeMap(const Viewer& viewer, const CameraSurroundings& around, RenderCamera& camera);
+    static void ComputeMap(const Viewer& viewer, const CameraSurroundings& around,
+                           RenderCamera& camera);
     void ComputeCustom(const Viewer& viewer, RenderCamera& camera) const;
 
     std::array<std::optional<Vec3f>, View::kMain - View::kFirstPoi> targets_;

@@ -105,7 +105,13 @@ TEST(ViewCameras, MapShowsTheWholeOrItsShare) {
         {"a tenth, the viewer's place", true, 2, 10, 0, {100, -200, 50 * tangent}, {0, 1, 0}},
         {"a fifth, held 35 inside", true, 2, 20, 0, {100, -200, 100 * tangent}, {0, 1, 0}},
         {"viewer up", false, 2, 100, 0, {500, -250, 1118.034F * tangent}, {1, 0, 0}},
-        {"viewer up in a narrow window", false, 0.5F, 100, 0, {500, -250, 2236.068F * tangent}, {1, 0, 0}},
+        {"viewer up in a narrow window",
+         false,
+         0.5F,
+         100,
+         0,
+         {500, -250, 2236.068F * tangent},
+         {1, 0, 0}},
     };
     const bool northWas = settings::MapViewOrientationNorth.Get();
     for (const Case& c : cases) {
@@ -137,7 +143,8 @@ TEST(ViewCameras, MapShowsTheWholeOrItsShare) {
 // Whatever the viewer does, a picture can be built: eye and target differ, up isn't along the line.
 TEST(ViewCameras, DegenerateViewersStillGiveAPicture) {
     Viewer viewers[3];
-    viewers[0].PlaceByOrientation({5, 5, 60}, {-90, 0, 0});  // vertical view: forward has no level part
+    viewers[0].PlaceByOrientation({5, 5, 60},
+                                  {-90, 0, 0});  // vertical view: forward has no level part
     viewers[1].PlaceByOrientation({1e7F, 1e7F, 60}, {90, 0, 0});
     viewers[2].PlaceByLookAt({5, 5, 60}, {5, 5, 60});
     ViewCameras cameras;
@@ -147,7 +154,7 @@ TEST(ViewCameras, DegenerateViewersStillGiveAPicture) {
         for (int view = 0; view < View::kCount; ++view) {
             RenderCamera camera;
             CameraSurroundings around = Around();
-                cameras.Compute(view, viewer, around, camera);
+            cameras.Compute(view, viewer, around, camera);
             const Vec3f along = Normalized(camera.lookAt - camera.eye);
             EXPECT_NEAR(Length(along), 1, 1e-5) << view;
             EXPECT_GT(Length(Cross(along, Normalized(camera.up))), 1e-6) << view;
@@ -176,7 +183,8 @@ TEST(MapGrid, ShowsWhatTheWindowSeesInStepsThatFollowTheHeight) {
     fakes::FakeTerrain terrain(log, specs);
     TerrainPrimitive scratch;
     CountingSink closed;
-    EXPECT_EQ(DrawMapGrid(terrain, {325, -325, 650}, 100, 100, scratch, closed), StatusCode::BadState);
+    EXPECT_EQ(DrawMapGrid(terrain, {325, -325, 650}, 100, 100, scratch, closed),
+              StatusCode::BadState);
     ASSERT_TRUE(terrain.Open(fakes::Entry("land", {}).dem).Good());
 
     struct Case {
@@ -212,7 +220,8 @@ TEST(MapGrid, ShowsWhatTheWindowSeesInStepsThatFollowTheHeight) {
     }
 }
 
-// The second layer has cells of 5 in a grid that is turned by 90 degrees and starts 100 to the east.
+// The second layer has cells of 5 in a grid that is turned by 90 degrees and starts 100 to the
+// east.
 TEST(LayerPlacement, FitsTheSecondLayerIntoTheFirstsScene) {
     fakes::Log log;
     std::map<std::string, fakes::FakeTerrainSpec> specs;

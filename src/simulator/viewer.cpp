@@ -40,8 +40,8 @@ void Viewer::Step(const FlightInput& input, const FlightConditions& conditions) 
     ApplyLookDirection(input.lookFlags, conditions);
 }
 
-// A throttle that was open when a motion began doesn't end it; moving it does, and so does every other
-// control.
+// A throttle that was open when a motion began doesn't end it; moving it does, and so does every
+// other control.
 bool Viewer::WantsManual(const FlightInput& input) const {
     return motion_.rate == 0 || input.speed != motion_.throttleBaseline ||
            AnyOf(input.worldMove[0], input.worldMove[1], input.altitude) ||
@@ -78,13 +78,15 @@ void Viewer::FlyAutomatically(const FlightConditions& conditions) {
     }
 }
 
-void Viewer::LimitHeight(const FlightInput& input, const FlightConditions& conditions, float lockedZ) {
+void Viewer::LimitHeight(const FlightInput& input, const FlightConditions& conditions,
+                         float lockedZ) {
     if (input.altitudeLock) {
         lookAt_.z += lockedZ - position_.z;
         position_.z = lockedZ;
         return;
     }
-    if ((!input.useMinimumHeight && !input.useMaximumHeight) || conditions.ground == nullptr) return;
+    if ((!input.useMinimumHeight && !input.useMaximumHeight) || conditions.ground == nullptr)
+        return;
     const float ground = conditions.ground->LastLayer(position_.x, position_.y);
     const auto moveTo = [this](float z) {
         lookAt_.z += z - position_.z;
@@ -119,8 +121,9 @@ void Viewer::ApplyLookDirection(std::int16_t flags, const FlightConditions& cond
         cameraUp_ = -forward;
         shown_ = AttitudeFromAxes({right, up, -forward});
     } else if ((flags & LookFlag::kVertical) != 0) {
-        const float ground =
-            conditions.ground == nullptr ? 0.0F : conditions.ground->FirstLayer(position_.x, position_.y);
+        const float ground = conditions.ground == nullptr
+                                 ? 0.0F
+                                 : conditions.ground->FirstLayer(position_.x, position_.y);
         lookAt_ = {position_.x, position_.y, ground * conditions.exaggeration};
         cameraUp_ = {forward.x, forward.y, 0};
         shown_ = AttitudeFromAxes({right, up, -forward});
@@ -242,7 +245,8 @@ void Viewer::LookTowards(const Vec3f& target) {
     Axes axes;
     axes.forward = Normalized(along);
     axes.right = Cross(axes.forward, axes_.up);
-    axes = Length(axes.right) > 0 ? Axes{Normalized(axes.right), axes.forward, {}} : LevelAxes(axes.forward);
+    axes = Length(axes.right) > 0 ? Axes{Normalized(axes.right), axes.forward, {}}
+                                  : LevelAxes(axes.forward);
     axes.up = Cross(axes.right, axes.forward);
     flight_ = AttitudeFromAxes(axes);
     flight_.roll = roll;

@@ -29,8 +29,8 @@ struct FlightConditions {
     bool mouseHeld = false;
 };
 
-/// The moving eye: a position with three axes, without mass. Scene coordinates and degrees throughout.
-/// Thread: the frame cycle's.
+/// The moving eye: a position with three axes, without mass. Scene coordinates and degrees
+/// throughout. Thread: the frame cycle's.
 class Viewer {
 public:
     /// One frame: controls or auto-motion, height limits, look direction.
@@ -40,8 +40,8 @@ public:
     void MoveBody(float right, float forward, float up);
     /// Turns about the world's axes: x by a, y by b, z by c degrees, in this order.
     void TurnWorld(float a, float b, float c);
-    /// Pitch about right, roll about forward, turn about up. The axes are turned one by one and never
-    /// made orthonormal again: roll-zero rebuilds them from the angles.
+    /// Pitch about right, roll about forward, turn about up. The axes are turned one by one and
+    /// never made orthonormal again: roll-zero rebuilds them from the angles.
     void TurnBody(float pitch, float roll, float turn);
 
     /// Keeps the view distance.
@@ -57,7 +57,8 @@ public:
     /// Moves without the look-at point, as when the map's mark is dragged.
     void DragTo(float x, float y);
 
-    /// Sets up a motion about or at a point. The position is one view distance from it for an orbit.
+    /// Sets up a motion about or at a point. The position is one view distance from it for an
+    /// orbit.
     /// @param distance  view distance, scene units
     /// @param rate      degrees a second; 0 for none
     void StartMotion(const Vec3f& point, const Attitude& attitude, float distance, double rate,
@@ -69,7 +70,8 @@ public:
     /// @param homeZ  scene height of the ground under the look-at point, at the new exaggeration
     void Rescale(float factor, float homeZ);
 
-    /// Moves eye and look-at point along the line of sight; the custom view does so for its own pass.
+    /// Moves eye and look-at point along the line of sight; the custom view does so for its own
+    /// pass.
     void Advance(float distance);
 
     [[nodiscard]] const Vec3f& Position() const noexcept { return position_; }

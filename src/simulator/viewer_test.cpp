@@ -119,7 +119,11 @@ TEST(Viewer, LookDirectionsTurnThePictureAndNotTheFlight) {
         {"left", LookFlag::kLeft, {-50, 0, 100}, {0, 0, 1}, {0, 0, 270}},
         {"up", LookFlag::kUp, {0, 0, 150}, {0, -1, 0}, {90, 0, 0}},
         {"vertical, at the ground", LookFlag::kVertical, {0, 0, 80}, {0, 1, 0}, {90, 0, 0}},
-        {"right wins over left", LookFlag::kRight | LookFlag::kLeft, {50, 0, 100}, {0, 0, 1}, {0, 0, 90}},
+        {"right wins over left",
+         LookFlag::kRight | LookFlag::kLeft,
+         {50, 0, 100},
+         {0, 0, 1},
+         {0, 0, 90}},
         {"down wins over all", 63, {0, 0, 50}, {0, 1, 0}, {-90, 0, 0}},
     };
     TwoLayers ground;
@@ -159,7 +163,8 @@ TEST(Viewer, HeightLimitsFollowTheLastLayerAndTheLockOverrulesThem) {
     input.altitudeLock = true;
     input.altitude = -60;
     viewer.Step(input, conditions);
-    EXPECT_THAT(viewer.Position(), Is(0, 0, 140)) << "locked: neither the control nor the limit counts";
+    EXPECT_THAT(viewer.Position(), Is(0, 0, 140))
+        << "locked: neither the control nor the limit counts";
     EXPECT_TRUE(viewer.AltitudeLocked());
 
     input = {};

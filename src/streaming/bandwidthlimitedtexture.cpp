@@ -98,6 +98,8 @@ Status BandwidthLimitedTexture::OpenParts(const ZPFObjectItem& item, const Terra
                            "the texture's coarsest tile can't be loaded; free some memory");
     }
     try {
+        meshes_.resize(2);
+        flights_.reserve(16);
         cache_.Insert(root, texture);
     } catch (const std::bad_alloc&) {
         graphics_->DestroyTexture(texture);
@@ -230,7 +232,6 @@ std::uint32_t BandwidthLimitedTexture::NearestResident(TileEntry& wanted, float 
 }
 
 RenderMesh& BandwidthLimitedTexture::MeshOf(std::uint32_t slot) {
-    if (slot >= meshes_.size()) meshes_.resize(slot + std::size_t{1});
     MeshSlot& place = meshes_[slot];
     if (place.batch == batchNumber_) return *place.mesh;
     batch_.reserve(batch_.size() + 1);
@@ -277,6 +278,7 @@ void BandwidthLimitedTexture::TakeFinishedTiles() {
             return;
         }
         try {
+            meshes_.resize(cache_.Size() + std::size_t{2});
             cache_.Insert(*tile, texture);
         } catch (const std::bad_alloc&) {
             graphics_->DestroyTexture(texture);
@@ -304,7 +306,7 @@ void BandwidthLimitedTexture::RequestTiles() {
     wishes_.Grant([this](std::uint32_t number) {
         TileEntry& tile = pyramid_.At(number);
         if (tile.inFlight) return true;
-        flights_.reserve(flights_.size() + 1);
+        if (flights_.size() == flights_.capacity()) flights_.reserve(2 * flights_.size());
         if (!loader_.TryQueue(&tile)) return false;
         flights_.push_back(&tile);
         tile.inFlight = true;

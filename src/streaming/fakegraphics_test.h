@@ -140,7 +140,9 @@ private:
 /// Tiles of which every pixel carries the tile's tag.
 class TaggedTiles : public TileSource {
 public:
-    explicit TaggedTiles(const TextureDomain& domain) : domain_(domain) {}
+    /// @param finestLevel  finer tiles fail
+    explicit TaggedTiles(const TextureDomain& domain, int finestLevel = 0)
+        : domain_(domain), finestLevel_(finestLevel) {}
     [[nodiscard]] const TextureDomain& Domain() const override { return domain_; }
     [[nodiscard]] bool HasPixels(const TileEntry& tile) const override {
         const auto span = static_cast<int>(tile.Level().Span());
@@ -150,7 +152,7 @@ public:
                y < domain_.yOffset + domain_.rasterRows && y + span > domain_.yOffset;
     }
     [[nodiscard]] TileRead Read(const TileEntry& tile, std::span<std::byte> pixels) override {
-        if (!HasPixels(tile)) return TileRead::Nothing;
+        if (!HasPixels(tile) || tile.Level().Index() < finestLevel_) return TileRead::Nothing;
         const std::uint32_t tag = TagOf(tile.Level().Index(), tile.Index());
         for (std::size_t i = 0; i < pixels.size(); i += sizeof tag) {
             std::memcpy(pixels.data() + i, &tag, sizeof tag);
@@ -162,6 +164,7 @@ public:
 
 private:
     TextureDomain domain_;
+    int finestLevel_;
 };
 
 inline TextureDomain WholeDomain(int side) {
@@ -169,10 +172,10 @@ inline TextureDomain WholeDomain(int side) {
             .x1 = side, .y1 = side};
 }
 
-inline TileSourceFactory Tagged(const TextureDomain& domain) {
-    return [domain](const ZPFObjectItem&, const TerrainModel&, int, TexturePixelFormat,
+inline TileSourceFactory Tagged(const TextureDomain& domain, int finestLevel = 0) {
+    return [domain, finestLevel](const ZPFObjectItem&, const TerrainModel&, int, TexturePixelFormat,
                     std::unique_ptr<TileSource>& source) {
-        source = std::make_unique<TaggedTiles>(domain);
+        source = std::make_unique<TaggedTiles>(domain, finestLevel);
         return Status(StatusCode::Ok);
     };
 }

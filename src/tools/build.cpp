@@ -264,7 +264,7 @@ private:
         }
         OGRSpatialReference system;
         const OGRSpatialReference* asked = system_ ? &*system_ : nullptr;
-        if (const Status chosen = ChooseSystem(job.dem, asked, system); !chosen.Good()) {
+        if (const Status chosen = ChooseSystem(job.dem, asked, options_, system); !chosen.Good()) {
             return chosen;
         }
         // Further terrains lie in the same system.

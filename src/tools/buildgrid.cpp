@@ -19,6 +19,8 @@ constexpr int kMostChosenDoublings = 13;
 constexpr int kMostTextureDoublings = 17;
 /// Texture pixels may be coarser than the image's own by this share of a doubling, 19 %.
 constexpr double kCoarsestDoublings = 0.25;
+/// Degrees of longitude that one zone may be stretched over; at its ends it is 1.5 % too long.
+constexpr double kWidestZone = 20.0;
 /// Sample centres may miss the DEM's outermost ones by this many pixels, which is rounding.
 constexpr double kEdgeTolerance = 0.005;
 
@@ -218,7 +220,7 @@ std::optional<int> ExactDoublings(int samples) {
 }
 
 Status ChooseSystem(const InputRaster& dem, const OGRSpatialReference* asked,
-                    OGRSpatialReference& system) {
+                    const BuildOptions& options, OGRSpatialReference& system) {
     if (asked != nullptr) {
         if (!IsMetric(*asked)) {
             return _SetErrPosn(
@@ -246,6 +248,15 @@ Status ChooseSystem(const InputRaster& dem, const OGRSpatialReference* asked,
                            dem.Path() +
                                ": its centre has no place on the globe; check its georeference and "
                                "CRS, or give -t_srs");
+    }
+    const double width = std::abs(map.Backward(dem.Columns(), dem.Rows() * 0.5).x -
+                                  map.Backward(0, dem.Rows() * 0.5).x);
+    if (!(width <= kWidestZone) && !options.area) {
+        return _SetErrPosn(
+            StatusCode::BadState,
+            fmt::format("{} spans {:.0f} degrees of longitude, more than a UTM zone shows well; "
+                        "name a CRS with -t_srs, or an area with -te",
+                        dem.Path(), width));
     }
     const double turned = std::remainder(longitude, 360.0);
     const int zone = std::clamp(static_cast<int>(std::floor((turned + 180.0) / 6.0)) + 1, 1, 60);

@@ -24,10 +24,11 @@ struct TerrainPlan {
 /// Chooses the landscape's CRS for a DEM: the one asked for, the DEM's own if it is projected in
 /// metres, else the UTM zone of its centre (a polar one beyond 84 degrees).
 /// @param asked  what -t_srs says, or an earlier DEM of the same landscape has; may be null
-/// @return BadState where the CRS asked for isn't metric, or the DEM's centre has no place on the
-/// globe
+/// @return BadState where the CRS asked for isn't metric, the DEM's centre has no place on the
+/// globe,
+///         or all of a DEM is wanted that no zone can hold
 Status ChooseSystem(const InputRaster& dem, const OGRSpatialReference* asked,
-                    OGRSpatialReference& system);
+                    const BuildOptions& options, OGRSpatialReference& system);
 
 /// Chooses area, samples and cells by the rules that the program's help tells.
 /// @return BadState where DEM and area don't meet

@@ -72,9 +72,8 @@ Status PixelMap::Create(const TargetGrid& target, const InputRaster& raster, Pix
         made.toTarget_ = Conversion(raster.System(), target.system);
         if (!made.toRaster_ || !made.toTarget_) {
             return _SetErrPosn(StatusCode::BadState,
-                               fmt::format("{} can't be brought from {} to {}{}{}", raster.Path(),
-                                           SystemName(raster.System()), SystemName(target.system),
-                                           GdalMessage().empty() ? "" : ": ", GdalMessage()));
+                               fmt::format("{} can't be brought from {} to {}", raster.Path(),
+                                           SystemName(raster.System()), SystemName(target.system)));
         }
     }
     out = std::move(made);

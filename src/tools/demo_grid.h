@@ -65,8 +65,8 @@ public:
             }
         };
         std::vector<std::jthread> helpers;
-        const int useful = std::min(threads_, (rows + chunk - 1) / chunk);
-        helpers.reserve(static_cast<std::size_t>(useful));
+        const int useful = std::min(threads_, rows / (4 * chunk));  // a thread costs too
+        helpers.reserve(static_cast<std::size_t>(std::max(0, useful)));
         for (int i = 1; i < useful; ++i) {
             try {
                 helpers.emplace_back(run);

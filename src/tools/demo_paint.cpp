@@ -14,6 +14,10 @@ constexpr int kBand = 32;            // rows that are painted together
 
 constexpr float kBucket = kExtent / kBuckets;
 
+constexpr std::size_t Bucket(int x, int y) noexcept {
+    return static_cast<std::size_t>(y) * kBuckets + static_cast<std::size_t>(x);
+}
+
 // Directions to turn the noise by, so that no two kinds of it line up: cosine and sine.
 struct Turn {
     float c, s;
@@ -86,7 +90,8 @@ Painter::Painter(std::uint32_t seed, int textureSize, const Terrain& terrain, co
     grain_.resize(static_cast<std::size_t>(kGrainSide) * kGrainSide);
     for (int y = 0; y < kGrainSide; ++y) {
         for (int x = 0; x < kGrainSide; ++x) {
-            grain_[static_cast<std::size_t>(y * kGrainSide + x)] =
+            const auto row = static_cast<std::size_t>(y) * kGrainSide;
+            grain_[row + static_cast<std::size_t>(x)] =
                 static_cast<std::int8_t>(static_cast<int>(Hash(x, y, seed + 91) >> 24) - 128);
         }
     }
@@ -97,7 +102,7 @@ Painter::Painter(std::uint32_t seed, int textureSize, const Terrain& terrain, co
              by <= bucket(std::max(piece.y0, piece.y1) + reach); ++by) {
             for (int bx = bucket(std::min(piece.x0, piece.x1) - reach);
                  bx <= bucket(std::max(piece.x0, piece.x1) + reach); ++bx) {
-                use(static_cast<std::size_t>(by * kBuckets + bx));
+                use(Bucket(bx, by));
             }
         }
     };
@@ -131,7 +136,7 @@ void Painter::RiverDistances(int x, int y, int width, int height,
             const int right = std::min(x + width, edge(bx + 1));
             const int top = std::max(y, edge(by));
             const int bottom = std::min(y + height, edge(by + 1));
-            const auto b = static_cast<std::size_t>(by * kBuckets + bx);
+            const std::size_t b = Bucket(bx, by);
             for (std::uint32_t k = bucketStarts_[b]; k < bucketStarts_[b + 1]; ++k) {
                 const RiverPiece& piece = waters_.rivers[bucketPieces_[k]];
                 const float reach = kBankReach + 0.5F * std::max(piece.width0, piece.width1);

@@ -21,7 +21,7 @@ DemoOptions Small(int size, int textureSize) {
     DemoOptions options;
     options.size = size;
     options.textureSize = textureSize;
-    options.reliefSize = 257;
+    options.reliefSize = 129;
     return options;
 }
 
@@ -258,8 +258,7 @@ TEST(DemoTexture, SeaIsBlueWhereTheHeightsSayItIs) {
 
 TEST(DemoProgress, CountsToItsEndAndStopsWhenTheUserWantsTo) {
     CountingProgress whole(1000);
-    DemoOptions options = Small(129, 128);
-    options.reliefSize = 129;
+    const DemoOptions options = Small(129, 128);
     const DemoLandscape landscape(options, &whole);
     EXPECT_TRUE(whole.ended_);
     EXPECT_EQ(whole.pulses_, whole.expected_);

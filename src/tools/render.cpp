@@ -10,7 +10,8 @@ namespace {
 
 int Main(int count, char** arguments) {
     tarnvale::RenderOptions options;
-    if (const int code = tarnvale::ReadRenderOptions(count, arguments, options); code >= 0) return code;
+    if (const int code = tarnvale::ReadRenderOptions(count, arguments, options); code >= 0)
+        return code;
     std::string problem;
     tarnvale::RenderFlight flight(options);
     if (flight.Run(problem)) return 0;

@@ -30,7 +30,8 @@ constexpr double kStandstill = 10;  // seconds without a tile: no more will come
 constexpr auto kPause = std::chrono::milliseconds(4);
 
 double Now() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
 }
 
 // Only a size, for a graphics system that draws nothing.
@@ -78,7 +79,8 @@ bool RenderFlight::Run(std::string& problem) {
         std::error_code error;
         std::filesystem::create_directories(options_.out, error);
         if (error) {
-            problem = fmt::format("folder {} can't be made: {}", options_.out.string(), error.message());
+            problem =
+                fmt::format("folder {} can't be made: {}", options_.out.string(), error.message());
             return false;
         }
     }
@@ -105,13 +107,15 @@ bool RenderFlight::Run(std::string& problem) {
 bool RenderFlight::ApplySettings(std::string& problem) {
     for (const auto& [key, value] : options_.settings) {
         if (!settings::SetFromText(key, value)) {
-            problem = fmt::format("--set {}={}: no such preference, or no value for it", key, value);
+            problem =
+                fmt::format("--set {}={}: no such preference, or no value for it", key, value);
             return false;
         }
         if (key == settings::TerrainQuality.Key()) {
             TerrainModel::SetQuality(settings::TerrainQuality.Get(), false);
         }
-        if (key == settings::FrameRate.Key()) TerrainModel::SetFrameRate(settings::FrameRate.Get(), false);
+        if (key == settings::FrameRate.Key())
+            TerrainModel::SetFrameRate(settings::FrameRate.Get(), false);
     }
     return true;
 }
@@ -129,7 +133,8 @@ bool RenderFlight::OpenGraphics(std::string& problem) {
         window_ = std::move(window);
         graphics_ = std::move(system);
     } else {
-        problem = fmt::format("no graphics system '{}': there are opengl and null", options_.graphics);
+        problem =
+            fmt::format("no graphics system '{}': there are opengl and null", options_.graphics);
         return false;
     }
     Status status = graphics_->Open(window_.get());
@@ -179,7 +184,8 @@ bool RenderFlight::FindPath(std::string& problem) {
 
 bool RenderFlight::ScenePose(int frame, Vec3f& eye, Vec3f& look) const {
     const CameraPose& pose = poses_[static_cast<std::size_t>(frame)];
-    return simulator_.MapToScene(pose.eye, eye).Good() && simulator_.MapToScene(pose.lookAt, look).Good();
+    return simulator_.MapToScene(pose.eye, eye).Good() &&
+           simulator_.MapToScene(pose.lookAt, look).Good();
 }
 
 Status RenderFlight::DrawFrom(const Vec3f& eye, const Vec3f& look) {
@@ -231,14 +237,15 @@ bool RenderFlight::Fly(std::string& problem) {
 bool RenderFlight::FlyFrame(int frame, std::string& problem) {
     Vec3f eye, look;
     if (!ScenePose(frame, eye, look)) {
-        problem = fmt::format("frame {} of the camera path can't be brought into the landscape", frame);
+        problem =
+            fmt::format("frame {} of the camera path can't be brought into the landscape", frame);
         return false;
     }
     Status drawn = StatusCode::Ok;
     if (options_.complete && !Settle(eye, look, kFramePatience, drawn) && !warned_) {
         warned_ = true;
-        (void)std::fprintf(stderr, "tarnvale-render: warning: frame %d doesn't get every tile it wants\n",
-                           frame);
+        (void)std::fprintf(
+            stderr, "tarnvale-render: warning: frame %d doesn't get every tile it wants\n", frame);
     }
     if (trace_ != nullptr) {
         trace_->BeginFrame(frame);
@@ -258,7 +265,8 @@ bool RenderFlight::FlyFrame(int frame, std::string& problem) {
         return false;
     }
     if (measured) Count(frame, seconds);
-    if (!options_.out.empty() && frame % options_.every == 0 && !KeepPicture(frame, problem)) return false;
+    if (!options_.out.empty() && frame % options_.every == 0 && !KeepPicture(frame, problem))
+        return false;
     const int apart = std::max(1, static_cast<int>(poses_.size()) / kFloors);
     if (measured && opengl_ != nullptr && frame % apart == apart / 2) MeasureFloor(eye, look);
     return true;
@@ -280,7 +288,8 @@ void RenderFlight::MeasureFloor(const Vec3f& eye, const Vec3f& look) {
     opengl_->CaptureNextFrame();
     if (!DrawFrom(eye, look).Good()) return;
     (void)opengl_->ReplayCaptured(1);  // what is sent for the first time isn't measured
-    if (const double floor = opengl_->ReplayCaptured(kReplays); floor > 0) figures_.floors.push_back(floor);
+    if (const double floor = opengl_->ReplayCaptured(kReplays); floor > 0)
+        figures_.floors.push_back(floor);
 }
 
 bool RenderFlight::KeepPicture(int frame, std::string& problem) {

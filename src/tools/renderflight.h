@@ -52,10 +52,11 @@ private:
 
     const RenderOptions& options_;
     SimulatorFile file_;
-    double opened_ = 0;  // when opening the landscape began, the time for the graphics system left out
+    double opened_ =
+        0;  // when opening the landscape began, the time for the graphics system left out
     std::unique_ptr<RenderWindow> window_;
     std::unique_ptr<GraphicsSystem> graphics_;
-    OffscreenWindow* offscreen_ = nullptr;  // window_, where it can be read
+    OffscreenWindow* offscreen_ = nullptr;    // window_, where it can be read
     OpenGLGraphicsSystem* opengl_ = nullptr;  // graphics_, where it has a floor to measure
     Simulator simulator_;
     std::unique_ptr<TraceWriter> trace_;

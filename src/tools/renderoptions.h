@@ -24,12 +24,15 @@ struct RenderOptions {
     bool complete = false;
 
     /// Whether frames must be drawn, or only the path is wanted.
-    [[nodiscard]] bool Draws() const { return !out.empty() || !stats.empty() || !trace.empty() || writeCamera.empty(); }
+    [[nodiscard]] bool Draws() const {
+        return !out.empty() || !stats.empty() || !trace.empty() || writeCamera.empty();
+    }
 };
 
 /// Reads the command line. May throw what the command-line library throws.
 /// @param options  out
-/// @return -1 to go on; otherwise the exit code of a program that has said all (help, version, errors)
+/// @return -1 to go on; otherwise the exit code of a program that has said all (help, version,
+/// errors)
 [[nodiscard]] int ReadRenderOptions(int count, char** arguments, RenderOptions& options);
 
 }  // namespace tarnvale

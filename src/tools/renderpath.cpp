@@ -16,9 +16,9 @@ namespace tarnvale {
 namespace {
 
 constexpr std::string_view kHeader = "x,y,z,look_x,look_y,look_z";
-constexpr double kStep = 30;        // metres a frame
-constexpr int kAhead = 40;          // frames: where the viewer looks, and what ground it heeds
-constexpr int kSmooth = 30;         // frames to each side over which heights are evened out
+constexpr double kStep = 30;  // metres a frame
+constexpr int kAhead = 40;    // frames: where the viewer looks, and what ground it heeds
+constexpr int kSmooth = 30;   // frames to each side over which heights are evened out
 constexpr double kPi = 3.14159265358979323846;
 
 std::string_view Trimmed(std::string_view text) {
@@ -44,7 +44,8 @@ bool ParseNumbers(std::string_view line, double (&numbers)[6]) {
 
 std::string WithoutBlanks(std::string_view text) {
     std::string kept;
-    std::ranges::copy_if(text, std::back_inserter(kept), [](char c) { return c != ' ' && c != '\t'; });
+    std::ranges::copy_if(text, std::back_inserter(kept),
+                         [](char c) { return c != ' ' && c != '\t'; });
     return kept;
 }
 
@@ -80,8 +81,10 @@ bool ParseCameraPath(std::string_view text, std::vector<CameraPose>& poses, std:
         }
         poses.push_back(pose);
     }
-    if (!headed) problem = fmt::format("the header {} is missing", kHeader);
-    else if (poses.empty()) problem = "there is no frame in it";
+    if (!headed)
+        problem = fmt::format("the header {} is missing", kHeader);
+    else if (poses.empty())
+        problem = "there is no frame in it";
     return !poses.empty();
 }
 
@@ -102,8 +105,8 @@ bool WriteCameraPath(const FILEPATH& path, const std::vector<CameraPose>& poses)
     std::ofstream file(path, std::ios::binary);
     file << kHeader << '\n';
     for (const auto& [eye, look] : poses) {
-        file << fmt::format("{:.12g},{:.12g},{:.8g},{:.12g},{:.12g},{:.8g}\n", eye.x, eye.y, eye.z, look.x,
-                            look.y, look.z);
+        file << fmt::format("{:.12g},{:.12g},{:.8g},{:.12g},{:.12g},{:.8g}\n", eye.x, eye.y, eye.z,
+                            look.x, look.y, look.z);
     }
     file.close();
     return !file.fail();
@@ -129,10 +132,12 @@ std::vector<CameraPose> MakeCameraPath(const Simulator& simulator, int frames) {
     for (std::size_t i = 0; i < count; ++i) {
         const auto from = places.begin() + static_cast<std::ptrdiff_t>(i < kAhead ? 0 : i - kAhead);
         const auto to = places.begin() + static_cast<std::ptrdiff_t>(std::min(count, i + kAhead));
-        highest[i] = std::max_element(from, to, [](const Vec3d& a, const Vec3d& b) { return a.z < b.z; })->z;
+        highest[i] =
+            std::max_element(from, to, [](const Vec3d& a, const Vec3d& b) { return a.z < b.z; })->z;
     }
     const auto smooth = [&](std::size_t i) {
-        const std::size_t from = i < kSmooth ? 0 : i - kSmooth, to = std::min(count, i + kSmooth + 1);
+        const std::size_t from = i < kSmooth ? 0 : i - kSmooth,
+                          to = std::min(count, i + kSmooth + 1);
         double sum = 0;
         for (std::size_t k = from; k < to; ++k) sum += highest[k];
         return sum / static_cast<double>(to - from);

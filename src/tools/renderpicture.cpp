@@ -25,7 +25,8 @@ void OnError(png_structp png, png_const_charp) {
 void OnWarning(png_structp, png_const_charp) {}
 
 // Between setjmp and a longjmp nothing with a destructor may be made, so all of that stays outside.
-bool Encode(std::FILE* file, std::span<png_bytep> rows, int width, int height, std::span<png_text> texts) {
+bool Encode(std::FILE* file, std::span<png_bytep> rows, int width, int height,
+            std::span<png_text> texts) {
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, OnError, OnWarning);
     if (png == nullptr) return false;
     png_infop info = png_create_info_struct(png);

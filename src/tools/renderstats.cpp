@@ -41,13 +41,15 @@ nlohmann::ordered_json FlightFigures::ToJson() const {
     nlohmann::ordered_json json;
     json["open_s"] = Rounded(open, 1e6);
     json["first_frame_s"] = Rounded(firstFrame, 1e6);
-    json["complete_s"] = complete.has_value() ? nlohmann::ordered_json(Rounded(*complete, 1e6)) : nullptr;
+    json["complete_s"] =
+        complete.has_value() ? nlohmann::ordered_json(Rounded(*complete, 1e6)) : nullptr;
     json["frame_ms"] = Milliseconds(frames);
-    const std::pair<const char*, double FrameTimes::*> names[] = {{"select_ms", &FrameTimes::select},
-                                                                  {"mesh_ms", &FrameTimes::mesh},
-                                                                  {"prepare_ms", &FrameTimes::prepare},
-                                                                  {"draw_ms", &FrameTimes::draw},
-                                                                  {"service_ms", &FrameTimes::service}};
+    const std::pair<const char*, double FrameTimes::*> names[] = {
+        {"select_ms", &FrameTimes::select},
+        {"mesh_ms", &FrameTimes::mesh},
+        {"prepare_ms", &FrameTimes::prepare},
+        {"draw_ms", &FrameTimes::draw},
+        {"service_ms", &FrameTimes::service}};
     for (const auto& [name, part] : names) {
         std::vector<double> values;
         for (const FrameTimes& times : parts) values.push_back(times.*part);
@@ -70,7 +72,8 @@ nlohmann::ordered_json FlightFigures::ToJson() const {
     const double floor = Summarize(floors).median;
     json["floor_ms"] = floor > 0 ? nlohmann::ordered_json(Rounded(floor * 1e3, 1e4)) : nullptr;
     json["floor_ratio"] =
-        floor > 0 ? nlohmann::ordered_json(Rounded(Summarize(frames).median / floor, 1e4)) : nullptr;
+        floor > 0 ? nlohmann::ordered_json(Rounded(Summarize(frames).median / floor, 1e4))
+                  : nullptr;
     json["peak_memory_mb"] = Rounded(PeakMegabytes(), 100);
     return json;
 }

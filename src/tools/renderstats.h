@@ -20,9 +20,9 @@ struct Summary {
 struct FlightFigures {
     double open = 0, firstFrame = 0;
     std::optional<double> complete;
-    std::vector<double> frames;      ///< those measured whole
-    std::vector<FrameTimes> parts;   ///< those measured in parts
-    std::vector<double> floors;      ///< static replays
+    std::vector<double> frames;     ///< those measured whole
+    std::vector<FrameTimes> parts;  ///< those measured in parts
+    std::vector<double> floors;     ///< static replays
     std::vector<double> triangles, drawCalls;
     std::uint64_t tilesUploaded = 0, damagedTiles = 0;
     std::uint32_t tilesResident = 0;

@@ -13,8 +13,10 @@ namespace {
 
 // Nine digits bring a 32-bit float back exactly.
 void Append(std::string& line, double value) {
-    if (std::isfinite(value)) fmt::format_to(std::back_inserter(line), "{:.9g}", value);
-    else line += "null";
+    if (std::isfinite(value))
+        fmt::format_to(std::back_inserter(line), "{:.9g}", value);
+    else
+        line += "null";
 }
 
 void Append(std::string& line, const Vec3f& value) {
@@ -77,8 +79,8 @@ std::uint32_t TraceWriter::DrawCalls(int view) const {
     return graphics == nullptr ? 0 : graphics->Counters().drawCalls;
 }
 
-void TraceWriter::OnLayerBegin(int view, int layer, const RenderCamera& camera, int width, int height,
-                               std::span<const IntRect> regions) {
+void TraceWriter::OnLayerBegin(int view, int layer, const RenderCamera& camera, int width,
+                               int height, std::span<const IntRect> regions) {
     FinishLine();
     view_ = view;
     layer_ = layer;
@@ -124,12 +126,15 @@ void TraceWriter::OnBatch(int texture, const RenderMeshBatch& batch) {
     batches_ += '[';
     bool first = true;
     for (const RenderMesh* mesh : batch) {
-        const TileName tile = model != nullptr && mesh->texture != nullptr ? model->NameOf(mesh->texture)
-                                                                          : TileName{};
+        const TileName tile = model != nullptr && mesh->texture != nullptr
+                                  ? model->NameOf(mesh->texture)
+                                  : TileName{};
         batches_ += first ? R"({"tile":)" : R"(,{"tile":)";
         first = false;
-        if (tile.level < 0) batches_ += "null";
-        else fmt::format_to(std::back_inserter(batches_), "[{},{}]", tile.level, tile.entry);
+        if (tile.level < 0)
+            batches_ += "null";
+        else
+            fmt::format_to(std::back_inserter(batches_), "[{},{}]", tile.level, tile.entry);
         batches_ += R"(,"vertices":)";
         AppendVertices(batches_, mesh->vertices.Span());
         batches_ += R"(,"uv":)";
@@ -180,7 +185,8 @@ void TraceWriter::OnLayerEnd(int view, int /*layer*/) {
     for (const TextureLayer& texture : layer.textures) {
         const TextureModel* model = texture.models[static_cast<std::size_t>(view)].get();
         const TextureFigures f = model == nullptr ? TextureFigures{} : model->Figures();
-        fmt::format_to(out, R"({}{{"resident":{},"limit":{},"in_flight":{},"uploads":{},"wishes":{}}})",
+        fmt::format_to(out,
+                       R"({}{{"resident":{},"limit":{},"in_flight":{},"uploads":{},"wishes":{}}})",
                        first ? "" : ",", f.resident, f.limit, f.inFlight, f.uploads, f.wishes);
         first = false;
     }

@@ -15,7 +15,8 @@ namespace tarnvale {
 class TraceWriter final : public FrameObserver {
 public:
     /// @param simulator  on loan
-    TraceWriter(const Simulator& simulator, bool vertices) : simulator_(simulator), vertices_(vertices) {}
+    TraceWriter(const Simulator& simulator, bool vertices)
+        : simulator_(simulator), vertices_(vertices) {}
     [[nodiscard]] bool Open(const FILEPATH& path);
     /// Around the frame that is to be written.
     void BeginFrame(int frame);
@@ -38,8 +39,8 @@ private:
     bool vertices_;
     std::ofstream file_;
     int frame_ = 0;
-    // The line of the layer that was drawn last. Its draw calls are known only when the next thing is
-    // drawn, because the graphics system gathers meshes.
+    // The line of the layer that was drawn last. Its draw calls are known only when the next thing
+    // is drawn, because the graphics system gathers meshes.
     std::string line_, primitives_, batches_;
     bool pending_ = false;
     int view_ = 0;

@@ -330,10 +330,6 @@ Status Database::Run(Statement& statement) {
     return result;
 }
 
-std::int64_t Database::LastRowId() const {
-    return sqlite3_last_insert_rowid(connection_);
-}
-
 Status Database::Failure(std::string_view doing) const {
     const int extended = sqlite3_extended_errcode(connection_);
     const StatusCode general = writing_ ? StatusCode::WriteFailed : StatusCode::ReadFailed;

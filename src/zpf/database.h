@@ -107,7 +107,6 @@ public:
     Status Keep(const char* sql, Statement*& statement);
     /// Steps to the end, then resets.
     Status Run(Statement& statement);
-    [[nodiscard]] std::int64_t LastRowId() const;
 
     /// The status of the last operation that failed on this connection, noted with the file's name.
     /// @param doing  what couldn't be done, such as "reading tile 3, 4 of \"Land\""

@@ -85,6 +85,9 @@ struct PROJECTWRITER::State {
     std::vector<ObjectRecord> objects;          // for parents and names
     std::set<std::string> tables, identifiers;  // in lower case
     std::map<int, RasterState> rasters;
+    // Counts through all tile tables: some programs look for a tile's minimum and maximum by its
+    // number alone, without the name of its table.
+    std::int64_t lastTile = 0;
 
     Status AddObject(int parent, ObjectType type, const QNSTRING& name, const QNSTRING& description,
                      int& number);
@@ -300,9 +303,10 @@ Status PROJECTWRITER::State::StoreTile(RasterState& raster, int level, int tileC
     raster.insert->Bind(2, std::int64_t{tileColumn});
     raster.insert->Bind(3, std::int64_t{tileRow});
     raster.insert->Bind(4, std::span<const std::byte>(tile.pixels));
+    raster.insert->Bind(5, ++lastTile);
     if (const Status status = database->Run(*raster.insert); !status.Good()) return status;
     if (StoreOf(header.type) != TileStore::Coverage) return StatusCode::Ok;
-    return EnterCoverageTile(*database, raster.set, database->LastRowId(), range);
+    return EnterCoverageTile(*database, raster.set, lastTile, range);
 }
 
 Status PROJECTWRITER::State::WriteStatistics() {
@@ -420,8 +424,8 @@ Status PROJECTWRITER::AddRaster(int parent, const RasterSpec& spec, int& number)
             return status;
         raster.insert = std::make_unique<Statement>();
         const std::string sql = fmt::format(
-            "INSERT INTO \"{}\" (zoom_level, tile_column, tile_row, tile_data) VALUES (?1, ?2, ?3, "
-            "?4)",
+            "INSERT INTO \"{}\" (zoom_level, tile_column, tile_row, tile_data, id)"
+            " VALUES (?1, ?2, ?3, ?4, ?5)",
             set.table);
         if (const Status status = state.database->Prepare(sql, *raster.insert); !status.Good())
             return status;
