@@ -2,11 +2,20 @@
 
 #include <benchmark/benchmark.h>
 
+#include <unistd.h>
+
 #include <cmath>
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include "streaming/fakegraphics_test.h"
+#include "streaming/rastertilesource.h"
+#include "streaming/tilepyramid.h"
+#include "zpf/zpfwriter.h"
 
 namespace tarnvale {
 namespace {
@@ -108,6 +117,94 @@ void BM_Prepare(benchmark::State& state) {
     state.counters["resident"] = model.Figures().resident;
 }
 BENCHMARK(BM_Prepare)->ArgName("resident")->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond);
+
+/// A file with one texture of 2 x 2 tiles that look like ground; gone with the object.
+class TextureFile {
+public:
+    static constexpr int kTiles = 2;
+
+    explicit TextureFile(ZPF::TileEncoding encoding)
+        : path_(std::filesystem::temp_directory_path() /
+                ("tarnvale-bench-" + std::to_string(getpid()) + ".sim")) {
+        ZPF::RasterSpec spec;
+        spec.name = "Land";
+        spec.columns = spec.rows = kTiles * ZPF::kTileSide;
+        spec.encoding = encoding;
+        spec.georeference = {400000, 1, 0, 5600000, 0, -1};
+        ZPF::PROJECTWRITER writer;
+        int number = kNoObject;
+        good_ = COORDREFSYS::FromText("EPSG:32633", spec.system).Good() &&
+                writer.Create(path_).Good() &&
+                writer.AddRaster(kRootObject, spec, number).Good();
+        for (int i = 0; i < kTiles * kTiles && good_; ++i) {
+            ZPF::EncodedTile tile;
+            good_ = ZPF::PROJECTWRITER::EncodeTile(spec, 0, Ground(i), {}, tile).Good() &&
+                    writer.PutTile(number, 0, i % kTiles, i / kTiles, tile).Good();
+        }
+        good_ = good_ && writer.Commit().Good();
+        item_.file = path_;
+        item_.header.number = number;
+    }
+    TextureFile(const TextureFile&) = delete;
+    TextureFile& operator=(const TextureFile&) = delete;
+    ~TextureFile() {
+        std::error_code ignored;
+        std::filesystem::remove(path_, ignored);
+    }
+    [[nodiscard]] bool Good() const { return good_; }
+    [[nodiscard]] const ZPFObjectItem& Item() const { return item_; }
+
+private:
+    static std::vector<std::byte> Ground(int seed) {
+        std::vector<std::byte> cells;
+        unsigned noise = static_cast<unsigned>(seed) + 1;
+        for (int y = 0; y < ZPF::kTileSide; ++y) {
+            for (int x = 0; x < ZPF::kTileSide; ++x) {
+                noise = noise * 1664525U + 1013904223U;
+                const auto fx = static_cast<float>(x), fy = static_cast<float>(y);
+                const int shade = static_cast<int>(
+                    60 + 40 * std::sin(fx * 0.11F) * std::cos(fy * 0.07F) +
+                    static_cast<float>(noise >> 28));
+                for (const int add : {20, 45, 0}) {
+                    cells.push_back(static_cast<std::byte>(shade + add));
+                }
+            }
+        }
+        return cells;
+    }
+
+    FILEPATH path_;
+    bool good_ = false;
+    ZPFObjectItem item_;
+};
+
+/// @param range(0)  1: JPEG, 0: PNG
+void BM_TileFromFileToPixels(benchmark::State& state) {
+    const TextureFile file(state.range(0) != 0 ? ZPF::TileEncoding::Jpeg
+                                               : ZPF::TileEncoding::Lossless);
+    COORDREFSYS system;
+    const bool placed = COORDREFSYS::FromText("EPSG:32633", system).Good();
+    const int domain = TextureFile::kTiles * kTileSide;
+    const double cell = static_cast<double>(domain) / 64;
+    const FakeTerrain terrain(65, {400000 - cell / 2, cell, 0, 5600000 + cell / 2, 0, -cell},
+                              system);
+    RasterTileSource source;
+    TilePyramid pyramid;
+    if (!file.Good() || !placed ||
+        !source.Open(file.Item(), terrain, kTileSide, TexturePixelFormat::Bgra).Good() ||
+        !pyramid.BuildPyramid(domain, domain, 9).Good()) {
+        state.SkipWithError(GetErrPosn().detail.c_str());
+        return;
+    }
+    std::vector<std::byte> pixels(static_cast<std::size_t>(kTileSide) * kTileSide * 4);
+    std::size_t next = 0;
+    for (auto _ : state) {
+        const TileEntry& tile = pyramid.At(static_cast<std::uint32_t>(next++ % 4));
+        benchmark::DoNotOptimize(source.Read(tile, pixels));
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_TileFromFileToPixels)->ArgName("jpeg")->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace tarnvale

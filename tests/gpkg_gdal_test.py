@@ -1,18 +1,19 @@
 """What GDAL sees in a project file: sizes, places, values, colours; and what it adds does no harm.
 
-usage: gpkg_gdal_test.py PATH_OF_ZPF_SAMPLE SCRATCH_FOLDER
+usage: gpkg_gdal_test.py PATH_OF_ZPF_SAMPLE SCRATCH_FOLDER FORMAT_DOCUMENT
 """
 
 import array
 import json
 import os
+import re
 import shutil
 import subprocess
 import sys
 
 COLUMNS, ROWS = 700, 600
 VALIDATOR = '/usr/lib/python3/dist-packages/osgeo_utils/samples/validate_gpkg.py'
-sample, folder = sys.argv[1:3]
+sample, folder, document = sys.argv[1:4]
 failures = 0
 
 
@@ -129,6 +130,19 @@ def check_additions(path):
     run(sample, 'check', path)
 
 
+def check_example():
+    """The document's example writes a file that opens, with the terrain that it promises."""
+    with open(document, encoding='utf-8') as file:
+        blocks = re.findall(r'^```(sql|python)\n(.*?)^```', file.read(), re.M | re.S)
+    for language, text in blocks:
+        with open(os.path.join(folder, {'sql': 'schema.sql', 'python': 'example.py'}[language]), 'w') as file:
+            file.write(text)
+    done = subprocess.run([sys.executable, 'example.py'], cwd=folder, capture_output=True, text=True)
+    check('example: ' + done.stderr, done.returncode, 0)
+    lines = run(sample, 'list', os.path.join(folder, 'example.sim'))[0].splitlines()
+    check('example', lines, ['1 Height 257 x 257, middle cell 900', '2 Land 512 x 512, middle cell 210'])
+
+
 def main():
     shutil.rmtree(folder, ignore_errors=True)
     os.makedirs(folder)
@@ -147,7 +161,8 @@ def main():
     # A GeoPackage of another program opens, with nothing in it for us.
     plain = os.path.join(folder, 'extra.gpkg')
     check_additions(path)
-    check('plain GeoPackage', run(sample, 'count', plain)[0], '0\n')
+    check('plain GeoPackage', run(sample, 'list', plain)[0], '')
+    check_example()
     if failures == 0:
         print('ok')
     return min(failures, 1)

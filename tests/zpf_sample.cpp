@@ -1,5 +1,5 @@
 // Writes a project file with rasters of every kind that other programs can see, or looks whether
-// such a file still holds them: zpf_sample write|check|count FILE. The cells follow a rule that
+// such a file still holds them: zpf_sample write|check|list FILE. The cells follow a rule that
 // gpkg_gdal_test.py knows too.
 
 #include <algorithm>
@@ -204,23 +204,45 @@ Status Check(const FILEPATH& path) {
     return StatusCode::Ok;
 }
 
+/// Prints the rasters at the root, each with the first byte or the number of its middle cell.
+Status List(const FILEPATH& path) {
+    ZPF::FILEHANDLE file;
+    if (const Status status = file.Open(path, ZPF::OpenMode::Read); !status.Good()) return status;
+    std::int64_t iterator = 0;
+    for (int number = 0; file.GetNextInodeNum(iterator, kRootObject, ObjectType::Raster, number);) {
+        ZPF::RASTERHANDLE raster;
+        ZPFObjectHeader header;
+        if (const Status status = file.ReadObjectHeader(number, header); !status.Good())
+            return status;
+        if (const Status status = raster.Open(file, number); !status.Good()) return status;
+        const int columns = raster.Header().columns, rows = raster.Header().rows;
+        std::array<std::byte, 8> cell{};
+        if (const Status status =
+                raster.ReadLine(rows / 2, columns / 2, 1, cell, ZPF::LineForm::Raw);
+            !status.Good()) {
+            return status;
+        }
+        const bool isWord = ZPF::BytesOf(raster.Header().type) == 2;
+        const int value =
+            isWord ? ZPF::LoadCell<std::int16_t>(cell, 0) : std::to_integer<int>(cell[0]);
+        std::printf("%d %s %d x %d, middle cell %d\n", number, header.name.c_str(), columns, rows,
+                    value);
+    }
+    return StatusCode::Ok;
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
     if (count != 3) {
-        std::fputs("usage: zpf_sample write|check|count FILE\n", stderr);
+        std::fputs("usage: zpf_sample write|check|list FILE\n", stderr);
         return 1;
     }
     const std::string_view command = arguments[1];
     Status status = StatusCode::BadState;
     if (command == "write") status = Write(arguments[2]);
     if (command == "check") status = Check(arguments[2]);
-    if (command == "count") {
-        ZPF::FILEHANDLE file;
-        status = file.Open(arguments[2], ZPF::OpenMode::Read);
-        if (status.Good())
-            std::printf("%d\n", file.GetObjectCount(kRootObject, ObjectType::Raster));
-    }
+    if (command == "list") status = List(arguments[2]);
     if (status.Good()) return 0;
     std::fprintf(stderr, "%s\n", GetErrString(status).c_str());
     return 1;

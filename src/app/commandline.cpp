@@ -1,6 +1,7 @@
 #include "app/commandline.h"
 
 #include <charconv>
+#include <cmath>
 #include <optional>
 
 namespace tarnvale {
@@ -25,13 +26,16 @@ std::optional<std::string_view> After(std::string_view line, std::string_view ke
     return std::nullopt;
 }
 
-/// Reads numbers separated by commas. A number that is missing or no number stays 0.
+/// Reads numbers separated by commas. What is missing, no number, or not finite stays 0.
 template <std::size_t Count>
 std::array<double, Count> Numbers(std::string_view text) {
     std::array<double, Count> numbers{};
     for (double& number : numbers) {
-        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+        while (text.starts_with(' ') || text.starts_with('+')) text.remove_prefix(1);
+        double read = 0;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), read);
         if (error != std::errc()) break;
+        if (std::isfinite(read)) number = read;
         text.remove_prefix(static_cast<std::size_t>(end - text.data()));
         if (!text.starts_with(',')) break;
         text.remove_prefix(1);
@@ -42,27 +46,27 @@ std::array<double, Count> Numbers(std::string_view text) {
 }  // namespace
 
 std::string JoinCommandLine(std::span<const std::string_view> arguments) {
-    std::string line;
+    // The file comes last in a raw line, wherever it stood among the arguments.
+    std::string keys, files;
     for (const std::string_view argument : arguments) {
-        if (!line.empty()) line += ' ';
         if (IsKeyValue(argument)) {
-            line += argument;
-        } else {
-            line += '"';
-            line += argument;
-            line += '"';
+            keys.append(argument).append(" ");
+        } else if (!argument.empty()) {
+            files.append("\"").append(argument).append("\"");
         }
     }
-    return line;
+    return keys + files;
 }
 
 CommandLineView ParseCommandLine(std::string_view line, FILEPATH& file) {
     CommandLineView view;
     view.active = true;
-    // Keys are looked for before the file's name, which may hold anything.
+    // Keys stand before the file's name, which may hold anything.
     const std::string_view keys = line.substr(0, line.find('"'));
 
-    if (const auto type = After(keys, "Type=")) view.type = static_cast<int>(Numbers<1>(*type)[0]);
+    if (const auto type = After(keys, "Type=")) {
+        (void)std::from_chars(type->data(), type->data() + type->size(), view.type);
+    }
     if (const auto point = After(keys, "POI=")) {
         view.point = Numbers<3>(*point);
     } else {
@@ -86,7 +90,7 @@ CommandLineView ParseCommandLine(std::string_view line, FILEPATH& file) {
     while (!line.empty()) {
         const std::size_t quote = line.find('"');
         const std::string_view piece = line.substr(0, quote);
-        if (!piece.empty() && piece != " ") name = piece;
+        if (piece.find_first_not_of(' ') != std::string_view::npos) name = piece;
         line.remove_prefix(quote == std::string_view::npos ? line.size() : quote + 1);
     }
     file = FILEPATH(std::string(name));

@@ -25,6 +25,8 @@ TEST(CommandLine, AShellsArgumentsNameTheFileWhateverItIsCalled) {
         {{"Type=1", "POI=1,2,3", "two words.sim"}, "two words.sim"},
         {{"Rate=2", "x=y POI=7.sim"}, "x=y POI=7.sim"},
         {{}, ""},
+        {{""}, ""},
+        {{"first.sim", "Type=1", "POI=1,2,3"}, "first.sim"},
     };
     for (const auto& [arguments, wanted] : cases) EXPECT_EQ(std::get<1>(Parse(arguments)), wanted);
 }
@@ -58,6 +60,14 @@ TEST(CommandLine, NumbersReachTheirFields) {
     EXPECT_EQ(view.elevation, -45.5);
     EXPECT_EQ(view.field, 2500);
     EXPECT_EQ(view.rate, -3.5);
+}
+
+TEST(CommandLine, WhatIsNoFiniteNumberStaysZero) {
+    const auto [view, file] = Parse({"Type=1e30", "POI=nan,inf,+3", "DOV=x, 5", "FOV=-inf", "f"});
+    EXPECT_EQ(view.type, 1);
+    EXPECT_EQ(view.point, (std::array{0.0, 0.0, 3.0}));
+    EXPECT_EQ(view.azimuth, 0);
+    EXPECT_EQ(view.field, 0);
 }
 
 }  // namespace

@@ -289,6 +289,11 @@ void CMainFrame::keyReleaseEvent(QKeyEvent* event) {
     if (!view_->KeyReleased(*event)) QMainWindow::keyReleaseEvent(event);
 }
 
+void CMainFrame::changeEvent(QEvent* event) {
+    if (event->type() == QEvent::ActivationChange && !isActiveWindow()) view_->ReleaseKeys();
+    QMainWindow::changeEvent(event);
+}
+
 void CMainFrame::SavePlacement() const {
     _iniWrite("MainWinPlacement", saveGeometry().toBase64().toStdString());
 }

@@ -1,11 +1,13 @@
 #include "app/tarnvale.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QIcon>
 #include <QMessageBox>
 #include <QTimer>
+#include <new>
 #include <string_view>
 #include <vector>
 
@@ -40,6 +42,7 @@ bool CTarnvaleApp::InitInstance() {
         return false;
     }
     input_ = inputSystems_.Choose();
+    _iniWrite("CleanClose", false);  // true again only at the end: a crash leaves its trace
 
     auto view = std::make_unique<CTarnvaleView>();
     mainView_ = view.get();
@@ -66,7 +69,7 @@ bool CTarnvaleApp::InitInstance() {
         return false;
     }
     mainFrame_->FocusView();
-    RedrawEmptyView();
+    RedrawView();
 
     std::vector<std::string> words;
     for (const QString& argument : arguments().mid(1)) words.push_back(argument.toStdString());
@@ -76,7 +79,7 @@ bool CTarnvaleApp::InitInstance() {
         FILEPATH file;
         commandLineView_ = ParseCommandLine(line, file);
         // From the message loop, so that the window stands before a long load begins.
-        QTimer::singleShot(0, this, [this, file] { (void)OpenLandscape(file); });
+        if (!file.empty()) QTimer::singleShot(0, this, [this, file] { (void)OpenLandscape(file); });
     }
     return true;
 }
@@ -106,18 +109,23 @@ void CTarnvaleApp::ConnectCommands() {
     connect(frame, &CMainFrame::Closed, this, [this] { quit_ = true; });
     connect(mainView_, &CTarnvaleView::WheelTurned, this,
             [this](int delta) { wheelDelta_ = delta; });
-    connect(mainView_, &CTarnvaleView::RedrawNeeded, this, &CTarnvaleApp::RedrawEmptyView);
+    connect(mainView_, &CTarnvaleView::RedrawNeeded, this, &CTarnvaleApp::RedrawView);
 }
 
 int CTarnvaleApp::Run() {
+    constexpr qint64 kGap = 250;  // milliseconds; a dialog or a hidden window, not a slow frame
+    QElapsedTimer messages;
     while (!quit_) {
         // Nothing to draw again and again without a landscape, and nothing to see in a hidden
         // window.
         const bool flying =
             simulator_->IsLandscapeReady(ReadyLevel::Terrain) && mainView_->isExposed();
+        messages.start();
         processEvents(flying ? QEventLoop::AllEvents
                              : QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
         sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        // Time without frames is no time of flight: the viewer must not leap by it.
+        if (messages.elapsed() > kGap) simulator_->SkipTime();
         if (flying && !quit_) RunFrame();
     }
     return 0;
@@ -180,17 +188,26 @@ void CTarnvaleApp::TakeScreenShot() {
     if (!file.isEmpty()) graphics_->RequestScreenShot(FILEPATH(file.toStdString()));
 }
 
+Status CTarnvaleApp::LoadLandscape(const FILEPATH& file) try {
+    SimulatorFile landscape;
+    if (const Status read = landscape.Read(file); !read.Good()) return read;
+    return simulator_->BuildScene(landscape);
+} catch (const std::bad_alloc&) {
+    return _SetErrPosn(StatusCode::NoMemory, file.string() + " is too large for this machine's memory");
+}
+
 Status CTarnvaleApp::OpenLandscape(const FILEPATH& path) {
     if (opening_) return StatusCode::BadState;
-    const FILEPATH file = std::filesystem::absolute(path);
+    std::error_code noFolder;  // the working folder may be gone
+    FILEPATH file = std::filesystem::absolute(path, noFolder);
+    if (noFolder) file = path;
+    ClearErrPosn();
     ++filesOpened_;
     opening_ = true;
     mainFrame_->EnableCommands(false);
     mainFrame_->Reporter().Reset();
 
-    SimulatorFile landscape;
-    Status status = landscape.Read(file);
-    if (status.Good()) status = simulator_->BuildScene(landscape);
+    const Status status = LoadLandscape(file);
 
     mainFrame_->Reporter().End();
     opening_ = false;
@@ -200,7 +217,7 @@ Status CTarnvaleApp::OpenLandscape(const FILEPATH& path) {
     if (!status.Good()) {
         if (status.Code() == StatusCode::FileNotFound) mainFrame_->RemoveRecentFile(file);
         if (status.Code() != StatusCode::Cancelled) ShowError(status);
-        if (!flying) RedrawEmptyView();
+        if (!flying) RedrawView();
         return status;
     }
     mainFrame_->AddRecentFile(file);
@@ -234,7 +251,7 @@ void CTarnvaleApp::AskForLandscape() {
     mainFrame_->FocusView();
 }
 
-void CTarnvaleApp::RedrawEmptyView() {
+void CTarnvaleApp::RedrawView() {
     if (simulator_ == nullptr || opening_ || graphics_ == nullptr || !graphics_->IsOpen()) return;
     if (!simulator_->IsLandscapeReady(ReadyLevel::Terrain))
         (void)simulator_->Update(nullptr, false);

@@ -47,20 +47,22 @@ public:
 
 private:
     [[nodiscard]] Status OpenGraphics();
+    [[nodiscard]] Status LoadLandscape(const FILEPATH& file);
     void ConnectCommands();
     void AskForLandscape();
     void TakeScreenShot();
     void RestoreView();
     void ShowError(Status status);
     /// Draws once where no frame follows by itself.
-    void RedrawEmptyView();
+    void RedrawView();
 
+    // Before whatever draws into it, so that it outlives that.
+    std::unique_ptr<CMainFrame> mainFrame_;
     GraphicsSystemRegistry graphicsSystems_;
     InputSystemRegistry inputSystems_;
     GraphicsSystem* graphics_ = nullptr;  // one of graphicsSystems_
     InputSystem* input_ = nullptr;        // one of inputSystems_, or null: flight without controls
     std::unique_ptr<Simulator> simulator_;
-    std::unique_ptr<CMainFrame> mainFrame_;
     CTarnvaleView* mainView_ = nullptr;  // owned by the main frame
     CommandLineView commandLineView_;
     int filesOpened_ = 0;

@@ -82,15 +82,13 @@ void CTarnvaleView::DoneCurrent() {
 
 bool CTarnvaleView::SwapBuffers() {
     if (context_ == nullptr) return false;
+    if (!isExposed()) return true;  // nothing to show it on yet; exposure draws afresh
     context_->swapBuffers(this);
     return true;
 }
 
 bool CTarnvaleView::event(QEvent* event) {
-    if (event->type() == QEvent::FocusOut && keySink_ != nullptr) {
-        // A key that is released elsewhere would otherwise stay held for ever.
-        keySink_->AllKeysUp();
-    }
+    if (event->type() == QEvent::FocusOut) ReleaseKeys();
     return QWindow::event(event);
 }
 
@@ -151,6 +149,10 @@ Key KeyOf(int qtKey, bool onKeypad) {
     const bool letterOrDigit =
         (qtKey >= Qt::Key_A && qtKey <= Qt::Key_Z) || (qtKey >= Qt::Key_0 && qtKey <= Qt::Key_9);
     return letterOrDigit ? static_cast<Key>(qtKey) : Key::None;
+}
+
+void CTarnvaleView::ReleaseKeys() {
+    if (keySink_ != nullptr) keySink_->AllKeysUp();
 }
 
 bool CTarnvaleView::KeyPressed(const QKeyEvent& event) {

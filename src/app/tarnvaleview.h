@@ -36,6 +36,8 @@ public:
     /// the focus
     bool KeyPressed(const QKeyEvent& event);
     bool KeyReleased(const QKeyEvent& event);
+    /// A key that is released elsewhere would otherwise stay held for ever.
+    void ReleaseKeys();
 
 signals:
     /// @param delta  signed counts of one wheel message, 120 a notch

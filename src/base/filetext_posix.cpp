@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <string_view>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "base/filetext.h"
@@ -47,12 +49,16 @@ bool WriteAll(int fd, std::string_view text) {
     return true;
 }
 
+// A writer holds the lock for milliseconds; one that was stopped in the middle mustn't stop the others too.
 bool Lock(int fd) {
-    int result = 0;
-    do {
-        result = ::flock(fd, LOCK_EX);
-    } while (result != 0 && errno == EINTR);
-    return result == 0;
+    constexpr int kTries = 400;
+    constexpr std::chrono::milliseconds kPause{5};
+    for (int i = 0; i < kTries; ++i) {
+        if (::flock(fd, LOCK_EX | LOCK_NB) == 0) return true;
+        if (errno != EINTR && errno != EWOULDBLOCK) return false;
+        std::this_thread::sleep_for(kPause);
+    }
+    return false;
 }
 
 // The caller holds the lock, so one fixed name will do: what a killed writer left is written over.

@@ -23,6 +23,10 @@ Status _SetErrPosn(StatusCode code, std::string detail, const char* file, int li
     return code;
 }
 
+void ClearErrPosn() {
+    LastError() = {};
+}
+
 const ErrPosn& GetErrPosn() {
     return LastError();
 }

@@ -163,12 +163,16 @@ private:
 
 class FakeTexture final : public TextureModel {
 public:
-    FakeTexture(Log& log, int& alive) : TextureModel("fake"), log_(log), alive_(alive) { ++alive_; }
+    FakeTexture(Log& log, int& alive, const int& room)
+        : TextureModel("fake"), log_(log), alive_(alive), room_(room) {
+        ++alive_;
+    }
     ~FakeTexture() override { --alive_; }
     [[nodiscard]] std::unique_ptr<TextureModel> CreateInstance() const override { return nullptr; }
     Status Open(const ZPFObjectItem& item, const TerrainModel&, GraphicsSystem*) override {
         name_ = item.header.name;
-        open_ = item.header.number >= 0;  // below 0: a texture that can't be used
+        // below 0: a texture that can't be used; and there is room for so many only
+        open_ = item.header.number >= 0 && alive_ <= room_;
         extent_ = {0, 0, 650, -650};
         return StatusCode::Ok;
     }
@@ -188,6 +192,7 @@ public:
 private:
     Log& log_;
     int& alive_;
+    const int& room_;
     std::string name_;
     RenderMesh mesh_;
     RenderMeshBatch batch_{&mesh_};
@@ -196,13 +201,13 @@ private:
 class FakeModels final : public SceneModels {
 public:
     explicit FakeModels(Log& log, const std::map<std::string, FakeTerrainSpec>& specs,
-                        int& aliveTextures)
-        : log_(log), specs_(specs), alive_(aliveTextures) {}
+                        int& aliveTextures, const int& textureRoom)
+        : log_(log), specs_(specs), alive_(aliveTextures), room_(textureRoom) {}
     [[nodiscard]] std::unique_ptr<TerrainModel> MakeTerrain(int index) const override {
         return index == 0 ? std::make_unique<FakeTerrain>(log_, specs_) : nullptr;
     }
     [[nodiscard]] std::unique_ptr<TextureModel> MakeTexture(int index) const override {
-        return index == 0 ? std::make_unique<FakeTexture>(log_, alive_) : nullptr;
+        return index == 0 ? std::make_unique<FakeTexture>(log_, alive_, room_) : nullptr;
     }
     [[nodiscard]] std::string TerrainName(int index) const override {
         return index == 0 ? "fake" : "";
@@ -215,6 +220,7 @@ private:
     Log& log_;
     const std::map<std::string, FakeTerrainSpec>& specs_;
     int& alive_;
+    const int& room_;
 };
 
 class ManualClock final : public Clock {

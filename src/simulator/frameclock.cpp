@@ -3,7 +3,7 @@
 namespace tarnvale {
 
 void FrameClock::Restart() noexcept {
-    started_ = false;
+    started_ = skipping_ = false;
     frameRate_ = 0;
     averageFrameRate_ = 0;
     velocity_ = 0;
@@ -18,7 +18,14 @@ void FrameClock::Tick(float now, const Vec3f& viewer) {
         return;
     }
     now_ = now;
-    ++frames_;
+    if (skipping_) {
+        skipping_ = false;
+        previous_ = lastAverage_ = now;
+        averagePosition_ = viewer;
+        frames_ = 0;
+    } else {
+        ++frames_;
+    }
     if (now > previous_) frameRate_ = 1.0F / (now - previous_);
     previous_ = now;
     if (const float elapsed = now - lastAverage_; elapsed > kAverageInterval) {

@@ -17,6 +17,9 @@ public:
     void Restart() noexcept;
     /// Counts a frame. A clock that stands still keeps the last rate; one that went back restarts.
     void Tick(float now, const Vec3f& viewer);
+    /// Leaves out the time up to the next Tick, in which no frames were drawn: that Tick keeps the
+    /// rates, and counts from its own time on.
+    void Skip() noexcept { skipping_ = true; }
 
     [[nodiscard]] float Now() const noexcept { return now_; }
     /// Frames a second of the last frame; 0 in the first frame.
@@ -28,7 +31,7 @@ public:
     [[nodiscard]] bool ReadoutsDue() const noexcept { return readoutsDue_; }
 
 private:
-    bool started_ = false;
+    bool started_ = false, skipping_ = false;
     float now_ = 0, previous_ = 0, lastAverage_ = 0, lastDrag_ = 0, lastReadouts_ = 0;
     float frameRate_ = 0, averageFrameRate_ = 0, velocity_ = 0;
     std::uint32_t frames_ = 0;

@@ -36,6 +36,34 @@ private:
     std::chrono::steady_clock::time_point start_;
 };
 
+/// Holds what a view's pass borrows, and gives it back however the pass ends: the observer and the
+/// graphics system are on loan, and the custom view moves the viewer.
+class FrameCycle::Pass {
+public:
+    Pass(FrameCycle& cycle, GraphicsSystem* graphics, Viewer& viewer)
+        : cycle_(cycle), viewer_(viewer), saved_(viewer) {
+        cycle_.graphics_ = graphics;
+    }
+    ~Pass() {
+        viewer_ = saved_;
+        cycle_.graphics_ = nullptr;
+        cycle_.texture_ = nullptr;
+        cycle_.watching_ = nullptr;
+    }
+    Pass(const Pass&) = delete;
+    Pass& operator=(const Pass&) = delete;
+
+private:
+    FrameCycle& cycle_;
+    Viewer& viewer_;
+    const Viewer saved_;
+};
+
+const ViewPicture& FrameCycle::Picture(int view) const {
+    static const ViewPicture none;
+    return View::Exists(view) ? pictures_[view] : none;
+}
+
 Vec3f RayThrough(const ViewPicture& picture, int x, int y) {
     const Vec3f forward = Normalized(picture.lookAt - picture.eye);
     const Vec3f right = Normalized(Cross(forward, picture.up));
@@ -69,18 +97,11 @@ Status FrameCycle::Draw(const FrameScene& frame) {
     wireframe_ = settings::Wireframe.Get();
     Status result = StatusCode::Ok;
     for (int view = 0; view < View::kCount; ++view) {
-        graphics_ = frame.systems[view];
-        if (graphics_ == nullptr) continue;
-        if (view == View::kCustom) {
-            const Viewer saved = frame.viewer;
-            frame.viewer.Advance(frame.cameras.custom.offset);
-            DrawView(frame, view, result);
-            frame.viewer = saved;
-        } else {
-            DrawView(frame, view, result);
-        }
+        if (frame.systems[view] == nullptr) continue;
+        const Pass pass(*this, frame.systems[view], frame.viewer);
+        if (view == View::kCustom) frame.viewer.Advance(frame.cameras.custom.offset);
+        DrawView(frame, view, result);
     }
-    graphics_ = nullptr;
     return result;
 }
 

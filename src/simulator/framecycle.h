@@ -43,7 +43,8 @@ public:
     /// @return the status of the last terrain that was drawn, 0 if there was none
     Status Draw(const FrameScene& frame);
 
-    [[nodiscard]] const ViewPicture& Picture(int view) const { return pictures_[view]; }
+    /// An empty one for no such view.
+    [[nodiscard]] const ViewPicture& Picture(int view) const;
     void SetObserver(FrameObserver* observer) noexcept { observer_ = observer; }  ///< on loan
     /// Part timing costs about a millisecond in a frame of 11,000 primitives.
     void SetPartTiming(bool on) noexcept { timing_ = on; }
@@ -51,6 +52,7 @@ public:
 
 private:
     class Stopwatch;
+    class Pass;
 
     void DrawView(const FrameScene& frame, int view, Status& result);
     void SetPlanes(const FrameScene& frame, int view);

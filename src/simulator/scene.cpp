@@ -44,8 +44,8 @@ Scene::Scene(const SceneModels& models, const ViewSystems& systems, Progress* pr
 
 Scene::~Scene() = default;
 
-Status Scene::Open(const QNLIST<SimTerrainEntry>& terrains, int terrainIndex,
-                   int textureIndex) try {
+Status Scene::OpenTerrains(const QNLIST<SimTerrainEntry>& terrains, int terrainIndex,
+                           int textureIndex) try {
     if (terrains.empty()) return _SetErrPosn(StatusCode::NoLandscape);
     if (models_.MakeTexture(textureIndex) == nullptr) return _SetErrPosn(StatusCode::BadState);
     textureIndex_ = textureIndex;
@@ -56,11 +56,19 @@ Status Scene::Open(const QNLIST<SimTerrainEntry>& terrains, int terrainIndex,
             layer->textures.emplace_back();
             layer->textures.back().item = texture;
         }
+        for (std::vector<IntRect>& extents : layer->extents)
+            extents.reserve(layer->textures.size());
         const Status opened = OpenTerrain(entry.dem, terrainIndex, layer->terrain);
         if (!opened.Good()) return opened;
         layers_.push_back(std::move(layer));
     }
     PlaceAll();
+    return StatusCode::Ok;
+} catch (const std::bad_alloc&) {
+    return _SetErrPosn(StatusCode::NoMemory);
+}
+
+void Scene::OpenTextures() noexcept {
     for (const auto& layer : layers_) {
         // Every texture is opened once in the main view, which tells what it covers; the first
         // stays.
@@ -68,12 +76,12 @@ Status Scene::Open(const QNLIST<SimTerrainEntry>& terrains, int terrainIndex,
         OpenModels(*layer, View::kMain);
         for (TextureLayer& texture : layer->textures) texture.visible[View::kMain] = false;
         if (!layer->textures.empty()) layer->textures.front().visible.fill(true);
-        for (int view = 0; view < View::kCount; ++view) OpenModels(*layer, view);
-        RebuildExtents(*layer);
+        OpenModels(*layer, View::kMain);
     }
-    return StatusCode::Ok;
-} catch (const std::bad_alloc&) {
-    return _SetErrPosn(StatusCode::NoMemory);
+    for (int view = 0; view < View::kCount; ++view) {
+        for (const auto& layer : layers_) OpenModels(*layer, view);
+    }
+    for (const auto& layer : layers_) RebuildExtents(*layer);
 }
 
 Status Scene::OpenTerrain(const ZPFObjectItem& dem, int index,
@@ -100,7 +108,8 @@ void Scene::Place(TerrainLayer& layer) {
     }
     layer.box.zMin = terrain.MinimumElevation();
     layer.box.zMax = terrain.MaximumElevation();
-    for (TextureLayer& texture : layer.textures) texture.bounds = BoundsOf(nullptr, terrain);
+    for (TextureLayer& texture : layer.textures)
+        texture.bounds = {0, 0, terrain.GetColumns(), terrain.GetRows()};
 }
 
 void Scene::PlaceAll() {
@@ -152,34 +161,40 @@ void Scene::CloseModels(int view) {
 }
 
 // Opens what is visible and not there yet, drops what isn't visible any more.
-void Scene::OpenModels(TerrainLayer& layer, int view) {
+void Scene::OpenModels(TerrainLayer& layer, int view) noexcept {
     if (systems_[view] == nullptr) return;
     for (TextureLayer& texture : layer.textures) {
-        std::unique_ptr<TextureModel>& model = texture.models[view];
         if (!texture.visible[view]) {
-            model.reset();
-        } else if (model == nullptr) {
-            model = models_.MakeTexture(textureIndex_);
-            if (model == nullptr) continue;
-            model->SetProgress(progress_);
-            // A texture that can't be used leaves its model closed and the layer plain.
-            if (!model->Open(texture.item, *layer.terrain, systems_[view]).Good()) model.reset();
-            texture.bounds = BoundsOf(model.get(), *layer.terrain);
+            texture.models[view].reset();
+        } else if (texture.models[view] == nullptr) {
+            OpenModel(texture, *layer.terrain, view);
         }
     }
 }
 
-IntRect Scene::BoundsOf(const TextureModel* model, const TerrainModel& terrain) {
-    if (model == nullptr || !model->IsOpen())
-        return {0, 0, terrain.GetColumns(), terrain.GetRows()};
-    const auto& [x0, y0, x1, y1] = model->Extent();
+// A texture that can't be used, for want of memory too, leaves no open model and the layer plain.
+// What it covers then stays as it was: another view may show it.
+void Scene::OpenModel(TextureLayer& texture, const TerrainModel& terrain, int view) try {
+    std::unique_ptr<TextureModel> model = models_.MakeTexture(textureIndex_);
+    if (model == nullptr) return;
+    model->SetProgress(progress_);
+    if (!model->Open(texture.item, terrain, systems_[view]).Good()) return;
+    if (model->IsOpen()) texture.bounds = BoundsOf(*model, terrain);
+    texture.models[view] = std::move(model);
+} catch (const std::bad_alloc&) {
+    (void)_SetErrPosn(StatusCode::NoMemory);
+}
+
+IntRect Scene::BoundsOf(const TextureModel& model, const TerrainModel& terrain) {
+    const auto& [x0, y0, x1, y1] = model.Extent();
     const double width = terrain.CellWidth(), height = -static_cast<double>(terrain.CellHeight());
     return {
         Cell(std::floor(x0 / width + kRoundingBias)), Cell(std::floor(y0 / height + kRoundingBias)),
         Cell(std::ceil(x1 / width + kRoundingBias)), Cell(std::ceil(y1 / height + kRoundingBias))};
 }
 
-void Scene::RebuildExtents(TerrainLayer& layer) {
+// There is room for all textures from the start.
+void Scene::RebuildExtents(TerrainLayer& layer) noexcept {
     for (int view = 0; view < View::kCount; ++view) {
         layer.extents[view].clear();
         for (const TextureLayer& texture : layer.textures) {

@@ -80,10 +80,15 @@ public:
     Scene(const Scene&) = delete;
     Scene& operator=(const Scene&) = delete;
 
-    /// Makes the layers, loads their terrains, and makes the first texture of each visible
-    /// everywhere. Once, on an empty scene.
+    /// Makes the layers and loads their terrains. Takes nothing from the graphics systems, so that
+    /// another scene may still live in them. Once, on an empty scene.
     /// @return NoLandscape without a terrain; the terrain's error, and the scene is of no use
-    Status Open(const QNLIST<SimTerrainEntry>& terrains, int terrainIndex, int textureIndex);
+    Status OpenTerrains(const QNLIST<SimTerrainEntry>& terrains, int terrainIndex,
+                        int textureIndex);
+    /// Makes the first texture of each layer visible everywhere. Can't fail: what can't be used
+    /// leaves its layer plain. Once, after OpenTerrains and after another scene of the same
+    /// graphics systems has gone, whose textures would take the room of these.
+    void OpenTextures() noexcept;
 
     /// Replaces the models of all layers. On failure the old ones stay.
     /// @return BadState for no such kind; the terrain's error
@@ -131,10 +136,11 @@ private:
                        std::unique_ptr<TerrainModel>& terrain) const;
     void Place(TerrainLayer& layer);
     void PlaceAll();
-    void OpenModels(TerrainLayer& layer, int view);
+    void OpenModels(TerrainLayer& layer, int view) noexcept;
+    void OpenModel(TextureLayer& texture, const TerrainModel& terrain, int view);
     void CloseModels(int view);
-    static void RebuildExtents(TerrainLayer& layer);
-    static IntRect BoundsOf(const TextureModel* model, const TerrainModel& terrain);
+    static void RebuildExtents(TerrainLayer& layer) noexcept;
+    static IntRect BoundsOf(const TextureModel& model, const TerrainModel& terrain);
 
     const SceneModels& models_;
     const ViewSystems& systems_;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <initializer_list>
+#include <limits>
 #include <new>
 #include <string>
 #include <utility>
@@ -22,9 +24,19 @@ constexpr float kLeastExaggeration = 0.01F, kGreatestExaggeration = 100;
 constexpr float kNorthTolerance = 0.01F;  // degrees
 constexpr float kGrabShare = 0.001F;      // of the longer side, for each percent of MapExtents
 
+constexpr const char* kFarView = "the view lies beyond all numbers: choose a nearer one";
+constexpr const char* kNotFinitePlace = "a number of the place isn't finite: correct it";
+
 bool SameWord(const std::string& a, const std::string& b) {
     return std::ranges::equal(
         a, b, [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
+}
+
+// Whether all numbers are finite, and stay so as 32-bit floats, in which the viewer reckons.
+bool AllFinite(std::initializer_list<double> numbers) {
+    return std::ranges::all_of(numbers, [](double number) {
+        return std::abs(number) <= static_cast<double>(std::numeric_limits<float>::max());
+    });
 }
 
 // Index of the kind that the setting names; the first kind where it names none.
@@ -70,22 +82,31 @@ Status Simulator::BuildScene(const SimulatorFile& file) {
 
 Status Simulator::BuildScene(const QNLIST<SimTerrainEntry>& terrains) try {
     if (const Status ready = CheckReadyToDraw(); !ready.Good()) return ready;
+    SkipTime();  // whatever it comes to, no frame is drawn meanwhile
     if (host_ != nullptr && !host_->MayReplaceLandscape())
         return _SetErrPosn(StatusCode::Cancelled);
 
     auto scene = std::make_unique<Scene>(*models_, systems_, progress_);
-    if (const Status opened = scene->Open(terrains, terrainIndex_, textureIndex_); !opened.Good())
+    if (const Status opened = scene->OpenTerrains(terrains, terrainIndex_, textureIndex_);
+        !opened.Good()) {
         return opened;
+    }
 
+    // The old textures go before the new ones come: both together may be more than fits.
     Unload();
     scene_ = std::move(scene);
-    const float longer = scene_->LongerSide();
-    const float speed = longer <= kLongestSide ? longer * kCrossingShare : kFixedSpeed;
-    settings::UpDownSpeed = settings::LeftRightSpeed = settings::ForwardBackwardSpeed = speed;
+    scene_->OpenTextures();
+    SetCrossingSpeeds();
     settings::MapExtents = 100;
     return RestoreInitialViewpoint(false);
 } catch (const std::bad_alloc&) {
     return _SetErrPosn(StatusCode::NoMemory);
+}
+
+void Simulator::SetCrossingSpeeds() {
+    const float longer = scene_->LongerSide();
+    const float speed = longer <= kLongestSide ? longer * kCrossingShare : kFixedSpeed;
+    settings::UpDownSpeed = settings::LeftRightSpeed = settings::ForwardBackwardSpeed = speed;
 }
 
 void Simulator::Unload() {
@@ -176,16 +197,19 @@ void Simulator::UpdateSun() {
 }
 
 Status Simulator::AttachGraphicsSystem(GraphicsSystem* system, int view) try {
+    if (!initialised_) return _SetErrPosn(StatusCode::NotInitialised);
     if (!View::Exists(view)) return _SetErrPosn(StatusCode::BadState);
     if (systems_[view] == system) return StatusCode::Ok;
     if (scene_ != nullptr) scene_->DetachView(view);
     systems_[view] = system;
     if (system == nullptr) return StatusCode::Ok;
-    if (scene_ != nullptr) scene_->AttachView(view);
     // A texel that isn't wholly opaque is dropped, never blended.
     system->SetAlphaFunction(AlphaFunction::Equal, 1.0F);
+    if (scene_ != nullptr) scene_->AttachView(view);
     return StatusCode::Ok;
 } catch (const std::bad_alloc&) {
+    if (scene_ != nullptr) scene_->DetachView(view);
+    systems_[view] = nullptr;
     return _SetErrPosn(StatusCode::NoMemory);
 }
 
@@ -194,8 +218,11 @@ GraphicsSystem* Simulator::GetGraphicsSystem(int view) const {
 }
 
 Status Simulator::SetTerrainModel(int index) {
+    if (!initialised_) return _SetErrPosn(StatusCode::NotInitialised);
     if (scene_ != nullptr) {
+        SkipTime();
         if (const Status set = scene_->SetTerrainModel(index); !set.Good()) return set;
+        SetCrossingSpeeds();
     } else if (models_->TerrainName(index).empty()) {
         return _SetErrPosn(StatusCode::BadState);
     }
@@ -204,7 +231,9 @@ Status Simulator::SetTerrainModel(int index) {
 }
 
 Status Simulator::SetTextureModel(int index) try {
+    if (!initialised_) return _SetErrPosn(StatusCode::NotInitialised);
     if (scene_ != nullptr) {
+        SkipTime();
         if (const Status set = scene_->SetTextureModel(index); !set.Good()) return set;
     } else if (models_->TextureName(index).empty()) {
         return _SetErrPosn(StatusCode::BadState);
@@ -231,6 +260,7 @@ void Simulator::SetVerticalExaggeration(float value) {
 }
 
 Status Simulator::SetTextureVisible(int layer, int texture, int view, bool on) try {
+    if (!initialised_) return _SetErrPosn(StatusCode::NotInitialised);
     if (scene_ == nullptr) return _SetErrPosn(StatusCode::NoLandscape);
     return scene_->SetTextureVisible(layer, texture, view, on);
 } catch (const std::bad_alloc&) {
@@ -238,6 +268,7 @@ Status Simulator::SetTextureVisible(int layer, int texture, int view, bool on) t
 }
 
 Status Simulator::ToggleTextureVisible(int layer, int texture, int view) {
+    if (!initialised_) return _SetErrPosn(StatusCode::NotInitialised);
     if (scene_ == nullptr) return _SetErrPosn(StatusCode::NoLandscape);
     const auto& layers = scene_->Layers();
     if (layer < 0 || layer >= static_cast<int>(layers.size()) || texture < 0 ||
@@ -252,6 +283,7 @@ int Simulator::AddActionPoint(const Vec3f& position, float radius) {
 }
 
 Status Simulator::RestoreInitialViewpoint(bool live) {
+    if (!initialised_) return _SetErrPosn(StatusCode::NotInitialised);
     if (!IsLandscapeReady(ReadyLevel::Terrain)) return StatusCode::Ok;
     const Box& box = scene_->WholeBox();
     const auto x = static_cast<float>(box.CentreX()), y = static_cast<float>(box.CentreY());
@@ -263,6 +295,7 @@ Status Simulator::RestoreInitialViewpoint(bool live) {
 }
 
 Status Simulator::Recenter(bool live) {
+    if (!initialised_) return _SetErrPosn(StatusCode::NotInitialised);
     viewer_.Recenter();
     return DrawFrame(live);
 }
@@ -270,13 +303,17 @@ Status Simulator::Recenter(bool live) {
 Status Simulator::StartCommandLineView(double x, double y, double z, double azimuth,
                                        double elevation, double field, double rate,
                                        std::int32_t type, bool live) {
+    if (!initialised_) return _SetErrPosn(StatusCode::NotInitialised);
     if (!IsLandscapeReady(ReadyLevel::Terrain)) return StatusCode::Ok;
+    if (!AllFinite({x, y, z, azimuth, elevation, field, rate}))
+        return _SetErrPosn(StatusCode::BadState, "a number of the view isn't finite: correct it");
     const TerrainModel& terrain = scene_->Reference();
     double column = x, row = y;
     if (const Status converted = TransGenConvPointInv(terrain.Transform(), column, row);
         !converted.Good()) {
         return converted;
     }
+    if (!AllFinite({column, row})) return _SetErrPosn(StatusCode::BadState, kFarView);
     const auto cell = [](double value, int count) {
         return static_cast<int>(std::clamp(std::round(value + kRoundingBias), -1.0, count + 1.0));
     };
@@ -288,29 +325,43 @@ Status Simulator::StartCommandLineView(double x, double y, double z, double azim
     // The field of view goes into the tangent as it stands, in degrees: command lines that exist
     // have their distances from it.
     const double distance = field * 0.5 / std::tan(0.5 * fieldOfView_);
+    if (!AllFinite({point.x, point.y, point.z, distance}))
+        return _SetErrPosn(StatusCode::BadState, kFarView);
     viewer_.StartMotion(point, {static_cast<float>(elevation), 0, static_cast<float>(azimuth)},
                         static_cast<float>(distance), rate, type, frameClock_.Now());
     return DrawFrame(live);
 }
 
 Status Simulator::PlaceByOrientation(const Vec3f& position, const Attitude& attitude, bool draw) {
+    if (!initialised_) return _SetErrPosn(StatusCode::NotInitialised);
+    if (!AllFinite({position.x, position.y, position.z, attitude.pitch, attitude.roll,
+                    attitude.heading})) {
+        return _SetErrPosn(StatusCode::BadState, kNotFinitePlace);
+    }
     viewer_.PlaceByOrientation(position, attitude);
     controlsLive_ = draw;
     return draw ? DrawFrame(false) : Status(StatusCode::Ok);
 }
 
 Status Simulator::PlaceByLookAt(const Vec3f& position, const Vec3f& target, bool draw) {
+    if (!initialised_) return _SetErrPosn(StatusCode::NotInitialised);
+    if (!AllFinite({position.x, position.y, position.z, target.x, target.y, target.z,
+                    Length(target - position)})) {
+        return _SetErrPosn(StatusCode::BadState, kNotFinitePlace);
+    }
     viewer_.PlaceByLookAt(position, target);
     controlsLive_ = draw;
     return draw ? DrawFrame(false) : Status(StatusCode::Ok);
 }
 
 Status Simulator::MapToScene(const Vec3d& map, Vec3f& scene) const {
+    if (!initialised_) return _SetErrPosn(StatusCode::NotInitialised);
     if (scene_ == nullptr) return _SetErrPosn(StatusCode::BadState);
     return scene_->MapToScene(map, exaggeration_, scene);
 }
 
 Status Simulator::SceneToMap(const Vec3f& scene, Vec3d& map) const {
+    if (!initialised_) return _SetErrPosn(StatusCode::NotInitialised);
     if (scene_ == nullptr) return _SetErrPosn(StatusCode::BadState);
     return scene_->SceneToMap(scene, exaggeration_, map);
 }

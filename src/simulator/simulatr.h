@@ -42,8 +42,9 @@ struct GroundPoint {
 
 /// The open landscape and the viewer that flies over it: owns the scene, runs the frame cycle,
 /// answers with plain values. A program makes one; where drawing goes, where time comes from and
-/// which models there are is handed in. Until Initialize every operation that returns a status
-/// answers NotInitialised. Thread: the frame cycle's only. Nothing throws.
+/// which models there are is handed in. Until Initialize every other operation that returns a
+/// status answers NotInitialised and changes nothing. Thread: the frame cycle's only. Nothing
+/// throws.
 class Simulator {
 public:
     /// @param models  the kinds of terrain and texture; none: those that the program knows
@@ -59,11 +60,11 @@ public:
     void SetProgress(Progress* progress) noexcept { progress_ = progress; }
 
     /// Opens a landscape in place of the old one, and draws a frame from the initial viewpoint. The
-    /// new scene is built whole before the old one goes: after any failure the old one goes on
-    /// flying.
+    /// new terrains are loaded before the old landscape goes: where that fails the old one goes on
+    /// flying. Textures come after it has gone, and one that can't be used leaves its layer plain.
+    /// A failed first frame is answered too, but then the new landscape stays.
     /// @return NoLandscape for a file without valid content; Cancelled; BadState without a main
-    /// graphics
-    ///         system; the terrain's error
+    ///         graphics system; the terrain's error; the first frame's
     Status BuildScene(const SimulatorFile& file);
     Status BuildScene(const QNLIST<SimTerrainEntry>& terrains);
     /// Closes the landscape; the views stay attached.
@@ -79,12 +80,17 @@ public:
     /// @return NotInitialised; BadState without a main graphics system; the last terrain's status
     Status DrawFrame(bool live);
 
+    /// Leaves the time since the last frame out of rates and averages. For whoever draws no frames
+    /// for a while, as behind a dialog or in a hidden window: call it before the next frame.
+    void SkipTime() noexcept { frameClock_.Skip(); }
+
     /// Gives a view its graphics system, already open and on loan until another or null is
     /// attached. Detach (null) before a system is shut down: its textures go with the models of the
     /// view.
     /// @return BadState for no such view
     Status AttachGraphicsSystem(GraphicsSystem* system, int view);
     [[nodiscard]] GraphicsSystem* GetGraphicsSystem(int view) const;
+    /// Sets the speeds along the axes for the new terrains, too.
     Status SetTerrainModel(int index);
     Status SetTextureModel(int index);
     /// For the terrain's choice of detail; each view pass sets its own again. Degrees.
@@ -110,13 +116,16 @@ public:
     /// @param azimuth, elevation  direction of view, degrees
     /// @param field       scene units that the view spans, which sets the distance
     /// @param rate, type  degrees a second of a MotionType; other types give no motion
-    /// @return BadState where the point can't be converted
+    /// @return BadState, and nothing is changed, where the point can't be converted or a number or
+    ///         what comes of it isn't finite as a 32-bit float
     Status StartCommandLineView(double x, double y, double z, double azimuth, double elevation,
                                 double field, double rate, std::int32_t type, bool live);
     /// Places the viewer; the placement holds for the next frame whatever the controls say.
     /// @param draw  draws a frame at once
+    /// @return BadState, and nothing is changed, where a number isn't finite
     Status PlaceByOrientation(const Vec3f& position, const Attitude& attitude, bool draw);
     /// @param position, target  scene
+    /// @return BadState, and nothing is changed, where a number or the distance isn't finite
     Status PlaceByLookAt(const Vec3f& position, const Vec3f& target, bool draw);
 
     void SetToolMode(ToolMode mode) noexcept { toolMode_ = mode; }
@@ -131,6 +140,7 @@ public:
     /// @param view    8 to 15
     /// @param target  scene x, y and elevation; none: the view looks forward
     void SetViewTarget(int view, std::optional<Vec3f> target) { cameras_.SetTarget(view, target); }
+    /// A view as it was last drawn; an empty picture for no such view.
     [[nodiscard]] const ViewPicture& Picture(int view) const { return cycle_.Picture(view); }
 
     [[nodiscard]] const SimulatorReadoutValues& ReadoutValues() const noexcept { return readouts_; }
@@ -152,6 +162,7 @@ public:
 private:
     Status CheckReadyToDraw() const;
     [[nodiscard]] FlightConditions Conditions() const;
+    void SetCrossingSpeeds();
     void UpdateReadouts();
     void UpdateNorth();
     void UpdateSun();

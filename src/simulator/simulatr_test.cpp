@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 #include <memory>
@@ -52,12 +53,12 @@ protected:
 
     Log log;
     std::map<std::string, fakes::FakeTerrainSpec> specs;
-    int aliveTextures = 0;
+    int aliveTextures = 0, textureRoom = 100;
     fakes::ManualClock clock;
     fakes::FixedWindow window{200, 100};
     std::vector<std::unique_ptr<fakes::RecordingGraphics>> graphics;
     std::unique_ptr<Simulator> simulator = std::make_unique<Simulator>(
-        std::make_unique<fakes::FakeModels>(log, specs, aliveTextures), &clock);
+        std::make_unique<fakes::FakeModels>(log, specs, aliveTextures, textureRoom), &clock);
 };
 
 TEST_F(SimulatorTest, AnEmptyWindowIsClearedAndShownEachFrame) {
@@ -185,6 +186,68 @@ TEST_F(SimulatorTest, OpeningReplacesEverythingOrNothing) {
     EXPECT_THAT(Frame(), ElementsAre("16 begin", "16 end"));
 }
 
+TEST_F(SimulatorTest, TheNewLandscapesTextureNeedsTheRoomOfTheOld) {
+    Attach(View::kMain);
+    specs["other"] = {};
+    textureRoom = 1;
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
+    ASSERT_TRUE(simulator->IsLandscapeReady(ReadyLevel::Texture));
+    ASSERT_TRUE(simulator->BuildScene({Entry("other", {"b"})}).Good());
+    EXPECT_TRUE(simulator->IsLandscapeReady(ReadyLevel::Texture));
+    EXPECT_THAT(Frame(), testing::Contains("b prepare"));
+}
+
+TEST_F(SimulatorTest, ARefusedTextureKeepsTheBoundsThatAnotherViewKnows) {
+    specs["land"].columns = specs["land"].rows = 101;
+    Attach(View::kMain);
+    Attach(View::kUp);
+    textureRoom = 1;
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
+    const TextureLayer& texture = simulator->GetScene()->Layers().front()->textures.front();
+    const IntRect covered{0, 0, 66, 66};
+    EXPECT_TRUE(texture.models[View::kMain]->IsOpen());
+    EXPECT_FALSE(texture.models[View::kUp]->IsOpen());
+    EXPECT_EQ(texture.bounds, covered);
+    Attach(View::kDown);
+    EXPECT_EQ(texture.bounds, covered);
+}
+
+TEST_F(SimulatorTest, APlaceThatIsNoPlaceChangesNothing) {
+    const Attitude north{};
+    EXPECT_EQ(Simulator().PlaceByOrientation({}, north, false), StatusCode::NotInitialised);
+    EXPECT_EQ(Simulator().SetTerrainModel(0), StatusCode::NotInitialised);
+    Attach(View::kMain);
+    specs["land"].grid = {1000, 10, 0, 2000, 0, -10};
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
+    const Log before = Frame();
+    const Vec3f position = simulator->GetViewer().Position(), at = simulator->GetViewer().LookAt();
+    for (const double bad : {double{NAN}, double{INFINITY}, 1e39}) {
+        const auto number = bad > 1e38 ? INFINITY : NAN;
+        for (int i = 0; i < 7; ++i) {
+            SCOPED_TRACE(testing::Message() << bad << " as number " << i);
+            std::array<double, 7> n{1200, 1700, 50, 90, 0, 1000, 10};
+            n[i] = bad;
+            EXPECT_EQ(
+                simulator->StartCommandLineView(n[0], n[1], n[2], n[3], n[4], n[5], n[6], 0, true),
+                StatusCode::BadState);
+            if (i == 6) break;
+            std::array<float, 6> p{1, 2, 3, 4, 5, 6};
+            p[i] = number;
+            EXPECT_EQ(simulator->PlaceByLookAt({p[0], p[1], p[2]}, {p[3], p[4], p[5]}, true),
+                      StatusCode::BadState);
+            EXPECT_EQ(simulator->PlaceByOrientation({p[0], p[1], p[2]}, {p[3], p[4], p[5]}, true),
+                      StatusCode::BadState);
+        }
+    }
+    EXPECT_EQ(simulator->PlaceByLookAt({3e38F, 0, 0}, {-3e38F, 0, 0}, false), StatusCode::BadState);
+    EXPECT_EQ(simulator->GetViewer().Position(), position);
+    EXPECT_EQ(simulator->GetViewer().LookAt(), at);
+    EXPECT_EQ(simulator->GetViewer().MotionRate(), 0);
+    EXPECT_EQ(Frame(), before);
+    EXPECT_EQ(simulator->Picture(View::kCount).width, 0);
+    EXPECT_EQ(simulator->Picture(-1).width, 0);
+}
+
 class RefusingHost final : public SimulatorHost {
 public:
     bool MayReplaceLandscape() override { return false; }
@@ -306,6 +369,11 @@ TEST_F(SimulatorTest, QualityFollowsTheFrameRateOncePerLayer) {
     clock.milliseconds += 50;  // exactly on target
     Frame();
     EXPECT_NEAR(TerrainModel::Quality(), 70, 0.01);
+    clock.milliseconds += 60000;  // a hidden window draws nothing, which says nothing of speed
+    simulator->SkipTime();
+    Frame();
+    EXPECT_NEAR(TerrainModel::Quality(), 70, 0.01);
+    EXPECT_NEAR(simulator->ReadoutValues().instantFrameRate, 20, 0.1);
 }
 
 TEST_F(SimulatorTest, CommandLineViewOrbitsItsPoint) {

@@ -9,6 +9,7 @@ namespace tarnvale {
 
 namespace {
 
+constexpr float kLeastCustomField = 5;  // degrees
 constexpr double kRadians = 0.017453292519943295;
 
 // Where two directions are so nearly one that no picture could be built, a neighbouring one serves.
@@ -133,9 +134,9 @@ void ViewCameras::ComputeMap(const Viewer& viewer, const CameraSurroundings& aro
 }
 
 void ViewCameras::ComputeCustom(const Viewer& viewer, RenderCamera& camera) const {
-    camera.fieldOfView = custom.fieldOfView;
+    camera.fieldOfView = std::fmax(kLeastCustomField, std::fmin(custom.fieldOfView, kFieldOfView));
     Vec3f along = viewer.LookAt() - viewer.Position();
-    Vec3f up = viewer.CameraUp();
+    Vec3f up = Normalized(viewer.CameraUp());  // flat, and shorter, in the vertical look
     Vec3f right = Normalized(Cross(Normalized(along), up));
     right = RotateAbout(right, up, custom.yaw);
     along = RotateAbout(along, up, custom.yaw);

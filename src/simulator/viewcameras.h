@@ -10,7 +10,7 @@
 
 namespace tarnvale {
 
-/// Degrees, and scene units along the line of sight.
+/// Degrees, and scene units along the line of sight. The field of view is held to 5 to 45.
 struct CustomView {
     float yaw = 0, pitch = 0, roll = 0, offset = 0, fieldOfView = 45;
 };

@@ -6,6 +6,8 @@ namespace tarnvale {
 
 namespace {
 
+constexpr float kLookTolerance = 1e-3F;  // of the view distance
+
 bool AnyOf(float a, float b, float c) {
     return a != 0 || b != 0 || c != 0;
 }
@@ -282,9 +284,14 @@ void Viewer::StartMotion(const Vec3f& point, const Attitude& attitude, float dis
 }
 
 void Viewer::Rescale(float factor, float homeZ) {
-    position_.z *= factor;
+    // A look direction in force is no part of the flight, and the next step applies it anew.
+    // Without one the look-at point stays to the last bit, however often the scale changes.
+    const Vec3f ahead = position_ + distance_ * axes_.forward;
+    if (Length(lookAt_ - ahead) > kLookTolerance * distance_) lookAt_ = ahead;
     lookAt_.z *= factor;
+    position_.z *= factor;
     home_.z = homeZ;
+    shown_.roll = flight_.roll;
     AttitudeFromLook();
     flight_ = shown_;
     axes_ = AxesFromAttitude(shown_);

@@ -275,6 +275,22 @@ TEST(Viewer, RescaleKeepsTheHeightInRealUnits) {
     EXPECT_NEAR(viewer.Shown().pitch, -63.4349, 1e-3);
 }
 
+TEST(Viewer, RescaleUnderALookKeyKeepsTheFlight) {
+    for (const std::int16_t look : {LookFlag::kLeft, LookFlag::kDown, LookFlag::kVertical}) {
+        SCOPED_TRACE(look);
+        Viewer viewer = LookingNorth();
+        viewer.TurnBody(0, 20, 0);
+        FlightInput input;
+        input.lookFlags = look;
+        viewer.Step(input, {});
+        viewer.Rescale(2, 80);
+        EXPECT_THAT(viewer.Position(), Is(0, 0, 200));
+        EXPECT_THAT(viewer.FlightAxes().forward, Is(0, 1, 0));
+        EXPECT_NEAR(viewer.Flight().roll, 20, 1e-2);
+        EXPECT_NEAR(viewer.ViewDistance(), 50, 1e-3);
+    }
+}
+
 TEST(Viewer, AClickTurnsTowardsThePointAndKeepsTheRoll) {
     Viewer viewer = LookingNorth();
     viewer.TurnBody(0, 20, 0);
@@ -285,6 +301,30 @@ TEST(Viewer, AClickTurnsTowardsThePointAndKeepsTheRoll) {
     viewer.DragTo(100, -30);
     EXPECT_THAT(viewer.LookAt(), Is(100, 0, 100));
     EXPECT_THAT(viewer.FlightAxes().forward, Is(0, 1, 0));
+}
+
+TEST(FrameClock, SkippedTimeIsInNoRateAndNoAverage) {
+    FrameClock clock;
+    Vec3f viewer;
+    float now = 10;
+    const auto fly = [&](int frames) {
+        for (int i = 0; i < frames; ++i) {
+            clock.Tick(now += 0.0625F, viewer);
+            viewer.x += 1;
+        }
+    };
+    fly(40);
+    ASSERT_EQ(clock.AverageFrameRate(), 16);
+    now += 100;
+    viewer.x += 5000;  // placed elsewhere meanwhile
+    clock.Skip();
+    for (int i = 0; i < 40; ++i) {
+        fly(1);
+        EXPECT_EQ(clock.FrameRate(), 16);
+        EXPECT_EQ(clock.AverageFrameRate(), 16);
+        EXPECT_EQ(clock.Velocity(), 16);
+    }
+    EXPECT_EQ(clock.Now(), now);
 }
 
 TEST(FrameClock, CountsRatesAveragesAndWhatIsDue) {

@@ -282,8 +282,10 @@ void BandwidthLimitedTexture::TakeFinishedTiles() {
             cache_.Insert(*tile, texture);
         } catch (const std::bad_alloc&) {
             graphics_->DestroyTexture(texture);
+            tile->hopeless = true;
             throw;
         }
+        tile->hopeless = false;
         EndFlight(*tile);
         ++uploads_;
         ++uploadsEver_;
@@ -298,7 +300,7 @@ void BandwidthLimitedTexture::TakeFailedTiles() {
 }
 
 void BandwidthLimitedTexture::RequestTiles() {
-    wishesMade_ = wishes_.Count();
+    wishesMade_ = wishes_.Made();
     openWishes_ = static_cast<std::uint32_t>(std::ranges::count_if(
         wishes_.Wishes(), [this](const Wish& wish) {
             return !pyramid_.At(wish.tile).hopeless;

@@ -92,6 +92,25 @@ TEST_F(ModelTest, BeginsWithTheCoarsestTileAndAsksFromTheTopDown) {
     EXPECT_EQ(model->Figures().inFlight, 0U);
 }
 
+// From 50 above, one cell is seen with 4.9 pixels to a texel, another with 4.1. The first lacks a tile
+// of level 2, with four such texels to one of its own, the second one of level 3, with eight: 32.5
+// pixels to each, against 19.5.
+TEST_F(ModelTest, AsksForTheDensestTileFirst) {
+    Open();
+    const TerrainPrimitive near = Strip(3.5F, 3.5F, 1, 1), far = Strip(35.5F, 3.5F, 1, 1);
+    Settle(near, EyeAt(4, -4, 1400));
+    EXPECT_EQ(OnlyTile(near).level, 3);
+    graphics.made.clear();
+    model->SetView(EyeAt(12, -4, 50), 1600, 1000);
+    (void)model->Prepare(near);
+    Frame(far, EyeAt(12, -4, 50));
+    while (graphics.made.size() < 2) {
+        model->Service();
+        std::this_thread::sleep_for(2ms);
+    }
+    EXPECT_EQ(graphics.made, (std::vector<std::uint32_t>{TagOf(3, 1), TagOf(2, 0)}));
+}
+
 TEST_F(ModelTest, GivesCoordinatesWithTheBottomRowFirst) {
     Open();
     const TerrainPrimitive strip = Strip(9, 9, 1, 1);

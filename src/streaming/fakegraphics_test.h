@@ -61,10 +61,11 @@ public:
     [[nodiscard]] TextureHandle* CreateTexture(std::span<const std::byte> pixels,
                                                TextureUse) override {
         if (live_.size() >= most_) return nullptr;
-        auto made = std::make_unique<TaggedTexture>(this, next_++, TagIn(pixels));
-        TextureHandle* handle = made.get();
-        live_[handle] = std::move(made);
+        auto texture = std::make_unique<TaggedTexture>(this, next_++, TagIn(pixels));
+        TextureHandle* handle = texture.get();
+        live_[handle] = std::move(texture);
         peak = std::max(peak, live_.size());
+        made.push_back(Tag(handle));
         return handle;
     }
     void DestroyTexture(TextureHandle* handle) override { destroyed += live_.erase(handle); }
@@ -75,6 +76,7 @@ public:
         return static_cast<const TaggedTexture*>(handle)->Tag();
     }
     std::size_t destroyed = 0, recycled = 0, peak = 0;
+    std::vector<std::uint32_t> made;  ///< tags, in the order of arrival
 
     Status Shutdown() override { return StatusCode::Ok; }
     [[nodiscard]] int CheckAvailable() const override { return 0; }

@@ -137,8 +137,13 @@ bool RasterTileSource::MakePlan(const TileEntry& tile, Plan& plan) const {
 }
 
 bool RasterTileSource::HasPixels(const TileEntry& tile) const {
-    Plan plan;
-    return MakePlan(tile, plan) && plan.part.x1 > plan.part.x0 && plan.part.y1 > plan.part.y0;
+    // In pixels of full resolution: on a coarse level the raster's last few pixels may round to nothing, and a
+    // tile that is never wished for keeps all finer ones beneath it away.
+    const auto span = static_cast<std::int64_t>(tile.Level().Span());
+    const std::int64_t x = static_cast<std::int64_t>(tile.Column()) * span;
+    const std::int64_t y = static_cast<std::int64_t>(tile.Row()) * span;
+    return x < std::int64_t{domain_.xOffset} + domain_.rasterColumns && x + span > domain_.xOffset &&
+           y < std::int64_t{domain_.yOffset} + domain_.rasterRows && y + span > domain_.yOffset;
 }
 
 TileRead RasterTileSource::Read(const TileEntry& tile, std::span<std::byte> pixels) {

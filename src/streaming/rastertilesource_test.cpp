@@ -303,6 +303,15 @@ TEST(RasterTileSource, GivesEveryPixelOfEveryTile) {
                     any = any || expected != 0;
                 }
             }
+            // Only tiles wholly outside the raster count as empty, at full resolution.
+            const auto span = static_cast<int>(tile.Level().Span());
+            const int x = static_cast<int>(tile.Column()) * span;
+            const int y = static_cast<int>(tile.Row()) * span;
+            const TextureDomain& domain = source.Domain();
+            EXPECT_EQ(source.HasPixels(tile), x < domain.xOffset + domain.rasterColumns &&
+                                                  x + span > domain.xOffset &&
+                                                  y < domain.yOffset + domain.rasterRows &&
+                                                  y + span > domain.yOffset);
             EXPECT_TRUE(!any || source.HasPixels(tile));
             filled += any ? 1 : 0;
         }

@@ -20,7 +20,7 @@ struct TextureFigures {
     std::uint32_t resident = 0, limit = 0, inFlight = 0;
     std::uint32_t uploads = 0;        ///< in the last Service
     std::uint64_t uploadsEver = 0;
-    std::uint32_t wishes = 0;         ///< made since the last Service, before the list was cleared
+    std::uint32_t wishes = 0;         ///< made in the last frame, several for one tile counted apart
     std::uint64_t damagedTiles = 0;   ///< tiles that couldn't be decoded and stay blank
 };
 

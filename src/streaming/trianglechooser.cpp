@@ -17,11 +17,12 @@ float Third(float a, float b, float c) {
 }
 
 float SquaredSum(float x, float y) {
-    return x * x + y * y;
+    return static_cast<float>(static_cast<double>(x) * x + static_cast<double>(y) * y);
 }
 
 float SquaredSum(float x, float y, float z) {
-    return x * x + y * y + z * z;
+    return static_cast<float>(static_cast<double>(x) * x + static_cast<double>(y) * y +
+                              static_cast<double>(z) * z);
 }
 
 float Larger(float a, float b) {

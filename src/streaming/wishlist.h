@@ -41,6 +41,8 @@ public:
     [[nodiscard]] std::uint32_t Count() const noexcept {
         return static_cast<std::uint32_t>(wishes_.size());
     }
+    /// Number of wishes made, those for the same tile too.
+    [[nodiscard]] std::uint32_t Made() const noexcept { return order_; }
     /// In no order.
     [[nodiscard]] std::span<const Wish> Wishes() const noexcept { return wishes_; }
 

@@ -46,10 +46,9 @@ void FindNulls(std::span<const std::byte> raw, double nullValue, std::vector<std
         std::memcpy(&value, raw.data() + i * sizeof(T), sizeof(T));
         bool isNull = false;
         if constexpr (std::is_same_v<T, float>) {
-            isNull = value == static_cast<float>(nullValue) ||
-                     (std::isnan(nullValue) && std::isnan(value));
+            isNull = value == static_cast<float>(nullValue) || std::isnan(value);
         } else if constexpr (std::is_same_v<T, double>) {
-            isNull = value == nullValue || (std::isnan(nullValue) && std::isnan(value));
+            isNull = value == nullValue || std::isnan(value);
         } else {
             isNull = static_cast<double>(value) == nullValue;
         }
@@ -131,7 +130,12 @@ struct ElevationGrid::Loading {
         const std::scoped_lock lock(mutex);
         if (!failure.Good()) return;
         failure = status;
-        detail = GetErrPosn().code == status.Code() ? GetErrPosn().detail : std::string();
+        if (status == StatusCode::NoMemory || GetErrPosn().code != status.Code()) return;
+        try {
+            detail = GetErrPosn().detail;
+        } catch (const std::bad_alloc&) {
+            detail.clear();
+        }
     }
 };
 
@@ -188,7 +192,12 @@ Status ElevationGrid::LoadRows(Loading& loading, Progress* progress) {
     if (const Status allocated = Allocate(header.columns, header.rows); !allocated.Good()) {
         return allocated;
     }
-    if (header.hasNull) loading.nulls = std::make_unique<NullSet>(columns_, rows_);
+    // What is no number is no elevation, whether a null value is declared or not.
+    const bool mayBeNaN =
+        header.type == ZPF::RasterType::Float32 || header.type == ZPF::RasterType::Float64;
+    const double nullValue =
+        header.hasNull ? header.nullValue : std::numeric_limits<double>::quiet_NaN();
+    if (header.hasNull || mayBeNaN) loading.nulls = std::make_unique<NullSet>(columns_, rows_);
     const bool identity = loading.scale == 1.0F && loading.offset == 0.0F;
 
     std::atomic<int> rowsDone = 0;
@@ -215,7 +224,7 @@ Status ElevationGrid::LoadRows(Loading& loading, Progress* progress) {
                         raw = reader->raw;
                         read = reader->raster.ReadLine(y, 0, columns_, raw, ZPF::LineForm::Raw);
                     }
-                    FindNulls(header.type, raw, header.nullValue, null);
+                    FindNulls(header.type, raw, nullValue, null);
                 }
                 if (!read.Good()) return loading.Fail(read);
                 std::int16_t* row = Row(y);
@@ -234,7 +243,7 @@ Status ElevationGrid::LoadRows(Loading& loading, Progress* progress) {
             }
             loading.GiveBack(std::move(reader));
         } catch (const std::bad_alloc&) {
-            loading.Fail(_SetErrPosn(StatusCode::NoMemory, "no memory for the elevations"));
+            loading.Fail(StatusCode::NoMemory);  // its words need memory: they are added by the caller
         }
     };
 
@@ -252,6 +261,7 @@ Status ElevationGrid::LoadRows(Loading& loading, Progress* progress) {
     const bool whole = RunOnAllCores(bands, readBand, tick);
     tick();
     if (progress != nullptr) progress->End();
+    if (loading.failure == StatusCode::NoMemory) loading.detail = "no memory for the elevations";
     if (!loading.failure.Good()) return _SetErrPosn(loading.failure.Code(), loading.detail);
     if (!whole) return _SetErrPosn(StatusCode::Cancelled);
 

@@ -155,6 +155,7 @@ TEST(ElevationLoading, NullsBeyondTheRangeStayApartFromElevations) {
     cells[1] = -99999;
     cells[2] = -40000;
     cells[3] = 40000;
+    cells[4] = std::numeric_limits<float>::quiet_NaN();
     ElevationGrid grid;
     ASSERT_TRUE(grid.Load(WriteRaster("float", spec, cells), nullptr).Good());
     EXPECT_TRUE(grid.HasNull());
@@ -162,6 +163,7 @@ TEST(ElevationLoading, NullsBeyondTheRangeStayApartFromElevations) {
     EXPECT_EQ(grid.Elevation(1, 0), -40000) << "null: the minimum";
     EXPECT_EQ(grid.Elevation(2, 0), -32768);
     EXPECT_EQ(grid.Elevation(3, 0), 32767);
+    EXPECT_EQ(grid.Elevation(4, 0), -40000) << "no number: the minimum";
 }
 
 TEST(ElevationLoading, SaysWhatIsWrong) {

@@ -2,34 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cmath>
-#include <cstdlib>
 #include <limits>
-#include <new>
 #include <numbers>
 #include <random>
 #include <string>
 
+#include "terrain/testallocations.h"
 #include "terrain/testterrain.h"
-
-namespace {
-
-std::atomic<int> allocations = 0;
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;  // NOLINT
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);  // NOLINT
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);  // NOLINT
-}
 
 namespace tarnvale {
 namespace {
@@ -312,9 +292,9 @@ TEST_F(Terrain, SteadyFrameAllocatesNothing) {
         return true;
     };
     ASSERT_TRUE(fly());
-    const int before = allocations;
+    const int before = testing::Allocations();
     ASSERT_TRUE(fly());
-    EXPECT_EQ(allocations, before);
+    EXPECT_EQ(testing::Allocations(), before);
 }
 
 TEST_F(Terrain, HugeNumbersDoNoHarm) {

@@ -74,6 +74,7 @@ void NodeSelector::Visit(const QuadtreeLevel& level, int column, int row, float 
     node.level = level.Number();
     node.index = index;
     node.key = static_cast<float>(MorphLevel(parentLambda, parentRadius, own.lambda, own.radius));
+    if (!(node.key >= 0)) node.key = 0;
     // The key itself counts, as rounded to 32 bits, and a node has no step beyond its own side:
     // there the fraction goes up to 1 instead.
     node.step = std::clamp(static_cast<int>(std::floor(node.key)), 0, node.level);

@@ -9,7 +9,7 @@ namespace tarnvale {
 
 namespace {
 
-using Vector = float [[gnu::vector_size(16)]];
+using Vector [[gnu::vector_size(16)]] = float;
 
 /// Places are exact at each such step and straight between: at 32 pixels of any size up to a
 /// kilometre the Earth's curve stays below a fiftieth of a pixel.

@@ -173,7 +173,7 @@ public:
 
     void ScoopLakes() {
         Grid<float> sink(side_);
-        std::vector<std::pair<float, float>> taken;
+        std::vector<Point> taken;
         for (const LakeKind& kind : kLakeKinds) PlaceLakes(kind, sink, taken);
         workers_.Rows(side_, [&](int y) {
             for (int x = 0; x < side_; ++x) waters_.bed.At(x, y) -= sink.At(x, y);
@@ -230,7 +230,6 @@ public:
             }
         }
         // The shore's cells know their lake too, so that its edge can be found between the cells.
-        const Grid<std::uint8_t> open = waters_.lake;
         for (int pass = 0; pass < 2; ++pass) {
             const Grid<std::uint8_t> from = waters_.lake;
             for (std::size_t i = 0; i < from.Count(); ++i) {
@@ -244,93 +243,9 @@ public:
     }
 
     void TraceRivers() {
-        const Grid<float>& water = waters_.water;
-        const std::vector<std::uint32_t>& order = flow_.Order();
-        // Water's height at each cell, falling all the way.
-        Grid<float> surface = flow_.Filled();
-        for (const std::uint32_t i : order) {
-            if (IsOpenWater(i)) surface[i] = std::min(surface[i], LevelAt(i));
-            if (!flow_.IsEnd(i))
-                surface[flow_.Next(i)] = std::min(surface[flow_.Next(i)], surface[i]);
-        }
-        std::vector<std::uint32_t> nodes;  // upper before lower
-        Grid<std::uint32_t> number(side_, kNone);
-        for (const std::uint32_t i : order) {
-            if (water[i] < kStream) continue;
-            number[i] = static_cast<std::uint32_t>(nodes.size());
-            nodes.push_back(i);
-        }
-        struct Point {
-            float x, y;
-        };
-        std::vector<Point> points(nodes.size());
-        std::vector<std::uint32_t> feeder(nodes.size(), kNone);  // the greatest inflow
-        for (std::size_t k = 0; k < nodes.size(); ++k) {
-            const std::uint32_t i = nodes[k];
-            points[k] = {cell_ * static_cast<float>(i % static_cast<std::uint32_t>(side_)),
-                         cell_ * static_cast<float>(i / static_cast<std::uint32_t>(side_))};
-            if (flow_.IsEnd(i)) continue;
-            std::uint32_t& best = feeder[number[flow_.Next(i)]];
-            if (best == kNone || water[nodes[best]] < water[i])
-                best = static_cast<std::uint32_t>(k);
-        }
-        for (int pass = 0; pass < 3; ++pass) {
-            const std::vector<Point> from = points;
-            for (std::size_t k = 0; k < nodes.size(); ++k) {
-                if (feeder[k] == kNone || flow_.IsEnd(nodes[k])) continue;
-                const Point& up = from[feeder[k]];
-                const Point& down = from[number[flow_.Next(nodes[k])]];
-                points[k] = {0.25F * (up.x + down.x) + 0.5F * from[k].x,
-                             0.25F * (up.y + down.y) + 0.5F * from[k].y};
-            }
-        }
-        for (std::size_t k = 0; k < nodes.size(); ++k) {
-            std::size_t far = nodes[k];
-            for (int hop = 0; hop < 12 && !flow_.IsEnd(far); ++hop) far = flow_.Next(far);
-            const float fall = (surface[nodes[k]] - surface[far]) / (12.0F * cell_);
-            const float sway = 12.0F + 70.0F * Smooth(0.025F, 0.002F, fall);
-            const Point p = points[k];
-            points[k] = {p.x + sway * Fractal(p.x / 320.0F, p.y / 320.0F, 2, seed_ + 51),
-                         p.y + sway * Fractal(p.x / 320.0F, p.y / 320.0F, 2, seed_ + 52)};
-        }
-        const auto width = [&](std::size_t k) { return 1.5F + 3.0F * std::sqrt(water[nodes[k]]); };
-        // A curve from half way above each node to half way below it; a smaller inflow ends there
-        // too.
-        for (std::size_t k = 0; k < nodes.size(); ++k) {
-            const std::uint32_t i = nodes[k];
-            if (flow_.IsEnd(i)) continue;
-            const std::size_t next = number[flow_.Next(i)];
-            const std::uint32_t j = nodes[next];
-            if (IsOpenWater(i) && IsOpenWater(j)) continue;
-            const auto middle = [](float a, float b) { return 0.5F * (a + b); };
-            if (feeder[k] == kNone) {
-                waters_.rivers.push_back(
-                    {points[k].x, points[k].y, middle(points[k].x, points[next].x),
-                     middle(points[k].y, points[next].y), surface[i],
-                     middle(surface[i], surface[j]), 0.5F * width(k), width(k)});
-            }
-            const bool end = flow_.IsEnd(j);
-            const std::size_t after = end ? next : number[flow_.Next(j)];
-            const Point a{middle(points[k].x, points[next].x), middle(points[k].y, points[next].y)};
-            const Point b = points[next];
-            const Point c =
-                end ? b : Point{middle(b.x, points[after].x), middle(b.y, points[after].y)};
-            const float za = middle(surface[i], surface[j]);
-            const float zb = surface[j];
-            const float zc = end ? zb : middle(zb, surface[nodes[after]]);
-            constexpr int kPieces = 4;
-            const auto at = [](float p, float q, float r, float t) {
-                return Lerp(Lerp(p, q, t), Lerp(q, r, t), t);
-            };
-            for (int piece = 0; piece < kPieces; ++piece) {
-                const float t0 = static_cast<float>(piece) / kPieces;
-                const float t1 = static_cast<float>(piece + 1) / kPieces;
-                waters_.rivers.push_back(
-                    {at(a.x, b.x, c.x, t0), at(a.y, b.y, c.y, t0), at(a.x, b.x, c.x, t1),
-                     at(a.y, b.y, c.y, t1), at(za, zb, zc, t0), at(za, zb, zc, t1),
-                     Lerp(width(k), width(next), t0), Lerp(width(k), width(next), t1)});
-            }
-        }
+        std::vector<RiverNode> nodes = RiverNodes();
+        SmoothRivers(nodes);
+        for (std::size_t k = 0; k < nodes.size(); ++k) AddRiver(nodes, k);
     }
 
     void FindFloors() {
@@ -365,6 +280,113 @@ private:
             for (int nx = std::max(0, x - 1); nx <= std::min(side_ - 1, x + 1); ++nx) {
                 if (nx != x || ny != y) visit(waters_.bed.Index(nx, ny));
             }
+        }
+    }
+
+    struct Point {
+        float x, y;  // metres from the north-west corner
+    };
+    [[nodiscard]] Point PointOf(std::size_t i) const {
+        const auto side = static_cast<std::size_t>(side_);
+        const std::size_t column = i % side;
+        const std::size_t row = i / side;
+        return {cell_ * static_cast<float>(column), cell_ * static_cast<float>(row)};
+    }
+    [[nodiscard]] static Point Middle(const Point& a, const Point& b) {
+        return {0.5F * (a.x + b.x), 0.5F * (a.y + b.y)};
+    }
+
+    // A cell that a river runs through.
+    struct RiverNode {
+        std::size_t cell = 0;
+        std::uint32_t next = kNone;    // the node below, kNone at an end
+        std::uint32_t feeder = kNone;  // the greatest of the nodes above, kNone at a source
+        Point point{};
+        float surface = 0;  // of its water, metres; falls all the way
+        float width = 0;    // metres
+        bool open = false;  // in a lake or the sea
+    };
+
+    // @return upper nodes before lower ones
+    [[nodiscard]] std::vector<RiverNode> RiverNodes() const {
+        Grid<float> surface = flow_.Filled();
+        std::vector<RiverNode> nodes;
+        Grid<std::uint32_t> number(side_, kNone);
+        for (const std::uint32_t i : flow_.Order()) {
+            if (IsOpenWater(i)) surface[i] = std::min(surface[i], LevelAt(i));
+            if (!flow_.IsEnd(i)) {
+                surface[flow_.Next(i)] = std::min(surface[flow_.Next(i)], surface[i]);
+            }
+            const float water = waters_.water[i];
+            if (water < kStream) continue;
+            number[i] = static_cast<std::uint32_t>(nodes.size());
+            nodes.push_back({i, kNone, kNone, PointOf(i), surface[i],
+                             1.5F + 3.0F * std::sqrt(water), IsOpenWater(i)});
+        }
+        for (std::size_t k = 0; k < nodes.size(); ++k) {
+            RiverNode& node = nodes[k];
+            if (flow_.IsEnd(node.cell)) continue;
+            node.next = number[flow_.Next(node.cell)];
+            std::uint32_t& feeder = nodes[node.next].feeder;
+            if (feeder == kNone || nodes[feeder].width < node.width) {
+                feeder = static_cast<std::uint32_t>(k);
+            }
+        }
+        return nodes;
+    }
+
+    // Takes the corners out of the rivers, and lets them wind where they are slow.
+    void SmoothRivers(std::vector<RiverNode>& nodes) const {
+        for (int pass = 0; pass < 3; ++pass) {
+            const std::vector<RiverNode> from = nodes;
+            for (std::size_t k = 0; k < nodes.size(); ++k) {
+                if (nodes[k].feeder == kNone || nodes[k].next == kNone) continue;
+                const Point& up = from[nodes[k].feeder].point;
+                const Point& down = from[nodes[k].next].point;
+                nodes[k].point = Middle(Middle(up, down), from[k].point);
+            }
+        }
+        for (RiverNode& node : nodes) {
+            constexpr int kHops = 12;
+            const RiverNode* far = &node;
+            for (int hop = 0; hop < kHops && far->next != kNone; ++hop) far = &nodes[far->next];
+            const float fall = (node.surface - far->surface) / (kHops * cell_);
+            const float sway = 12.0F + 70.0F * Smooth(0.025F, 0.002F, fall);
+            const float u = node.point.x / 320.0F;
+            const float v = node.point.y / 320.0F;
+            node.point.x += sway * Fractal(u, v, 2, seed_ + 51);
+            node.point.y += sway * Fractal(u, v, 2, seed_ + 52);
+        }
+    }
+
+    // The river's curve from half way between node `k` and the next to half way beyond that one,
+    // where what joins there ends too.
+    void AddRiver(const std::vector<RiverNode>& nodes, std::size_t k) {
+        const RiverNode& node = nodes[k];
+        if (node.next == kNone) return;
+        const RiverNode& next = nodes[node.next];
+        if (node.open && next.open) return;
+        const RiverNode& after = next.next == kNone ? next : nodes[next.next];
+        const Point a = Middle(node.point, next.point);
+        const Point& b = next.point;
+        const Point c = Middle(b, after.point);
+        const float za = 0.5F * (node.surface + next.surface);
+        const float zc = 0.5F * (next.surface + after.surface);
+        if (node.feeder == kNone) {
+            waters_.rivers.push_back({node.point.x, node.point.y, a.x, a.y, node.surface, za,
+                                      0.5F * node.width, node.width});
+        }
+        const auto at = [](float p, float q, float r, float t) {
+            return Lerp(Lerp(p, q, t), Lerp(q, r, t), t);
+        };
+        constexpr int kPieces = 4;
+        for (int piece = 0; piece < kPieces; ++piece) {
+            const float t0 = static_cast<float>(piece) / kPieces;
+            const float t1 = static_cast<float>(piece + 1) / kPieces;
+            waters_.rivers.push_back(
+                {at(a.x, b.x, c.x, t0), at(a.y, b.y, c.y, t0), at(a.x, b.x, c.x, t1),
+                 at(a.y, b.y, c.y, t1), at(za, next.surface, zc, t0), at(za, next.surface, zc, t1),
+                 Lerp(node.width, next.width, t0), Lerp(node.width, next.width, t1)});
         }
     }
 
@@ -451,8 +473,7 @@ private:
         return way;
     }
 
-    void PlaceLakes(const LakeKind& kind, Grid<float>& sink,
-                    std::vector<std::pair<float, float>>& taken) const {
+    void PlaceLakes(const LakeKind& kind, Grid<float>& sink, std::vector<Point>& taken) const {
         struct Site {
             float worth;
             std::uint32_t outlet;
@@ -480,20 +501,16 @@ private:
         int count = 0;
         for (const Site& site : sites) {
             if (count == kind.count) break;
-            const float x = cell_ * static_cast<float>(static_cast<int>(site.outlet) % side_);
-            const float y = cell_ * static_cast<float>(static_cast<int>(site.outlet) / side_);
-            const bool close = std::ranges::any_of(taken, [&](const auto& other) {
-                const float dx = other.first - x;
-                const float dy = other.second - y;
+            const Point outlet = PointOf(site.outlet);
+            const bool close = std::ranges::any_of(taken, [&](const Point& other) {
+                const float dx = other.x - outlet.x;
+                const float dy = other.y - outlet.y;
                 return dx * dx + dy * dy < kind.apart * kind.apart;
             });
             if (close) continue;
             ++count;
             const std::vector<std::uint32_t> way = WayUp(site.outlet, kind);
-            for (std::size_t k = 0; k < way.size(); k += 4) {
-                taken.emplace_back(cell_ * static_cast<float>(static_cast<int>(way[k]) % side_),
-                                   cell_ * static_cast<float>(static_cast<int>(way[k]) / side_));
-            }
+            for (std::size_t k = 0; k < way.size(); k += 4) taken.push_back(PointOf(way[k]));
             LetDown(way, kind, sink);
         }
     }
@@ -503,13 +520,10 @@ private:
         const float level = waters_.bed[way.front()];
         const std::size_t last = way.size() - 1;
         // Behind the outlet only: what lies below it holds the water up.
-        const auto place = [&](std::uint32_t i) {
-            return std::pair(cell_ * static_cast<float>(static_cast<int>(i) % side_),
-                             cell_ * static_cast<float>(static_cast<int>(i) / side_));
-        };
-        const auto [sillX, sillY] = place(way.front());
-        const auto [upX, upY] = place(way[std::min<std::size_t>(last, 4)]);
-        const float away = std::sqrt((upX - sillX) * (upX - sillX) + (upY - sillY) * (upY - sillY));
+        const Point sill = PointOf(way.front());
+        const Point up = PointOf(way[std::min<std::size_t>(last, 4)]);
+        const float away =
+            std::sqrt((up.x - sill.x) * (up.x - sill.x) + (up.y - sill.y) * (up.y - sill.y));
         if (away <= 0.0F) return;
         for (std::size_t k = 1; k < way.size(); ++k) {
             const float t = static_cast<float>(k) / static_cast<float>(last);
@@ -530,8 +544,8 @@ private:
                     const float fall =
                         Smooth(1.8F, 0.2F, std::sqrt(dx * dx + dy * dy) / (radius * wobble));
                     const float behind =
-                        ((cell_ * static_cast<float>(nx) - sillX) * (upX - sillX) +
-                         (cell_ * static_cast<float>(ny) - sillY) * (upY - sillY)) /
+                        ((cell_ * static_cast<float>(nx) - sill.x) * (up.x - sill.x) +
+                         (cell_ * static_cast<float>(ny) - sill.y) * (up.y - sill.y)) /
                         away;
                     float& here = sink.At(nx, ny);
                     here = std::max(

@@ -142,7 +142,9 @@ std::vector<CameraPose> MakeCameraPath(const Simulator& simulator, int frames) {
         for (std::size_t k = from; k < to; ++k) sum += highest[k];
         return sum / static_cast<double>(to - from);
     };
-    const double clearance = std::clamp((box.zMax - box.zMin) * 0.12, 60.0, 350.0);
+    // High enough to see across, low enough for the ground to pass by.
+    const double clearance = std::clamp(
+        std::max((box.zMax - box.zMin) * 0.12, std::max(across, along) * 0.03), 60.0, 350.0);
 
     std::vector<CameraPose> poses;
     poses.reserve(static_cast<std::size_t>(frames));

@@ -13,16 +13,10 @@ namespace tarnvale::ZPF {
 
 namespace {
 
+constexpr std::int64_t kHighestType = 0xFFFF;  // types that aren't known yet are passed over
+
 bool InRange(std::int64_t value, std::int64_t lowest, std::int64_t highest) {
     return value >= lowest && value <= highest;
-}
-
-bool IsObjectType(std::int64_t type) {
-    constexpr std::array<ObjectType, 6> kTypes{ObjectType::Folder,   ObjectType::Raster,
-                                               ObjectType::Vector,   ObjectType::Database,
-                                               ObjectType::ColorMap, ObjectType::Text};
-    return std::ranges::any_of(
-        kTypes, [type](ObjectType known) { return static_cast<std::int64_t>(known) == type; });
 }
 
 }  // namespace
@@ -59,7 +53,7 @@ Status LoadObjects(Database& database) {
         const bool sound =
             statement.IsInteger(0) && statement.IsInteger(1) && statement.IsInteger(2) &&
             InRange(number, std::int64_t{last} + 1, INT32_MAX) &&
-            InRange(parent, kRootObject, last) && IsObjectType(statement.Integer(2)) &&
+            InRange(parent, kRootObject, last) && InRange(statement.Integer(2), 1, kHighestType) &&
             statement.IsText(3) && statement.IsText(4) && statement.IsInteger(5);
         const auto numberOf = [](const ObjectRecord& known) { return known.header.number; };
         if (!sound ||

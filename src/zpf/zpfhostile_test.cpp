@@ -114,7 +114,7 @@ TEST(Hostile, OddSchemasAreRefused) {
          StatusCode::FileDamaged},
         {"missing parent", "UPDATE zpf_object SET number = 9 WHERE number = 2",
          StatusCode::FileDamaged},
-        {"unknown type", "UPDATE zpf_object SET type = 77 WHERE number = 1",
+        {"negative type", "UPDATE zpf_object SET type = -3 WHERE number = 1",
          StatusCode::FileDamaged},
         {"name of no text", "UPDATE zpf_object SET name = x'00ff' WHERE number = 1",
          StatusCode::FileDamaged},
@@ -137,6 +137,8 @@ TEST(Hostile, OddSchemasAreRefused) {
          "CREATE TRIGGER Land_tile_row_update BEFORE UPDATE ON Land BEGIN SELECT 1; END",
          StatusCode::Ok},
         {"other tables", "CREATE TABLE layer_styles (id INTEGER PRIMARY KEY, styleqml TEXT)",
+         StatusCode::Ok},
+        {"an object of a type to come", "UPDATE zpf_object SET type = 77 WHERE number = 4",
          StatusCode::Ok},
         {"none of our tables",
          "PRAGMA foreign_keys=OFF; DROP TABLE zpf_object; DROP TABLE zpf_raster; DROP TABLE "

@@ -344,13 +344,15 @@ Status PROJECTWRITER::Create(const FILEPATH& path) try {
     if (state_ != nullptr) state_->Abandon();
     state_ = std::make_unique<State>();
     State& state = *state_;
-    state.target = path;
+    // A link stays a link: what it leads to is replaced.
     std::error_code error;
+    state.target = std::filesystem::weakly_canonical(path, error);
+    if (error) state.target = path;
     if (!path.has_filename() || std::filesystem::is_directory(path, error)) {
         return _SetErrPosn(StatusCode::WriteFailed,
                            fmt::format("{}: a folder; name a file", path.string()));
     }
-    if (const std::string why = MakeFileBeside(path, state.temporary); !why.empty()) {
+    if (const std::string why = MakeFileBeside(state.target, state.temporary); !why.empty()) {
         return _SetErrPosn(StatusCode::WriteFailed,
                            fmt::format("{}: the folder can't be written: {}; choose another one",
                                        path.string(), why));

@@ -447,8 +447,8 @@ void OpenGLGraphicsSystem::BeginFrame(const RenderCamera& camera, int width, int
     }
     // Once a frame the context is asked for in any case: a window system's own drawing may have
     // come in.
-    if (window_ == nullptr || !window_->ForceCurrent()) return;
     gather_.Clear();  // of a frame that was never ended
+    if (window_ == nullptr || !window_->ForceCurrent()) return;
     counters_ = {};
     model_ = kIdentity;
     BeginScene(camera, width, height);
@@ -534,7 +534,11 @@ void OpenGLGraphicsSystem::Gather(const RenderMesh& mesh) {
 }
 
 void OpenGLGraphicsSystem::Flush() {
-    if (gather_.Empty() || !Current()) return;
+    if (gather_.Empty()) return;
+    if (!Current()) {
+        gather_.Clear();  // while the context is lost, what waits must not pile up
+        return;
+    }
     for (const MeshGather::Bucket& bucket : gather_.Waiting()) {
         for (const MeshGather::Chunk* chunk = bucket.first; chunk != nullptr; chunk = chunk->next) {
             SendArrays(bucket.material, chunk->positions.data(), chunk->extras.data(),
