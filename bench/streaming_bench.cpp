@@ -134,8 +134,7 @@ public:
         ZPF::PROJECTWRITER writer;
         int number = kNoObject;
         good_ = COORDREFSYS::FromText("EPSG:32633", spec.system).Good() &&
-                writer.Create(path_).Good() &&
-                writer.AddRaster(kRootObject, spec, number).Good();
+                writer.Create(path_).Good() && writer.AddRaster(kRootObject, spec, number).Good();
         for (int i = 0; i < kTiles * kTiles && good_; ++i) {
             ZPF::EncodedTile tile;
             good_ = ZPF::PROJECTWRITER::EncodeTile(spec, 0, Ground(i), {}, tile).Good() &&
@@ -162,9 +161,9 @@ private:
             for (int x = 0; x < ZPF::kTileSide; ++x) {
                 noise = noise * 1664525U + 1013904223U;
                 const auto fx = static_cast<float>(x), fy = static_cast<float>(y);
-                const int shade = static_cast<int>(
-                    60 + 40 * std::sin(fx * 0.11F) * std::cos(fy * 0.07F) +
-                    static_cast<float>(noise >> 28));
+                const int shade =
+                    static_cast<int>(60 + 40 * std::sin(fx * 0.11F) * std::cos(fy * 0.07F) +
+                                     static_cast<float>(noise >> 28));
                 for (const int add : {20, 45, 0}) {
                     cells.push_back(static_cast<std::byte>(shade + add));
                 }

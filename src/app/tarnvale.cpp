@@ -193,7 +193,8 @@ Status CTarnvaleApp::LoadLandscape(const FILEPATH& file) try {
     if (const Status read = landscape.Read(file); !read.Good()) return read;
     return simulator_->BuildScene(landscape);
 } catch (const std::bad_alloc&) {
-    return _SetErrPosn(StatusCode::NoMemory, file.string() + " is too large for this machine's memory");
+    return _SetErrPosn(StatusCode::NoMemory,
+                       file.string() + " is too large for this machine's memory");
 }
 
 Status CTarnvaleApp::OpenLandscape(const FILEPATH& path) {

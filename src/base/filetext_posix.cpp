@@ -49,7 +49,8 @@ bool WriteAll(int fd, std::string_view text) {
     return true;
 }
 
-// A writer holds the lock for milliseconds; one that was stopped in the middle mustn't stop the others too.
+// A writer holds the lock for milliseconds; one that was stopped in the middle mustn't stop the
+// others too.
 bool Lock(int fd) {
     constexpr int kTries = 400;
     constexpr std::chrono::milliseconds kPause{5};

@@ -64,8 +64,8 @@ Status _SetErrPosn(StatusCode code,
                    std::string detail = {},  // NOLINT(bugprone-reserved-identifier)
                    const char* file = __builtin_FILE(), int line = __builtin_LINE());
 
-/// Forgets the failure noted last on this thread, so that an operation's message can't carry an older
-/// failure's detail. Called where a user's command begins.
+/// Forgets the failure noted last on this thread, so that an operation's message can't carry an
+/// older failure's detail. Called where a user's command begins.
 void ClearErrPosn();
 
 /// The failure noted last on this thread.

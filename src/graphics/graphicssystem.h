@@ -21,14 +21,25 @@ class GraphicsSystem;
 
 /// Layout of the pixels that terrain textures are handed in.
 enum class TexturePixelFormat : std::uint8_t {
-    Rgb = 0, Rgba = 1, Bgr = 2, Bgra = 3, A8R8G8B8 = 4, X8R8G8B8 = 5, R5G6B5 = 6,
-    X1R5G5B5 = 7, A1R5G5B5 = 8, A4R4G4B4 = 9, R3G3B2 = 10, A8R3G3B2 = 11, X4R4G4B4 = 12,
+    Rgb = 0,
+    Rgba = 1,
+    Bgr = 2,
+    Bgra = 3,
+    A8R8G8B8 = 4,
+    X8R8G8B8 = 5,
+    R5G6B5 = 6,
+    X1R5G5B5 = 7,
+    A1R5G5B5 = 8,
+    A4R4G4B4 = 9,
+    R3G3B2 = 10,
+    A8R3G3B2 = 11,
+    X4R4G4B4 = 12,
 };
 
 /// Bits, shifts and masks of a TexturePixelFormat; all zero for an unknown one.
 struct PixelFormatDescriptor {
     int bitsPerPixel = 0;
-    std::array<int, 3> bits{}, shifts{};            ///< red, green, blue
+    std::array<int, 3> bits{}, shifts{};  ///< red, green, blue
     std::array<std::uint32_t, 3> masks{};
     friend bool operator==(const PixelFormatDescriptor&, const PixelFormatDescriptor&) = default;
 };
@@ -56,18 +67,26 @@ private:
 };
 
 enum class TextureUse : std::uint8_t { Terrain, Sky };
-/// Full: projection, camera, fog, cleared colour and depth. Overlay: projection and cleared depth only.
+/// Full: projection, camera, fog, cleared colour and depth. Overlay: projection and cleared depth
+/// only.
 enum class FramePass : std::uint8_t { Full, Overlay };
 enum class AlphaFunction : std::uint8_t {
-    Never = 0, Always = 1, Equal = 2, NotEqual = 3, Less = 4, LessEqual = 5, Greater = 6, GreaterEqual = 7,
+    Never = 0,
+    Always = 1,
+    Equal = 2,
+    NotEqual = 3,
+    Less = 4,
+    LessEqual = 5,
+    Greater = 6,
+    GreaterEqual = 7,
 };
 enum class LineMode : std::uint8_t { Segments = 0, Strip = 1 };
 
 /// What a system did since the frame began; for figures and tests.
 struct DrawCounters {
-    std::uint32_t drawCalls = 0;   ///< calls as sent to the driver
+    std::uint32_t drawCalls = 0;  ///< calls as sent to the driver
     std::uint64_t triangles = 0;
-    std::uint32_t uploads = 0;     ///< textures filled
+    std::uint32_t uploads = 0;  ///< textures filled
 };
 
 /// The one interface through which everything draws; one instance for each view.
@@ -80,10 +99,12 @@ public:
 
     /// Side of a terrain texture in pixels. Valid after Open.
     [[nodiscard]] virtual int GetTextureSize() const = 0;
-    /// @param pixels  Terrain: side x side pixels in PixelFormat(), bottom row first; Sky: the size of
+    /// @param pixels  Terrain: side x side pixels in PixelFormat(), bottom row first; Sky: the size
+    /// of
     ///                SetSkyTextureSize in blue, green, red, spare
     /// @return null when memory or the budget for textures is out; nothing is reported
-    [[nodiscard]] virtual TextureHandle* CreateTexture(std::span<const std::byte> pixels, TextureUse use) = 0;
+    [[nodiscard]] virtual TextureHandle* CreateTexture(std::span<const std::byte> pixels,
+                                                       TextureUse use) = 0;
     /// Ignores null and handles of other systems.
     virtual void DestroyTexture(TextureHandle* handle) = 0;
     /// Like DestroyTexture, but keeps the native texture for the next CreateTexture.
@@ -97,7 +118,8 @@ public:
     virtual void SetAlphaTest(bool enable) = 0;
     virtual void SetAlphaFunction(AlphaFunction function, float reference) = 0;
     virtual void EnableLight(int index, bool enable) = 0;
-    virtual void SetLight(int index, const Vec3f& position, const Vec3f& direction, COLOR colour) = 0;
+    virtual void SetLight(int index, const Vec3f& position, const Vec3f& direction,
+                          COLOR colour) = 0;
     virtual void SetAmbient(COLOR colour) = 0;
     virtual Status EndFrame() = 0;
     virtual void DrawLines(std::span<const Vec3f> vertices, COLOR colour, LineMode mode) = 0;
@@ -116,8 +138,8 @@ public:
     [[nodiscard]] bool IsOpen() const noexcept { return window_ != nullptr; }
     [[nodiscard]] int GetClientWidth() const;
     [[nodiscard]] int GetClientHeight() const;
-    /// What callers use in place of BeginFrame: fetches the client size into width and height, begins
-    /// the frame, and refreshes the pixel scales when size or quality changed.
+    /// What callers use in place of BeginFrame: fetches the client size into width and height,
+    /// begins the frame, and refreshes the pixel scales when size or quality changed.
     void BeginView(const RenderCamera& camera, int& width, int& height, FramePass pass);
 
     [[nodiscard]] TexturePixelFormat PixelFormat() const noexcept { return pixelFormat_; }
@@ -125,18 +147,22 @@ public:
     [[nodiscard]] int DescriptionNumber() const noexcept { return descriptionNumber_; }
     [[nodiscard]] const std::string& LibraryList() const noexcept { return libraries_; }
     void SetLightingWanted(bool wanted) noexcept { lightingWanted_ = wanted; }
-    void SetSkyTextureSize(int width, int height) noexcept { skyWidth_ = width; skyHeight_ = height; }
+    void SetSkyTextureSize(int width, int height) noexcept {
+        skyWidth_ = width;
+        skyHeight_ = height;
+    }
     /// Scene units that symbols use: 2 tan(fov / 2) and 0.1, each over height x pitch x quality.
     [[nodiscard]] std::array<float, 2> PixelScales() const noexcept { return pixelScales_; }
     /// The scratch batch of one mesh.
     [[nodiscard]] RenderMeshBatch& ScratchBatch() noexcept { return scratchBatch_; }
     [[nodiscard]] RenderMesh& ScratchMesh() noexcept { return scratchMesh_; }
 
-    /// Sun vector of the scene, unit length, from the sun towards the ground; set by whoever knows the
-    /// north offset, used by every system from its next frame on.
+    /// Sun vector of the scene, unit length, from the sun towards the ground; set by whoever knows
+    /// the north offset, used by every system from its next frame on.
     static void SetSunVector(const Vec3f& sun);
     [[nodiscard]] static Vec3f SunVector();
-    /// @param northOffset degrees. Vector (cos a cos e, sin a cos e, -sin e), a = 90 - azimuth + offset.
+    /// @param northOffset degrees. Vector (cos a cos e, sin a cos e, -sin e), a = 90 - azimuth +
+    /// offset.
     [[nodiscard]] static Vec3f ComputeSunVector(float elevation, float azimuth, float northOffset);
 
 protected:
@@ -171,7 +197,8 @@ public:
     void FindAvailable();
     [[nodiscard]] bool Available(int entry) const;
     [[nodiscard]] GraphicsSystem* At(int entry) const;
-    /// @param name  compared without regard to case; @return it if available, else the first available
+    /// @param name  compared without regard to case; @return it if available, else the first
+    /// available
     [[nodiscard]] GraphicsSystem* Choose(const std::string& name) const;
 
 private:

@@ -85,9 +85,9 @@ TEST(SimulatorFile, FindsTerrainsWithTheTexturesThatFit) {
     made.Add(Placed(Spec("Part", colour, 200, 300), 600, 900, 15));
     made.Add(Placed(Spec("Beyond", colour, 1024, 1024), 600, 900, 15));
     made.Add(Placed(Spec("Uneven", colour, 1000, 1000), 0, 0, 15.36));
-    made.Add(Spec("Sizes", colour, 600, 400));      // Odd, twice as fine
-    made.Add(Spec("SizesNot", colour, 600, 800));   // unlike on the two sides
-    made.Add(Spec("Same", colour, 192, 192));       // Loose, as fine
+    made.Add(Spec("Sizes", colour, 600, 400));     // Odd, twice as fine
+    made.Add(Spec("SizesNot", colour, 600, 800));  // unlike on the two sides
+    made.Add(Spec("Same", colour, 192, 192));      // Loose, as fine
     RasterSpec mapped = Placed(Spec("Mapped", RasterType::Unsigned8, 1024, 1024), 0, 0, 15);
     mapped.colorMap.assign(256, COLOR::Plain());
     made.Add(mapped);

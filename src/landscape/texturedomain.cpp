@@ -42,10 +42,8 @@ bool IsPowerOfTwo(int value) {
 /// The domain of a raster whose pixels `toPixels` ends in.
 Status DomainOf(const TransGen& toPixels, int columns, int rows, int rasterColumns, int rasterRows,
                 TextureDomain& domain) {
-    const std::array<std::array<double, 2>, 4> centres{{{0.5, 0.5},
-                                                        {columns - 0.5, 0.5},
-                                                        {columns - 0.5, rows - 0.5},
-                                                        {0.5, rows - 0.5}}};
+    const std::array<std::array<double, 2>, 4> centres{
+        {{0.5, 0.5}, {columns - 0.5, 0.5}, {columns - 0.5, rows - 0.5}, {0.5, rows - 0.5}}};
     std::array<double, 2> least{kFarthestPixel, kFarthestPixel};
     std::array<double, 2> most{-kFarthestPixel, -kFarthestPixel};
     for (auto [x, y] : centres) {
@@ -133,28 +131,26 @@ bool TextureFits(const ZPF::RASTERHANDLE& dem, const ZPF::RASTERHANDLE& texture,
     GeoTransform gridPlace, imagePlace;
     COORDREFSYS gridSystem, imageSystem;
     TransGen chain;
-    const bool chained =
-        IsPowerOfTwo(grid.columns - 1) && IsPowerOfTwo(grid.rows - 1) &&
-        dem.GetGeoreference(gridPlace, gridSystem).Good() &&
-        texture.GetGeoreference(imagePlace, imageSystem).Good() &&
-        TransGenInit(chain, gridPlace, gridSystem).Good() &&
-        TransGenSetOutputGrid(chain, imagePlace, imageSystem).Good();
+    const bool chained = IsPowerOfTwo(grid.columns - 1) && IsPowerOfTwo(grid.rows - 1) &&
+                         dem.GetGeoreference(gridPlace, gridSystem).Good() &&
+                         texture.GetGeoreference(imagePlace, imageSystem).Good() &&
+                         TransGenInit(chain, gridPlace, gridSystem).Good() &&
+                         TransGenSetOutputGrid(chain, imagePlace, imageSystem).Good();
     if (!chained) return FitsBySizes(grid.columns, grid.rows, image.columns, image.rows, why);
 
     TextureDomain domain;
     if (!DomainOf(chain, grid.columns, grid.rows, image.columns, image.rows, domain).Good()) {
         return Explain(false, why, GetErrPosn().detail);
     }
-    const QNSTRING box =
-        fmt::format("the terrain spans pixels {} to {} by {} to {} of it", domain.x0, domain.x1,
-                    domain.y0, domain.y1);
+    const QNSTRING box = fmt::format("the terrain spans pixels {} to {} by {} to {} of it",
+                                     domain.x0, domain.x1, domain.y0, domain.y1);
     if (!IsPowerOfTwo(domain.x1 - domain.x0) || !IsPowerOfTwo(domain.y1 - domain.y0)) {
         return Explain(false, why, box + ", which aren't powers of two");
     }
     if (domain.x0 >= 1 || image.columns > domain.x1 || domain.y0 >= 1 || image.rows > domain.y1) {
-        return Explain(false, why,
-                       fmt::format("{}, but its {} x {} pixels reach beyond", box, image.columns,
-                                   image.rows));
+        return Explain(
+            false, why,
+            fmt::format("{}, but its {} x {} pixels reach beyond", box, image.columns, image.rows));
     }
     return Explain(true, why, box);
 }

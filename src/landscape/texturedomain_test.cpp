@@ -18,12 +18,18 @@ COORDREFSYS System(const char* text) {
 TEST(IntegerLog2, CountsDoublings) {
     const std::tuple<std::uint32_t, int, int> cases[] = {
         // value, down, up
-        {0, 255, 255},        {1, 0, 0},
-        {2, 1, 1},            {3, 1, 2},
-        {4, 2, 2},            {5, 2, 3},
-        {1023, 9, 10},        {1024, 10, 10},
-        {0x7FFFFFFF, 30, 31}, {0x80000000, 31, 31},
-        {0x80000001, 30, 31}, {0xFFFFFFFF, 30, 31},
+        {0, 255, 255},
+        {1, 0, 0},
+        {2, 1, 1},
+        {3, 1, 2},
+        {4, 2, 2},
+        {5, 2, 3},
+        {1023, 9, 10},
+        {1024, 10, 10},
+        {0x7FFFFFFF, 30, 31},
+        {0x80000000, 31, 31},
+        {0x80000001, 30, 31},
+        {0xFFFFFFFF, 30, 31},
     };
     for (const auto& [value, down, up] : cases) {
         EXPECT_EQ(IntegerLog2(value, LogRounding::Down), down) << value;
@@ -31,8 +37,8 @@ TEST(IntegerLog2, CountsDoublings) {
     }
 }
 
-/// Domain of a raster of one-metre pixels whose first pixel lies `x` metres east and `y` south of the
-/// terrain's first sample, over a square of `metres` on a side.
+/// Domain of a raster of one-metre pixels whose first pixel lies `x` metres east and `y` south of
+/// the terrain's first sample, over a square of `metres` on a side.
 Status DomainAt(double x, double y, int metres, int columns, int rows, TextureDomain& domain) {
     const COORDREFSYS system = System("EPSG:32633");
     TransGen terrain;
@@ -85,7 +91,8 @@ TEST(TextureDomain, SnapsTheBoxOfTheFourSampleCentres) {
 TEST(TextureDomain, ConvertsBetweenSystems) {
     // A degree of latitude south of the equator is close to 110574 m on the grid of zone 33.
     TransGen terrain;
-    ASSERT_TRUE(TransGenInit(terrain, {14.999, 0.002, 0, 1.001, 0, -0.002}, System("EPSG:4326")).Good());
+    ASSERT_TRUE(
+        TransGenInit(terrain, {14.999, 0.002, 0, 1.001, 0, -0.002}, System("EPSG:4326")).Good());
     TextureDomain domain;
     ASSERT_TRUE(ComputeTextureDomain(terrain, 513, 513, {500000, 216, 0, 110530, 0, -216},
                                      System("EPSG:32633"), 512, 512, domain)

@@ -72,9 +72,9 @@ Status BandwidthLimitedTexture::OpenParts(const ZPFObjectItem& item, const Terra
         return built;
     }
     TerrainTextureMapping mapping;
-    if (const Status fits = mapping.Make(terrain.GetColumns(), terrain.GetRows(),
-                                         terrain.CellWidth(), terrain.CellHeight(), domain.width,
-                                         domain.height);
+    if (const Status fits =
+            mapping.Make(terrain.GetColumns(), terrain.GetRows(), terrain.CellWidth(),
+                         terrain.CellHeight(), domain.width, domain.height);
         !fits.Good()) {
         return fits;
     }
@@ -136,8 +136,8 @@ void BandwidthLimitedTexture::Free() {
 }
 
 void BandwidthLimitedTexture::SetView(const RenderCamera& camera, int /*width*/, int height) {
-    const auto field = static_cast<float>(static_cast<double>(camera.fieldOfView) *
-                                          (std::numbers::pi / 180.0));
+    const auto field =
+        static_cast<float>(static_cast<double>(camera.fieldOfView) * (std::numbers::pi / 180.0));
     const float pixelsPerRadian = field > 0 ? static_cast<float>(height) / field : 0.0F;
     if (view_.eye != camera.eye || view_.pixelsPerRadian != pixelsPerRadian) {
         cache_.ViewChanged();
@@ -302,9 +302,7 @@ void BandwidthLimitedTexture::TakeFailedTiles() {
 void BandwidthLimitedTexture::RequestTiles() {
     wishesMade_ = wishes_.Made();
     openWishes_ = static_cast<std::uint32_t>(std::ranges::count_if(
-        wishes_.Wishes(), [this](const Wish& wish) {
-            return !pyramid_.At(wish.tile).hopeless;
-        }));
+        wishes_.Wishes(), [this](const Wish& wish) { return !pyramid_.At(wish.tile).hopeless; }));
     wishes_.Grant([this](std::uint32_t number) {
         TileEntry& tile = pyramid_.At(number);
         if (tile.inFlight) return true;
@@ -336,9 +334,9 @@ TileName BandwidthLimitedTexture::NameOf(const TextureHandle* texture) const {
 
 bool BandwidthLimitedTexture::Settled() const {
     // A tile that just came is first seen in the next frame.
-    const bool coming =
-        uploads_ > 0 || std::ranges::any_of(
-                            flights_, [](const TileEntry* tile) { return !tile->hopeless; });
+    const bool coming = uploads_ > 0 || std::ranges::any_of(flights_, [](const TileEntry* tile) {
+                            return !tile->hopeless;
+                        });
     return cache_.Saturated() || (!coming && openWishes_ == 0);
 }
 

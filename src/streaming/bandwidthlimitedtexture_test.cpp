@@ -92,9 +92,9 @@ TEST_F(ModelTest, BeginsWithTheCoarsestTileAndAsksFromTheTopDown) {
     EXPECT_EQ(model->Figures().inFlight, 0U);
 }
 
-// From 50 above, one cell is seen with 4.9 pixels to a texel, another with 4.1. The first lacks a tile
-// of level 2, with four such texels to one of its own, the second one of level 3, with eight: 32.5
-// pixels to each, against 19.5.
+// From 50 above, one cell is seen with 4.9 pixels to a texel, another with 4.1. The first lacks a
+// tile of level 2, with four such texels to one of its own, the second one of level 3, with
+// eight: 32.5 pixels to each, against 19.5.
 TEST_F(ModelTest, AsksForTheDensestTileFirst) {
     Open();
     const TerrainPrimitive near = Strip(3.5F, 3.5F, 1, 1), far = Strip(35.5F, 3.5F, 1, 1);
@@ -121,8 +121,8 @@ TEST_F(ModelTest, GivesCoordinatesWithTheBottomRowFirst) {
     EXPECT_EQ(model->NameOf(mesh.texture).level, 1);
     EXPECT_EQ(model->NameOf(mesh.texture).entry, 9);  // column 1, row 1 of 8
     // The strip's vertices lie on pixels 34 and 38: (34 - 32) / 32, and (64 - 34) / 32 down to up.
-    const std::vector<Vec2f> corners{{0.0625F, 0.9375F}, {0.0625F, 0.8125F}, {0.1875F, 0.9375F},
-                                     {0.1875F, 0.8125F}};
+    const std::vector<Vec2f> corners{
+        {0.0625F, 0.9375F}, {0.0625F, 0.8125F}, {0.1875F, 0.9375F}, {0.1875F, 0.8125F}};
     const std::vector<std::uint32_t> order{0, 1, 2, 1, 2, 3};
     ASSERT_EQ(mesh.vertices.Count(), order.size());
     ASSERT_EQ(mesh.texcoords.Count(), order.size());
@@ -137,7 +137,8 @@ TEST_F(ModelTest, GivesCoordinatesWithTheBottomRowFirst) {
 
 TEST_F(ModelTest, SortsTrianglesByTileAndKeepsAll) {
     Open();
-    // Along a row of the finest tiles, each four cells wide, and over the end of a run of triangles.
+    // Along a row of the finest tiles, each four cells wide, and over the end of a run of
+    // triangles.
     const TerrainPrimitive strip = Strip(0.5F, 20.5F, 1, 64);
     const RenderCamera camera = EyeAt(32, -20, 60);
     Settle(strip, camera);
@@ -151,7 +152,8 @@ TEST_F(ModelTest, SortsTrianglesByTileAndKeepsAll) {
         ASSERT_EQ(mesh->texcoords.Count(), mesh->vertices.Count());
         triangles += mesh->vertices.Count() / 3;
         for (std::uint32_t i = 0; i < mesh->vertices.Count(); ++i) {
-            // A cell is four pixels of a tile of 16 and more; it may hang over by most of its width.
+            // A cell is four pixels of a tile of 16 and more; it may hang over by most of its
+            // width.
             EXPECT_GE(mesh->texcoords[i].x, -0.25F);
             EXPECT_LE(mesh->texcoords[i].x, 1.25F);
         }
@@ -167,8 +169,8 @@ TEST_F(ModelTest, SortsTrianglesByTileAndKeepsAll) {
 TEST_F(ModelTest, TrianglesWithoutATileArePlain) {
     Open();
     TerrainPrimitive list{.kind = PrimitiveKind::List, .vertices = {}};
-    const std::vector<Vec3f> corners{{9, -9, 0}, {10, -9, 0}, {9, -10, 0},     // good
-                                     {9, -9, 0}, {10, -10, 0}, {11, -11, 0},   // no area
+    const std::vector<Vec3f> corners{{9, -9, 0},   {10, -9, 0},  {9, -10, 0},   // good
+                                     {9, -9, 0},   {10, -10, 0}, {11, -11, 0},  // no area
                                      {20, -20, 0}, {21, -20, 0}, {20, -21, 0}};
     list.vertices.Append(std::span(corners));
     model->SetView(EyeAt(10, -10, 100), 1600, 1000);
@@ -182,7 +184,8 @@ TEST_F(ModelTest, TrianglesWithoutATileArePlain) {
     EXPECT_EQ(model->NameOf(nullptr).level, -1);
 }
 
-// At one texel a cell the centre of a triangle in the last column rounds to the pixel after the last.
+// At one texel a cell the centre of a triangle in the last column rounds to the pixel after the
+// last.
 TEST_F(ModelTest, TheLastColumnIsNeverPlain) {
     Open(WholeDomain(64));
     for (const TerrainPrimitive& strip : {Strip(63.5F, 10.5F, 1, 1), Strip(10.5F, 63.5F, 1, 1)}) {

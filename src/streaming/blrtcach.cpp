@@ -82,10 +82,10 @@ void ResidentTileCache::AgeAndEvict(GraphicsSystem& graphics) {
         unworn = unworn || !victim.everUsed;
         graphics.RecycleTexture(victim.texture);
     }
-    saturated_ = saturated_ || (unworn && std::ranges::all_of(residents_, [](const auto& resident) {
-                                    return resident.age == 0 ||
-                                           resident.tile->Level().LevelNumber() == 1;
-                                }));
+    saturated_ =
+        saturated_ || (unworn && std::ranges::all_of(residents_, [](const auto& resident) {
+                           return resident.age == 0 || resident.tile->Level().LevelNumber() == 1;
+                       }));
 }
 
 void ResidentTileCache::Clear(GraphicsSystem& graphics) {

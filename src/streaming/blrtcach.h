@@ -27,9 +27,8 @@ struct ResidentTile {
 /// The tiles that have textures. Grows for as long as textures can be made, then keeps to what
 /// fitted: no budget of bytes is known here, since all tiles are of one size.
 /// A resident tile has a slot, 1 or more; slots change only in Insert, AgeAndEvict, Shrink, Clear.
-/// Among equal candidates for eviction the one with the lowest tile number goes: finer levels first,
-/// then row by row, whatever the order of arrival.
-/// Thread: the frame cycle's.
+/// Among equal candidates for eviction the one with the lowest tile number goes: finer levels
+/// first, then row by row, whatever the order of arrival. Thread: the frame cycle's.
 class ResidentTileCache {
 public:
     static constexpr std::uint32_t kStartLimit = 22;

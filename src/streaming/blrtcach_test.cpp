@@ -18,9 +18,9 @@ using fake::FakeGraphics;
 TEST(TilePyramid, HasSquareLevelsUpToOneTile) {
     const std::tuple<int, int, int, std::size_t, std::uint32_t> cases[] = {
         // width, height, log2 side, levels, tiles across the finest
-        {1, 1, 9, 1, 1},         {512, 512, 9, 1, 1},    {513, 1, 9, 2, 2},
-        {8192, 512, 9, 5, 16},   {8193, 512, 9, 6, 32},  {1536, 1536, 9, 3, 4},
-        {1 << 20, 4, 9, 12, 2048}, {5, 3, 0, 4, 8},      {4096, 4096, 12, 1, 1},
+        {1, 1, 9, 1, 1},           {512, 512, 9, 1, 1},   {513, 1, 9, 2, 2},
+        {8192, 512, 9, 5, 16},     {8193, 512, 9, 6, 32}, {1536, 1536, 9, 3, 4},
+        {1 << 20, 4, 9, 12, 2048}, {5, 3, 0, 4, 8},       {4096, 4096, 12, 1, 1},
     };
     for (const auto& [width, height, log2Side, levels, across] : cases) {
         TilePyramid pyramid;
@@ -33,7 +33,8 @@ TEST(TilePyramid, HasSquareLevelsUpToOneTile) {
         EXPECT_EQ(&pyramid.Root(), pyramid.Levels().back().Entries().data()) << width;
     }
     const std::tuple<int, int, int> refused[] = {
-        {0, 5, 9}, {5, 0, 9}, {-1, 5, 9}, {5, 5, 13}, {5, 5, -1}, {(1 << 20) + 1, 4, 9}, {1 << 30, 1, 0},
+        {0, 5, 9},       {5, 0, 9}, {-1, 5, 9}, {5, 5, 13}, {5, 5, -1}, {(1 << 20) + 1, 4, 9},
+        {1 << 30, 1, 0},
     };
     for (const auto& [width, height, log2Side] : refused) {
         TilePyramid pyramid;
@@ -48,9 +49,9 @@ TEST(TilePyramid, RelatesTilesAndDomainPoints) {
     ASSERT_EQ(pyramid.Entries().size(), 21U);
     const std::tuple<int, int, int, int> points[] = {
         // level, x, y, index or -1
-        {0, 0, 0, 0},   {0, 15, 15, 0},  {0, 16, 0, 1},  {0, 63, 63, 15}, {0, 64, 0, -1},
-        {0, -1, 0, -1}, {0, 0, -16, -1}, {1, 31, 32, 2}, {1, 32, 31, 1},  {2, 63, 0, 0},
-        {3, 0, 0, -1},  {-1, 0, 0, -1},
+        {0, 0, 0, 0},   {0, 15, 15, 0}, {0, 16, 0, 1},   {0, 63, 63, 15},
+        {0, 64, 0, -1}, {0, -1, 0, -1}, {0, 0, -16, -1}, {1, 31, 32, 2},
+        {1, 32, 31, 1}, {2, 63, 0, 0},  {3, 0, 0, -1},   {-1, 0, 0, -1},
     };
     for (const auto& [level, x, y, index] : points) {
         const TileEntry* entry = pyramid.EntryAt(level, x, y);
@@ -63,9 +64,9 @@ TEST(TilePyramid, RelatesTilesAndDomainPoints) {
         EXPECT_EQ(&pyramid.At(number++), &tile);
         const auto span = static_cast<int>(tile.Level().Span());
         TileEntry* parent = pyramid.Parent(tile);
-        EXPECT_EQ(parent, pyramid.EntryAt(tile.Level().Index() + 1,
-                                          static_cast<int>(tile.Column()) * span,
-                                          static_cast<int>(tile.Row()) * span));
+        EXPECT_EQ(parent,
+                  pyramid.EntryAt(tile.Level().Index() + 1, static_cast<int>(tile.Column()) * span,
+                                  static_cast<int>(tile.Row()) * span));
     }
 }
 
@@ -160,8 +161,8 @@ TEST_F(CacheTest, VictimsGoByLevelNumberTimesAgeThenByPlace) {
         for (const auto& [level, index] : used) Use(level, index);
         cache.AgeAndEvict(graphics);
     };
-    frame({{0, 0}, {0, 1}, {0, 2}, {0, 3}, {1, 0}, {1, 1}, {2, 1}});           // (2,0): age 1
-    frame({{0, 0}, {0, 1}, {0, 2}, {0, 3}, {1, 0}, {2, 1}});                   // (2,0): 2, (1,1): 1
+    frame({{0, 0}, {0, 1}, {0, 2}, {0, 3}, {1, 0}, {1, 1}, {2, 1}});  // (2,0): age 1
+    frame({{0, 0}, {0, 1}, {0, 2}, {0, 3}, {1, 0}, {2, 1}});          // (2,0): 2, (1,1): 1
     frame({{0, 2}, {0, 3}, {1, 0}, {2, 1}});  // (2,0): 3, (1,1): 2, (0,0) and (0,1): 1
     ASSERT_EQ(cache.Size(), 9U);
     // Scores: (2,0) 2 x 3 = 6, (1,1) 3 x 2 = 6, (0,0) and (0,1) 4. Equal ones: the finer first.

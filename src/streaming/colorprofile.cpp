@@ -44,13 +44,10 @@ std::unique_ptr<ColorProfile> ColorProfile::Make(std::span<const std::byte> prof
     const bool grey = cmsGetColorSpace(from.get()) == cmsSigGrayData;
     if (!grey && cmsGetColorSpace(from.get()) != cmsSigRgbData) return nullptr;
     if (grey && composite) return nullptr;
-    const cmsUInt32Number in = grey                    ? TYPE_GRAY_8
-                               : cells == Composite24A ? TYPE_BGR_8
-                                                       : TYPE_RGB_8;
+    const cmsUInt32Number in = grey ? TYPE_GRAY_8 : cells == Composite24A ? TYPE_BGR_8 : TYPE_RGB_8;
     const cmsUInt32Number out = cells == Composite24A ? TYPE_BGR_8 : TYPE_RGB_8;
     auto state = std::make_unique<State>();
-    state->transform.reset(
-        cmsCreateTransform(from.get(), in, to.get(), out, INTENT_PERCEPTUAL, 0));
+    state->transform.reset(cmsCreateTransform(from.get(), in, to.get(), out, INTENT_PERCEPTUAL, 0));
     state->composite = composite;
     state->grey = grey;
     if (state->transform == nullptr) return nullptr;

@@ -14,7 +14,8 @@ class ColorProfile {
 public:
     /// @param profile  an ICC profile as found in a file, not trusted
     /// @param cells    8-bit cells (grey, or with a map) or 24-bit composite
-    /// @return null where there is nothing to do: no profile, a damaged one, one for something other
+    /// @return null where there is nothing to do: no profile, a damaged one, one for something
+    /// other
     ///         than such cells, or cells of another type
     [[nodiscard]] static std::unique_ptr<ColorProfile> Make(std::span<const std::byte> profile,
                                                             ZPF::RasterType cells);

@@ -170,13 +170,17 @@ private:
 };
 
 inline TextureDomain WholeDomain(int side) {
-    return {.width = side, .height = side, .rasterColumns = side, .rasterRows = side,
-            .x1 = side, .y1 = side};
+    return {.width = side,
+            .height = side,
+            .rasterColumns = side,
+            .rasterRows = side,
+            .x1 = side,
+            .y1 = side};
 }
 
 inline TileSourceFactory Tagged(const TextureDomain& domain, int finestLevel = 0) {
     return [domain, finestLevel](const ZPFObjectItem&, const TerrainModel&, int, TexturePixelFormat,
-                    std::unique_ptr<TileSource>& source) {
+                                 std::unique_ptr<TileSource>& source) {
         source = std::make_unique<TaggedTiles>(domain, finestLevel);
         return Status(StatusCode::Ok);
     };

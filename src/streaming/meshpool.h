@@ -9,9 +9,8 @@
 
 namespace tarnvale {
 
-/// Meshes that are filled and emptied over and over: their arrays keep their memory, so that after a
-/// while nothing is allocated any more. Owns all of them.
-/// Thread: the frame cycle's.
+/// Meshes that are filled and emptied over and over: their arrays keep their memory, so that after
+/// a while nothing is allocated any more. Owns all of them. Thread: the frame cycle's.
 class MeshPool {
 public:
     /// The free mesh that last had the fewest vertices (among equals the one released first), or a
@@ -34,8 +33,8 @@ public:
     void ReleaseAll() {
         for (RenderMesh* mesh : used_) {
             const std::uint32_t vertices = mesh->vertices.Count();
-            const auto place = std::ranges::lower_bound(free_, vertices, std::greater<>(),
-                                                        &Free::vertices);
+            const auto place =
+                std::ranges::lower_bound(free_, vertices, std::greater<>(), &Free::vertices);
             free_.insert(place, {vertices, mesh});
         }
         used_.clear();

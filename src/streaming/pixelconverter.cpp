@@ -82,11 +82,10 @@ Status PixelConverter::Open(ZPF::RasterType source, const ZPF::ColorMap* map,
             colours_[i] = Pack(255, i, i, i);
         } else {
             const COLOR& colour = (*map)[i];
-            colours_[i] =
-                Pack(static_cast<std::uint32_t>(255 - colour.Transparency()),
-                     static_cast<std::uint32_t>(colour.red >> 8),
-                     static_cast<std::uint32_t>(colour.green >> 8),
-                     static_cast<std::uint32_t>(colour.blue >> 8));
+            colours_[i] = Pack(static_cast<std::uint32_t>(255 - colour.Transparency()),
+                               static_cast<std::uint32_t>(colour.red >> 8),
+                               static_cast<std::uint32_t>(colour.green >> 8),
+                               static_cast<std::uint32_t>(colour.blue >> 8));
         }
     }
     return StatusCode::Ok;
@@ -105,15 +104,14 @@ void PixelConverter::Load(const std::byte* cells, std::size_t count, Argb* out) 
         case ZPF::RasterType::Composite16A:
             for (std::size_t i = 0; i < count; ++i) {
                 const std::uint32_t cell = Load16(cells + 2 * i);
-                out[i] = Pack(255, Widen5(cell >> 10 & 31), Widen5(cell >> 5 & 31),
-                              Widen5(cell & 31));
+                out[i] =
+                    Pack(255, Widen5(cell >> 10 & 31), Widen5(cell >> 5 & 31), Widen5(cell & 31));
             }
             break;
         case ZPF::RasterType::Composite16B:
             for (std::size_t i = 0; i < count; ++i) {
                 const std::uint32_t cell = Load16(cells + 2 * i);
-                out[i] =
-                    Pack(255, Widen5(cell >> 11), Widen6(cell >> 5 & 63), Widen5(cell & 31));
+                out[i] = Pack(255, Widen5(cell >> 11), Widen6(cell >> 5 & 63), Widen5(cell & 31));
             }
             break;
         default:

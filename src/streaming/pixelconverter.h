@@ -16,7 +16,8 @@ namespace tarnvale {
 class PixelConverter {
 public:
     /// @param map  colours of 8-bit cells; null: shades of grey
-    /// @return BadState for cells that aren't a picture (8-bit and composite types are) or an unknown
+    /// @return BadState for cells that aren't a picture (8-bit and composite types are) or an
+    /// unknown
     ///         target
     Status Open(ZPF::RasterType source, const ZPF::ColorMap* map, TexturePixelFormat target);
 

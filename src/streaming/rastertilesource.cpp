@@ -45,9 +45,9 @@ Status RasterTileSource::Open(const ZPFObjectItem& item, const TerrainModel& ter
         return _SetErrPosn(StatusCode::BadState,
                            "texture " + item.header.name + " has no georeference; build it anew");
     }
-    if (const Status fits = ComputeTextureDomain(terrain.Transform(), terrain.GetColumns(),
-                                                 terrain.GetRows(), place, system, header.columns,
-                                                 header.rows, domain_);
+    if (const Status fits =
+            ComputeTextureDomain(terrain.Transform(), terrain.GetColumns(), terrain.GetRows(),
+                                 place, system, header.columns, header.rows, domain_);
         !fits.Good()) {
         return fits;
     }
@@ -137,13 +137,14 @@ bool RasterTileSource::MakePlan(const TileEntry& tile, Plan& plan) const {
 }
 
 bool RasterTileSource::HasPixels(const TileEntry& tile) const {
-    // In pixels of full resolution: on a coarse level the raster's last few pixels may round to nothing, and a
-    // tile that is never wished for keeps all finer ones beneath it away.
+    // In pixels of full resolution: on a coarse level the raster's last few pixels may round to
+    // nothing, and a tile that is never wished for keeps all finer ones beneath it away.
     const auto span = static_cast<std::int64_t>(tile.Level().Span());
     const std::int64_t x = static_cast<std::int64_t>(tile.Column()) * span;
     const std::int64_t y = static_cast<std::int64_t>(tile.Row()) * span;
-    return x < std::int64_t{domain_.xOffset} + domain_.rasterColumns && x + span > domain_.xOffset &&
-           y < std::int64_t{domain_.yOffset} + domain_.rasterRows && y + span > domain_.yOffset;
+    return x < std::int64_t{domain_.xOffset} + domain_.rasterColumns &&
+           x + span > domain_.xOffset && y < std::int64_t{domain_.yOffset} + domain_.rasterRows &&
+           y + span > domain_.yOffset;
 }
 
 TileRead RasterTileSource::Read(const TileEntry& tile, std::span<std::byte> pixels) {
@@ -198,8 +199,8 @@ bool RasterTileSource::ReadPiece(const Plan& plan, const IntRect& piece,
     const auto stride = static_cast<std::size_t>(plan.stride);
     const auto across = static_cast<std::size_t>(width);
     for (int y = piece.y0; y < piece.y1; ++y) {
-        const std::size_t start = static_cast<std::size_t>(y - piece.y0) * stride *
-                                  static_cast<std::size_t>(columns);
+        const std::size_t start =
+            static_cast<std::size_t>(y - piece.y0) * stride * static_cast<std::size_t>(columns);
         std::byte* line = cells.data() + start * cellBytes;
         std::uint8_t* lineMask = mask.data() + start;
         for (std::size_t i = 1; stride > 1 && i < across; ++i) {
@@ -210,12 +211,12 @@ bool RasterTileSource::ReadPiece(const Plan& plan, const IntRect& piece,
         FinishMask(lineCells, {lineMask, across});
         if (profile_ != nullptr) profile_->Apply(lineCells);
         // Textures have their bottom row first.
-        const auto target = static_cast<std::size_t>(side_ - 1 - (y - plan.top)) *
-                                static_cast<std::size_t>(side_) +
-                            static_cast<std::size_t>(piece.x0 - plan.left);
-        converter_.Convert(lineCells, {lineMask, across},
-                           pixels.subspan(target * converter_.TargetBytes(),
-                                          across * converter_.TargetBytes()));
+        const auto target =
+            static_cast<std::size_t>(side_ - 1 - (y - plan.top)) * static_cast<std::size_t>(side_) +
+            static_cast<std::size_t>(piece.x0 - plan.left);
+        converter_.Convert(
+            lineCells, {lineMask, across},
+            pixels.subspan(target * converter_.TargetBytes(), across * converter_.TargetBytes()));
     }
     return true;
 }

@@ -43,10 +43,10 @@ private:
     /// How a tile is read: pixels of its level, and where they stand in the level they come from.
     struct Plan {
         Level* level = nullptr;
-        int stride = 1;            // pixels of `level` for one of the tile
+        int stride = 1;                // pixels of `level` for one of the tile
         int xRaster = 0, yRaster = 0;  // the raster's first pixel, in pixels of the tile's level
-        int left = 0, top = 0;     // the tile's first pixel
-        IntRect part;              // of the tile that the raster covers, far sides exclusive
+        int left = 0, top = 0;         // the tile's first pixel
+        IntRect part;                  // of the tile that the raster covers, far sides exclusive
     };
 
     Status OpenLevels(const ZPF::RASTERHANDLE& base);
@@ -55,7 +55,8 @@ private:
     /// @return false if the raster doesn't reach the tile at all
     [[nodiscard]] bool MakePlan(const TileEntry& tile, Plan& plan) const;
     /// Reads what lies in one stored tile. @return false if it can't be decoded
-    [[nodiscard]] bool ReadPiece(const Plan& plan, const IntRect& piece, std::span<std::byte> pixels);
+    [[nodiscard]] bool ReadPiece(const Plan& plan, const IntRect& piece,
+                                 std::span<std::byte> pixels);
     void FinishMask(std::span<const std::byte> cells, std::span<std::uint8_t> mask) const;
 
     ZPF::FILEHANDLE file_;

@@ -110,7 +110,8 @@ Bytes LinearProfile() {
 
 TEST(ColorProfile, BringsCellsAndMapsToSrgb) {
     const Bytes linear = LinearProfile();
-    // A fifth of full light, 0.2140 x 255 = 55, is half of full value in sRGB: 128. Red first or last.
+    // A fifth of full light, 0.2140 x 255 = 55, is half of full value in sRGB: 128. Red first or
+    // last.
     Bytes cells = AsBytes({55, 0, 255, 55, 55, 55});
     ColorProfile::Make(linear, RasterType::Composite24B)->Apply(cells);
     const std::array<int, 6> expected{128, 0, 255, 128, 128, 128};
@@ -148,8 +149,7 @@ struct Picture {
     [[nodiscard]] int Rows(std::size_t level) const { return ((spec.rows - 1) >> level) + 1; }
 };
 
-Picture MakePicture(RasterType type, int levels, bool masked, bool null, int xOffset,
-                    int yOffset) {
+Picture MakePicture(RasterType type, int levels, bool masked, bool null, int xOffset, int yOffset) {
     Picture picture;
     RasterSpec& spec = picture.spec;
     spec.name = "Land";
@@ -214,9 +214,9 @@ std::uint32_t Expected(const Picture& picture, std::size_t level, int x, int y) 
                           y >= (picture.yOffset + picture.spec.rows) >> level)) {
         return 0;
     }
-    const auto place = static_cast<std::size_t>(row) *
-                           static_cast<std::size_t>(picture.Columns(from)) +
-                       static_cast<std::size_t>(column);
+    const auto place =
+        static_cast<std::size_t>(row) * static_cast<std::size_t>(picture.Columns(from)) +
+        static_cast<std::size_t>(column);
     if (picture.spec.hasMask && picture.masks[from][place] == 0) return 0;
     const auto cell = [&](std::size_t i) {
         return std::to_integer<std::uint32_t>(picture.cells[from][i]);
@@ -253,7 +253,8 @@ ZPFObjectItem ItemOf(const FILEPATH& path) {
 std::uint32_t PixelAt(const Bytes& pixels, int x, int y) {
     std::uint32_t pixel = 0;
     // The buffer has the bottom row first.
-    const auto place = static_cast<std::size_t>(kSide - 1 - y) * kSide + static_cast<std::size_t>(x);
+    const auto place =
+        static_cast<std::size_t>(kSide - 1 - y) * kSide + static_cast<std::size_t>(x);
     std::memcpy(&pixel, &pixels[4 * place], sizeof pixel);
     return pixel;
 }
@@ -279,8 +280,8 @@ TEST(RasterTileSource, GivesEveryPixelOfEveryTile) {
             MakePicture(c.type, c.levels, c.masked, c.null, c.xOffset, c.yOffset);
         ASSERT_TRUE(Good(Write(picture, folder / "land.sim")));
         RasterTileSource source;
-        ASSERT_TRUE(Good(source.Open(ItemOf(folder / "land.sim"), Terrain(), kSide,
-                                     TexturePixelFormat::Bgra)));
+        ASSERT_TRUE(Good(
+            source.Open(ItemOf(folder / "land.sim"), Terrain(), kSide, TexturePixelFormat::Bgra)));
         EXPECT_EQ(source.Domain().width, kDomain);
         EXPECT_EQ(source.Domain().xOffset, c.xOffset);
         EXPECT_EQ(source.Domain().yOffset, c.yOffset);
@@ -308,10 +309,9 @@ TEST(RasterTileSource, GivesEveryPixelOfEveryTile) {
             const int x = static_cast<int>(tile.Column()) * span;
             const int y = static_cast<int>(tile.Row()) * span;
             const TextureDomain& domain = source.Domain();
-            EXPECT_EQ(source.HasPixels(tile), x < domain.xOffset + domain.rasterColumns &&
-                                                  x + span > domain.xOffset &&
-                                                  y < domain.yOffset + domain.rasterRows &&
-                                                  y + span > domain.yOffset);
+            EXPECT_EQ(source.HasPixels(tile),
+                      x < domain.xOffset + domain.rasterColumns && x + span > domain.xOffset &&
+                          y < domain.yOffset + domain.rasterRows && y + span > domain.yOffset);
             EXPECT_TRUE(!any || source.HasPixels(tile));
             filled += any ? 1 : 0;
         }

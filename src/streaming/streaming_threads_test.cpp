@@ -1,5 +1,5 @@
-// Seventeen models over four textures, as many loaders, opening, closing and flying at once. To be run
-// under ThreadSanitizer too.
+// Seventeen models over four textures, as many loaders, opening, closing and flying at once. To be
+// run under ThreadSanitizer too.
 
 #include <gtest/gtest.h>
 

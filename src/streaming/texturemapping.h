@@ -5,14 +5,15 @@
 
 namespace tarnvale {
 
-/// From world x, y to pixels of a texture's domain and back: the centre of grid cell 0 lies on pixel 0,
-/// the sample at the far end on r * (columns - 1), with r pixels to a cell. 32-bit coefficients, sums
-/// in double precision. A value.
+/// From world x, y to pixels of a texture's domain and back: the centre of grid cell 0 lies on
+/// pixel 0, the sample at the far end on r * (columns - 1), with r pixels to a cell. 32-bit
+/// coefficients, sums in double precision. A value.
 class TerrainTextureMapping {
 public:
     /// @param columns, rows   samples of the terrain; @param width, height  pixels of the domain
     /// @param cellWidth, cellHeight  world units
-    /// @return BadState unless the domain is the grid's cells times the same power of two, 1 or more,
+    /// @return BadState unless the domain is the grid's cells times the same power of two, 1 or
+    /// more,
     ///         on both sides, with both cell sizes above 0 and at least 2 pixels a side
     Status Make(int columns, int rows, float cellWidth, float cellHeight, int width, int height);
 

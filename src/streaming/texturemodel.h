@@ -18,10 +18,10 @@ namespace tarnvale {
 /// Figures of one texture for traces, statistics and tests.
 struct TextureFigures {
     std::uint32_t resident = 0, limit = 0, inFlight = 0;
-    std::uint32_t uploads = 0;        ///< in the last Service
+    std::uint32_t uploads = 0;  ///< in the last Service
     std::uint64_t uploadsEver = 0;
-    std::uint32_t wishes = 0;         ///< made in the last frame, several for one tile counted apart
-    std::uint64_t damagedTiles = 0;   ///< tiles that couldn't be decoded and stay blank
+    std::uint32_t wishes = 0;        ///< made in the last frame, several for one tile counted apart
+    std::uint64_t damagedTiles = 0;  ///< tiles that couldn't be decoded and stay blank
 };
 
 /// Which tile a mesh of a batch wears: level index (0 finest) and entry index; level -1 for none.
@@ -39,14 +39,17 @@ public:
 
     [[nodiscard]] virtual std::unique_ptr<TextureModel> CreateInstance() const = 0;
     /// @param terrain, graphics  on loan until Close
-    /// @return BadState for null graphics; 0 otherwise, also when the texture can't be used: the model
+    /// @return BadState for null graphics; 0 otherwise, also when the texture can't be used: the
+    /// model
     ///         then stays closed and the layer is plain
-    virtual Status Open(const ZPFObjectItem& item, const TerrainModel& terrain, GraphicsSystem* graphics) = 0;
+    virtual Status Open(const ZPFObjectItem& item, const TerrainModel& terrain,
+                        GraphicsSystem* graphics) = 0;
     virtual void Close() = 0;
     virtual void SetView(const RenderCamera& camera, int width, int height) = 0;
     /// Cuts a primitive into lists of triangles by tile. The batch is valid until the next call.
     [[nodiscard]] virtual const RenderMeshBatch& Prepare(const TerrainPrimitive& primitive) = 0;
-    /// Once after the terrain's Draw: takes at most what the loader has ready, asks for more, evicts.
+    /// Once after the terrain's Draw: takes at most what the loader has ready, asks for more,
+    /// evicts.
     virtual void Service() = 0;
 
     [[nodiscard]] virtual TextureFigures Figures() const = 0;
@@ -73,7 +76,8 @@ private:
     std::string name_;
 };
 
-/// The kinds of texture model, by index; "bandwidth_limited_resource" at 0. A value, filled at start.
+/// The kinds of texture model, by index; "bandwidth_limited_resource" at 0. A value, filled at
+/// start.
 class TextureModelRegistry {
 public:
     TextureModelRegistry();

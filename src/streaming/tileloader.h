@@ -53,16 +53,18 @@ public:
     /// @param failed     on loan until Close
     /// @return BadState without a source or for 0 bytes; NotBuilt if the thread can't be started
     Status Open(std::unique_ptr<TileSource> source, std::size_t tileBytes, FailedTiles& failed);
-    /// Ends the thread, after the tile that it reads just now; one that waits for its turn is dropped.
+    /// Ends the thread, after the tile that it reads just now; one that waits for its turn is
+    /// dropped.
     void Close();
 
     /// Where finished tiles go, on loan until Close. To be set before the first TryQueue.
     void SetHandoff(TileHandoff* handoff) noexcept { handoff_ = handoff; }
     /// Never waits for a read. @return false if the queue is full or the loader closed
     [[nodiscard]] bool TryQueue(TileEntry* tile);
-    /// Reads a tile, or finds it among the last ones decoded. For the frame cycle's thread only before
-    /// the first TryQueue.
-    /// @return its pixels, kept at least until the next call; empty if there is nothing to read or no
+    /// Reads a tile, or finds it among the last ones decoded. For the frame cycle's thread only
+    /// before the first TryQueue.
+    /// @return its pixels, kept at least until the next call; empty if there is nothing to read or
+    /// no
     ///         memory
     [[nodiscard]] std::span<const std::byte> LoadNow(TileEntry* tile);
 

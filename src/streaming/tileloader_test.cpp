@@ -14,8 +14,8 @@ namespace tarnvale {
 namespace {
 
 using namespace std::chrono_literals;
-using fake::TagIn;
 using fake::TaggedTiles;
+using fake::TagIn;
 using fake::TagOf;
 
 /// Tagged tiles that can be held back, or fail.
@@ -137,9 +137,9 @@ TEST_F(LoaderTest, ServesADecodedTileWithoutReadingIt) {
     EXPECT_EQ(source->reads, reads);
 }
 
-// Tile 1 is served again from the decoded ones and so stands twice in their order. When it is served
-// once more and waits in the slot, trimming meets its older place: were its buffer recycled there,
-// the next read would write into it before the model has taken it.
+// Tile 1 is served again from the decoded ones and so stands twice in their order. When it is
+// served once more and waits in the slot, trimming meets its older place: were its buffer recycled
+// there, the next read would write into it before the model has taken it.
 TEST_F(LoaderTest, NeverRecyclesTheBufferInTheSlot) {
     const auto serve = [&](std::uint32_t number) {
         ASSERT_TRUE(loader.TryQueue(Tile(number)));

@@ -58,7 +58,8 @@ Status TilePyramid::BuildPyramid(int width, int height, int log2Side) try {
     count_ = count;
     return StatusCode::Ok;
 } catch (const std::bad_alloc&) {
-    return _SetErrPosn(StatusCode::NoMemory, "no memory for the tile pyramid; close other programs");
+    return _SetErrPosn(StatusCode::NoMemory,
+                       "no memory for the tile pyramid; close other programs");
 }
 
 void TilePyramid::Clear() {
@@ -71,8 +72,7 @@ void TilePyramid::Clear() {
 TileEntry* TilePyramid::Parent(const TileEntry& tile) const noexcept {
     const TileLevel* coarser = tile.Level().Coarser();
     if (coarser == nullptr) return nullptr;
-    const std::uint32_t index =
-        ((tile.Row() >> 1) << coarser->Log2Across()) + (tile.Column() >> 1);
+    const std::uint32_t index = ((tile.Row() >> 1) << coarser->Log2Across()) + (tile.Column() >> 1);
     return &coarser->Entries()[index];
 }
 

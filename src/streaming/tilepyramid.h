@@ -84,8 +84,8 @@ class TilePyramid {
 public:
     /// Sides of a tile of 2^13 pixels or more don't exist.
     static constexpr int kLog2Sides = 13;
-    /// More levels would cost more memory for the grid alone than a landscape is worth: with tiles of
-    /// 512 pixels, a domain of a million pixels on a side fits.
+    /// More levels would cost more memory for the grid alone than a landscape is worth: with tiles
+    /// of 512 pixels, a domain of a million pixels on a side fits.
     static constexpr int kMostLevels = 12;
 
     TilePyramid() = default;

@@ -136,9 +136,9 @@ void TriangleChooser::MeasureBlock(const TriangleView& view, std::size_t start) 
         const float bx = b.x[i], by = b.y[i], bz = b.z[i];
         const float cx = c.x[i], cy = c.y[i], cz = c.z[i];
         const float gx = Third(ax, bx, cx), gy = Third(ay, by, cy), gz = Third(az, bz, cz);
-        const float reach = std::sqrt(Larger(Larger(SquaredSum(ax - gx, ay - gy, az - gz),
-                                               SquaredSum(bx - gx, by - gy, bz - gz)),
-                                        SquaredSum(cx - gx, cy - gy, cz - gz)));
+        const float reach = std::sqrt(Larger(
+            Larger(SquaredSum(ax - gx, ay - gy, az - gz), SquaredSum(bx - gx, by - gy, bz - gz)),
+            SquaredSum(cx - gx, cy - gy, cz - gz)));
         const float vx = from.eye.x - gx, vy = from.eye.y - gy, vz = from.eye.z - gz;
         const float distance = std::sqrt(SquaredSum(vx, vy, vz));
         const float ux = bx - ax, uy = by - ay, uz = bz - az;
@@ -147,17 +147,17 @@ void TriangleChooser::MeasureBlock(const TriangleView& view, std::size_t start) 
         const float ny = Minor(uz, ux, wz, wx);
         const float nz = Minor(ux, uy, wx, wy);
         const float area = std::sqrt(SquaredSum(nx, ny, nz));
-        const auto along = static_cast<float>(static_cast<double>(nx) * vx +
-                                              static_cast<double>(ny) * vy +
-                                              static_cast<double>(nz) * vz);
+        const auto along =
+            static_cast<float>(static_cast<double>(nx) * vx + static_cast<double>(ny) * vy +
+                               static_cast<double>(nz) * vz);
         const float cosine = along / area / distance;
         const float radius = std::abs(from.pixelsPerRadian / distance * cosine * reach);
 
         const float px = mapping.ToPixelX(gx), py = mapping.ToPixelY(gy);
         const float texels =
             std::sqrt(Larger(Larger(SquaredSum(a.pixelX[i] - px, a.pixelY[i] - py),
-                               SquaredSum(b.pixelX[i] - px, b.pixelY[i] - py)),
-                        SquaredSum(c.pixelX[i] - px, c.pixelY[i] - py)));
+                                    SquaredSum(b.pixelX[i] - px, b.pixelY[i] - py)),
+                             SquaredSum(c.pixelX[i] - px, c.pixelY[i] - py)));
         const float density = radius / texels;
         std::int32_t level = LevelOf(density);
         level = level > 0 ? level : 0;

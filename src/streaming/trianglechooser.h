@@ -56,8 +56,8 @@ public:
 
     // Results, by place in the run.
 
-    /// Index of the level wanted, 0 the finest; -1 where the triangle has no area or the eye lies on
-    /// its centre.
+    /// Index of the level wanted, 0 the finest; -1 where the triangle has no area or the eye lies
+    /// on its centre.
     [[nodiscard]] std::int32_t Level(std::uint32_t i) const noexcept { return level_[i]; }
     /// Domain pixel of the centre, held inside the domain.
     [[nodiscard]] std::int32_t X(std::uint32_t i) const noexcept { return x_[i]; }

@@ -26,16 +26,16 @@ TriangleChooser Chooser(int levels = 5, int pixelsPerCell = 4) {
 TEST(TerrainTextureMapping, PutsCellCentresOnPixels) {
     TerrainTextureMapping mapping;
     ASSERT_TRUE(mapping.Make(65, 33, 32, 16, 256, 128).Good());
-    EXPECT_EQ(mapping.ToPixelX(16), 0);            // the centre of the first cell
+    EXPECT_EQ(mapping.ToPixelX(16), 0);  // the centre of the first cell
     EXPECT_EQ(mapping.ToPixelY(-8), 0);
     EXPECT_EQ(mapping.ToPixelX(64.5F * 32), 256);  // the last sample
     EXPECT_EQ(mapping.ToPixelY(-32.5F * 16), 128);
     EXPECT_EQ(mapping.ToWorldX(4), 48);
     EXPECT_EQ(mapping.ToWorldY(4), -24);
     const std::tuple<const char*, int, int, float, float, int, int> refused[] = {
-        {"unlike powers", 65, 65, 1, 1, 256, 128},  {"no power", 65, 65, 1, 1, 192, 192},
+        {"unlike powers", 65, 65, 1, 1, 256, 128},       {"no power", 65, 65, 1, 1, 192, 192},
         {"coarser than the grid", 65, 65, 1, 1, 32, 32}, {"one column", 1, 65, 1, 1, 2, 64},
-        {"no cell size", 65, 65, 0, 1, 64, 64},     {"a pixel", 2, 2, 1, 1, 1, 1},
+        {"no cell size", 65, 65, 0, 1, 64, 64},          {"a pixel", 2, 2, 1, 1, 1, 1},
     };
     for (const auto& [what, columns, rows, cw, ch, width, height] : refused) {
         EXPECT_EQ(mapping.Make(columns, rows, cw, ch, width, height), StatusCode::BadState) << what;
@@ -43,10 +43,11 @@ TEST(TerrainTextureMapping, PutsCellCentresOnPixels) {
     }
 }
 
-// A triangle has 1/4 of its radius in texels to a unit of radius, so straight from above its density
-// is pixels per radian / distance / 4.
+// A triangle has 1/4 of its radius in texels to a unit of radius, so straight from above its
+// density is pixels per radian / distance / 4.
 TEST(TriangleChooser, WantsATexelToCoverAtLeastAPixel) {
-    const std::array<Vec3f, 3> triangle{Vec3f{9, -9, 0}, {12, -9, 0}, {9, -12, 0}};  // centre 10, -10
+    const std::array<Vec3f, 3> triangle{
+        Vec3f{9, -9, 0}, {12, -9, 0}, {9, -12, 0}};  // centre 10, -10
     const std::tuple<const char*, Vec3f, float, int> cases[] = {
         {"density 1.25", {10, -10, 200}, 1000, 0},
         {"density 0.83", {10, -10, 300}, 1000, 1},
@@ -109,9 +110,15 @@ TEST(TriangleChooser, CountsTriangles) {
 }
 
 using Vec = std::array<double, 3>;
-Vec To(Vec3f p) { return {p.x, p.y, p.z}; }
-Vec Minus(Vec a, Vec b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
-double Norm(Vec a) { return std::hypot(a[0], a[1], a[2]); }
+Vec To(Vec3f p) {
+    return {p.x, p.y, p.z};
+}
+Vec Minus(Vec a, Vec b) {
+    return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
+}
+double Norm(Vec a) {
+    return std::hypot(a[0], a[1], a[2]);
+}
 
 /// The density by plain geometry in double precision.
 double Density(const TriangleView& view, Vec a, Vec b, Vec c, double texelsPerUnit) {

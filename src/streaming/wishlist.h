@@ -15,9 +15,9 @@ struct Wish {
 };
 
 /// What a frame wishes for, thrown away with it: requests go by rising key, among equal keys the
-/// earliest wish first. However often a tile is wished for, it stands here once, with its best wish,
-/// since a later wish for a tile already asked for would be dropped anyway.
-/// Thread: the frame cycle's.
+/// earliest wish first. However often a tile is wished for, it stands here once, with its best
+/// wish, since a later wish for a tile already asked for would be dropped anyway. Thread: the frame
+/// cycle's.
 class WishList {
 public:
     /// Starts empty over a pyramid of so many tiles. May throw std::bad_alloc.

@@ -243,7 +243,8 @@ Status ElevationGrid::LoadRows(Loading& loading, Progress* progress) {
             }
             loading.GiveBack(std::move(reader));
         } catch (const std::bad_alloc&) {
-            loading.Fail(StatusCode::NoMemory);  // its words need memory: they are added by the caller
+            loading.Fail(
+                StatusCode::NoMemory);  // its words need memory: they are added by the caller
         }
     };
 

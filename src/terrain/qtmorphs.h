@@ -38,7 +38,8 @@ public:
     [[nodiscard]] float GetNorthAngle(float x, float y) const override;
     [[nodiscard]] const TerrainIntersector* GetIntersector() const override { return this; }
     [[nodiscard]] bool HasFeature(TerrainFeature feature) const override {
-        return feature == TerrainFeature::ElevationQueries || feature == TerrainFeature::Intersection;
+        return feature == TerrainFeature::ElevationQueries ||
+               feature == TerrainFeature::Intersection;
     }
     [[nodiscard]] bool Intersect(const Vec3d& a, const Vec3d& b, const COORDREFSYS& system,
                                  Vec3d& hit) const override;
