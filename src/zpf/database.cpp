@@ -18,6 +18,9 @@ constexpr int kBusyMilliseconds = 500;
 // machine operations and no more. Honest steps here take a few dozen.
 constexpr int kOperationsPerTick = 1000;
 constexpr int kTicksPerStep = 300;
+// Reading the schema takes a few operations for each table, but much time: some 8000 tables are
+// enough.
+constexpr int kTicksForSchema = 60;
 constexpr int kLongestValue = 16 << 20;  // bytes of a blob, a text or a row
 constexpr int kLongestSql = 200'000;     // bytes of one CREATE statement in the file's schema
 
@@ -198,7 +201,8 @@ Database::~Database() {
 }
 
 int Database::OnProgress(void* database) {
-    return ++static_cast<Database*>(database)->ticks_ > kTicksPerStep ? 1 : 0;
+    auto* self = static_cast<Database*>(database);
+    return ++self->ticks_ > (self->schemaIsRead_ ? kTicksPerStep : kTicksForSchema) ? 1 : 0;
 }
 
 Status Database::Connect(const FILEPATH& file, int flags) {
@@ -259,6 +263,7 @@ Status Database::Open(const FILEPATH& path, OpenMode mode, std::shared_ptr<Datab
         opened->writing_ ? "PRAGMA cell_size_check=ON; PRAGMA mmap_size=0"
                          : "PRAGMA cell_size_check=ON; PRAGMA mmap_size=0; PRAGMA query_only=ON";
     if (const Status set = opened->Execute(pragmas); !set.Good()) return set;
+    opened->schemaIsRead_ = true;  // the pragmas needed it
     database = std::move(opened);
     return StatusCode::Ok;
 }

@@ -139,6 +139,7 @@ private:
     FILEPATH path_;
     sqlite3* connection_ = nullptr;
     bool writing_ = false;
+    bool schemaIsRead_ = false;
     int ticks_ = 0;  // progress calls since the last step began
     std::vector<Kept> kept_;
     std::vector<ObjectRecord> objects_;
