@@ -12,9 +12,9 @@
 namespace tarnvale::demo {
 namespace {
 
-constexpr float kHighest = 2780.0F;  // metres, the highest summit
-constexpr float kWear = 1.0F / 22.0F;
-constexpr float kSteep = 0.75F;
+constexpr float kHighest = 2780.0F;    // metres, the highest summit
+constexpr float kWear = 1.0F / 22.0F;  // how fast rivers cut, against how fast land rises
+constexpr float kSteep = 0.75F;        // slope from which on ground wears clearly faster
 
 // area ^ 3/8: how a river's power to cut grows with the land it drains.
 float Power(float area) {
@@ -103,8 +103,8 @@ private:
     float side_ = 1;
 };
 
-// One resolution of the erosion, on the landscape and a margin around it (so that its border, which
-// no water leaves, stays out of sight).
+// One resolution of the erosion, on the landscape and a margin around it, so that the border, where
+// heights are given, stays out of sight.
 class Erosion {
 public:
     Erosion(const Plan& plan, int side, float cell, float origin, const Workers& workers)

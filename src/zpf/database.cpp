@@ -259,11 +259,14 @@ Status Database::Open(const FILEPATH& path, OpenMode mode, std::shared_ptr<Datab
     }
     if (const Status guarded = opened->Guard(); !guarded.Good()) return guarded;
     // No memory map: a file that another program cuts short would end the process with a bus error.
+    // The last statement makes SQLite read the schema.
     const char* pragmas =
-        opened->writing_ ? "PRAGMA cell_size_check=ON; PRAGMA mmap_size=0"
-                         : "PRAGMA cell_size_check=ON; PRAGMA mmap_size=0; PRAGMA query_only=ON";
+        opened->writing_
+            ? "PRAGMA cell_size_check=ON; PRAGMA mmap_size=0; SELECT 1 FROM sqlite_master LIMIT 1"
+            : "PRAGMA cell_size_check=ON; PRAGMA mmap_size=0; PRAGMA query_only=ON;"
+              " SELECT 1 FROM sqlite_master LIMIT 1";
     if (const Status set = opened->Execute(pragmas); !set.Good()) return set;
-    opened->schemaIsRead_ = true;  // the pragmas needed it
+    opened->schemaIsRead_ = true;
     database = std::move(opened);
     return StatusCode::Ok;
 }

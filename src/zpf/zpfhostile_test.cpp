@@ -1,6 +1,7 @@
 #include <turbojpeg.h>
 
 #include <chrono>
+#include <ctime>
 
 #include "zpf/codecs.h"
 #include "zpf/sample_for_test.h"
@@ -157,6 +158,23 @@ TEST(Hostile, OddSchemasAreRefused) {
         EXPECT_EQ(status.Code(), code)
             << what << ": " << (status.Good() ? "" : GetErrPosn().detail);
     }
+}
+
+// Each table costs time before the first of them can be looked at.
+TEST(Hostile, EndlessTablesAreGivenUpSoon) {
+    const ScratchFolder folder;
+    const FILEPATH path = folder / "many.sim";
+    ASSERT_TRUE(Good(WriteLandscape(path)));
+    RunSql(path,
+           "PRAGMA writable_schema = ON;"
+           "WITH RECURSIVE n(i) AS (VALUES (0) UNION ALL SELECT i + 1 FROM n LIMIT 60000)"
+           " INSERT INTO sqlite_master SELECT 'table', 't' || i, 't' || i, (SELECT rootpage FROM "
+           "sqlite_master"
+           " WHERE name = 'zpf_text'), 'CREATE TABLE t' || i || ' (a)' FROM n");
+    FILEHANDLE file;
+    const std::clock_t begin = std::clock();
+    EXPECT_EQ(file.Open(path, OpenMode::Read).Code(), StatusCode::FileDamaged);
+    EXPECT_LT(static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC, 1.0);
 }
 
 TEST(Hostile, HeadersThatCantBeAreDamage) {
