@@ -39,8 +39,8 @@ public:
         }
         interval_ = total / 65535 + 1;
         if (progress_ != nullptr) {
-            progress_->Begin(TEXTRES::Text("preparing_terrain"),
-                             static_cast<double>(total / interval_), 1.0);
+            const std::uint64_t pulses = total / interval_;
+            progress_->Begin(TEXTRES::Text("preparing_terrain"), static_cast<double>(pulses), 1.0);
         }
     }
     ~SamplePulse() {

@@ -193,7 +193,7 @@ void NodeMesher::MorphCorners(const NodePlan& node, double exactPart, double lin
     for (const std::size_t corner : kOrder) {
         const int x = node.x0 + kRight[corner] * side;
         const int y = node.y0 + kDown[corner] * side;
-        float& own = heights_[static_cast<std::size_t>(2 * kDown[corner] + kRight[corner])];
+        float& own = heights_.data()[2 * kDown[corner] + kRight[corner]];
         float& shared = borders_.Crossing(x, y);
         const bool alongX = kRight[corner] != kRight[quadrant];
         const bool alongY = kDown[corner] != kDown[quadrant];

@@ -374,6 +374,9 @@ Status Database::Failure(std::string_view doing) const {
             return Fault(
                 StatusCode::FileDamaged,
                 fmt::format("{}: {}; {}", doing, sqlite3_errmsg(connection_), kCureDamaged));
+        case SQLITE_INTERRUPT:
+            return Fault(StatusCode::FileDamaged,
+                         fmt::format("{}: goes on without end; {}", doing, kCureDamaged));
         case SQLITE_MISUSE:
         case SQLITE_INTERNAL:
             return Fault(StatusCode::BadState,
