@@ -130,7 +130,7 @@ Flight& TheFlight() {
 void BM_ErrorTables(benchmark::State& state) {
     const ElevationGrid grid = MakeGrid();
     QuadtreeHierarchy hierarchy;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         if (!hierarchy.Build(kSide, kSide).Good() ||
             !FillErrorTables(grid, hierarchy, nullptr).Good()) {
             state.SkipWithError("not filled");
@@ -145,7 +145,7 @@ void BM_Select(benchmark::State& state) {
     Flight& flight = TheFlight();
     int frame = 0;
     std::int64_t nodes = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         if (!flight.Update(frame++)) state.SkipWithError("not selected");
         nodes += static_cast<std::int64_t>(flight.Terrain().Selection().size());
     }
@@ -159,7 +159,7 @@ void BM_MorphAndEmit(benchmark::State& state) {
     Flight& flight = TheFlight();
     CountingSink sink;
     int frame = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         state.PauseTiming();
         if (!flight.Update(frame++)) state.SkipWithError("not selected");
         state.ResumeTiming();

@@ -145,12 +145,12 @@ Stored ReadRaster(const fs::path& path, const std::string& name, int level = 0) 
     return stored;
 }
 
-Outcome Build(std::vector<std::string> arguments, const RunOptions& options = {}) {
+Outcome Build(const std::vector<std::string>& arguments, const RunOptions& options = {}) {
     return RunTool("tarnvale-build", arguments, options);
 }
 
-void BuildWell(std::vector<std::string> arguments) {
-    const Outcome outcome = Build(std::move(arguments));
+void BuildWell(const std::vector<std::string>& arguments) {
+    const Outcome outcome = Build(arguments);
     ASSERT_EQ(outcome.exitStatus, 0) << outcome.err << outcome.out;
     ASSERT_EQ(outcome.err, "");
 }
@@ -793,7 +793,7 @@ TEST(Info, RefusesWhatIsNoLandscapeInOneLine) {
     std::ifstream in(out, std::ios::binary);
     const std::string whole{std::istreambuf_iterator<char>(in), {}};
     std::ofstream(folder / "half.sim", std::ios::binary) << whole.substr(0, whole.size() / 2);
-    std::ofstream(folder / "empty.sim", std::ios::binary);
+    std::ofstream(folder / "empty.sim", std::ios::binary) << "";
     std::string flipped = whole;
     for (std::size_t i = 100; i < flipped.size(); i += 97)
         flipped[i] = static_cast<char>(~flipped[i]);

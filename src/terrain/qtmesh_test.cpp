@@ -85,7 +85,7 @@ public:
 
 private:
     [[nodiscard]] float& HeightAt(const Place& place) {
-        return heights_.at(static_cast<std::size_t>(place.first * kMost + place.second));
+        return heights_.at(testing::SampleAt(place.second, place.first, kMost));
     }
     void AddTriangle(const QuadtreeMorphTerrain& terrain, const CapturingSink::Triangle& triangle) {
         std::array<Place, 3> places;
@@ -230,7 +230,7 @@ TEST_F(Mesh, MorphFollowsTheTriangulation) {
     samples.cellWidth = samples.cellHeight = 100.0F;
     samples.values.assign(81, 0);
     const auto set = [&samples](int x, int y, int value) {
-        samples.values[static_cast<std::size_t>(9 * y + x)] = static_cast<std::int16_t>(value);
+        samples.values[testing::SampleAt(x, y, 9)] = static_cast<std::int16_t>(value);
     };
     set(1, 1, 100);
     set(0, 2, 40);
@@ -270,7 +270,7 @@ TEST_F(Mesh, MorphFollowsTheTriangulation) {
 
 /// Heights of the displayed surface at fixed places, half a spacing in; nan where nothing is drawn.
 std::vector<float> Probe(const CapturingSink& sink, float spacing, int across) {
-    std::vector<float> heights(static_cast<std::size_t>(across * across), std::nanf(""));
+    std::vector<float> heights(testing::SampleAt(0, across, across), std::nanf(""));
     for (const auto& [a, b, c] : sink.triangles) {
         const double area =
             static_cast<double>((b.x - a.x) * (c.y - a.y) - (c.x - a.x) * (b.y - a.y));
@@ -295,7 +295,7 @@ std::vector<float> Probe(const CapturingSink& sink, float spacing, int across) {
                     (y * static_cast<double>(b.x - a.x) - x * static_cast<double>(b.y - a.y)) /
                     area;
                 if (u < -1e-6 || v < -1e-6 || u + v > 1 + 1e-6) continue;
-                heights[static_cast<std::size_t>(j * across + i)] =
+                heights[testing::SampleAt(i, j, across)] =
                     a.z + static_cast<float>(u) * (b.z - a.z) + static_cast<float>(v) * (c.z - a.z);
             }
         }

@@ -20,7 +20,7 @@ ElevationSamples Flat(int columns, int rows, std::int16_t elevation) {
     ElevationSamples samples;
     samples.columns = columns;
     samples.rows = rows;
-    samples.values.assign(static_cast<std::size_t>(columns * rows), elevation);
+    samples.values.assign(testing::SampleAt(0, rows, columns), elevation);
     samples.cellWidth = samples.cellHeight = 10.0F;
     return samples;
 }
@@ -139,8 +139,7 @@ TEST_F(Terrain, NodesWithoutAnySampleAreLeftOut) {
     ElevationSamples samples = Flat(65, 65, 7);
     samples.nullValue = testing::kNull;
     for (int y = 0; y <= 16; ++y) {
-        for (int x = 0; x <= 16; ++x)
-            samples.values[static_cast<std::size_t>(65 * y + x)] = testing::kNull;
+        for (int x = 0; x <= 16; ++x) samples.values[testing::SampleAt(x, y, 65)] = testing::kNull;
     }
     ASSERT_TRUE(testing::OpenOn(terrain_, samples));
     const Viewer far = {.eye = {320, 90000, 5}, .lookAt = {320, -320, 0}};

@@ -85,10 +85,9 @@ struct Expected {
             float highest = std::numeric_limits<float>::lowest();
             for (int y = square.y0; y <= square.y1; y += 1 << k) {
                 for (int x = square.x0; x <= square.x1; x += 1 << k) {
-                    const std::int16_t value =
-                        samples.values[static_cast<std::size_t>(std::min(y, samples.rows - 1)) *
-                                           samples.columns +
-                                       std::min(x, samples.columns - 1)];
+                    const std::int16_t value = samples.values[testing::SampleAt(
+                        std::min(x, samples.columns - 1), std::min(y, samples.rows - 1),
+                        samples.columns)];
                     if (samples.nullValue == value) continue;
                     highest = std::max(highest, static_cast<float>(value));
                     if (k == 0) minimum = std::min(minimum, static_cast<float>(value));

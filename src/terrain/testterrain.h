@@ -26,22 +26,28 @@ struct LandscapeSpec {
 
 constexpr std::int16_t kNull = -9999;
 
+/// Place of a sample in a row-major grid.
+inline std::size_t SampleAt(int x, int y, int columns) {
+    return static_cast<std::size_t>(y) * static_cast<std::size_t>(columns) +
+           static_cast<std::size_t>(x);
+}
+
 /// Sums of smooth random forms of sides 64, 32, ... 1.
 inline ElevationSamples MakeLandscape(const LandscapeSpec& spec) {
     std::mt19937 random(spec.seed);
     std::uniform_real_distribution<float> unit(-1.0F, 1.0F);
-    std::vector<float> heights(static_cast<std::size_t>(spec.columns * spec.rows));
+    std::vector<float> heights(SampleAt(0, spec.rows, spec.columns));
     float relief = spec.relief;
     for (int side = 64; side >= 1; side /= 2, relief *= spec.rough) {
         const int across = spec.columns / side + 2;
-        std::vector<float> knots(static_cast<std::size_t>(across * (spec.rows / side + 2)));
+        std::vector<float> knots(SampleAt(0, spec.rows / side + 2, across));
         for (float& knot : knots) knot = unit(random) * relief;
         for (int y = 0; y < spec.rows; ++y) {
             for (int x = 0; x < spec.columns; ++x) {
                 const float fx = static_cast<float>(x % side) / static_cast<float>(side);
                 const float fy = static_cast<float>(y % side) / static_cast<float>(side);
-                const float* knot = &knots[static_cast<std::size_t>(y / side * across + x / side)];
-                heights[static_cast<std::size_t>(y * spec.columns + x)] +=
+                const float* knot = &knots[SampleAt(x / side, y / side, across)];
+                heights[SampleAt(x, y, spec.columns)] +=
                     (knot[0] * (1 - fx) + knot[1] * fx) * (1 - fy) +
                     (knot[across] * (1 - fx) + knot[across + 1] * fx) * fy;
             }
