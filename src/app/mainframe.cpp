@@ -19,14 +19,16 @@
 #include <string>
 #include <vector>
 
+#include "app/apptext.h"
 #include "app/tarnvaleview.h"
+#include "app/windowplacement.h"
 #include "base/inistore.h"
-#include "base/textres.h"
 
 namespace tarnvale {
 
 namespace {
 
+constexpr const char* kPlacement = "MainWinPlacement";
 constexpr int kEventInterval = 100;  // milliseconds between two rounds of events while a file opens
 
 std::string RecentKey(int i) {
@@ -59,10 +61,6 @@ QString DraggedFile(const QMimeData* data) {
 }
 
 }  // namespace
-
-QString TextOf(const char* key) {
-    return QString::fromStdString(TEXTRES::Text(key));
-}
 
 StatusProgress::StatusProgress(QMainWindow* frame)
     : QObject(frame),
@@ -137,7 +135,7 @@ CMainFrame::CMainFrame(CTarnvaleView* view)
     lock_->hide();
     ShowLookDirection(0);
     BuildMenus();
-    RestorePlacement();
+    Place();
 }
 
 void CMainFrame::BuildMenus() {
@@ -264,7 +262,7 @@ void CMainFrame::closeEvent(QCloseEvent* event) {
         event->ignore();
         return;
     }
-    SavePlacement();
+    SavePlacement(*this, kPlacement);
     event->accept();
     emit Closed();
 }
@@ -294,16 +292,8 @@ void CMainFrame::changeEvent(QEvent* event) {
     QMainWindow::changeEvent(event);
 }
 
-void CMainFrame::SavePlacement() const {
-    _iniWrite("MainWinPlacement", saveGeometry().toBase64().toStdString());
-}
-
-void CMainFrame::RestorePlacement() {
-    std::string placement;
-    if (_iniRead("MainWinPlacement", placement) &&
-        restoreGeometry(QByteArray::fromBase64(QByteArray::fromStdString(placement)))) {
-        return;
-    }
+void CMainFrame::Place() {
+    if (RestorePlacement(*this, kPlacement)) return;
     const QSize room = QGuiApplication::primaryScreen()->availableSize();
     resize(std::min(1280, room.width()), std::min(800, room.height()));
 }

@@ -83,8 +83,7 @@ protected:
 private:
     void BuildMenus();
     void ShowRecentFiles();
-    void RestorePlacement();
-    void SavePlacement() const;
+    void Place();
 
     CTarnvaleView* view_;
     QWidget* viewContainer_;
@@ -97,8 +96,5 @@ private:
     bool commandsOn_ = true;
     bool closeWanted_ = false;  // asked for while commands were off
 };
-
-/// Text of a key for Qt.
-[[nodiscard]] QString TextOf(const char* key);
 
 }  // namespace tarnvale

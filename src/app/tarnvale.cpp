@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "app/apptext.h"
 #include "app/mainframe.h"
 #include "app/tarnvaleview.h"
 #include "base/inistore.h"

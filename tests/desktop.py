@@ -1,0 +1,124 @@
+"""The real program under a virtual display of its own: start it, send keys and mouse, look at pictures."""
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+import time
+
+
+def check(condition, what):
+    if not condition:
+        raise SystemExit(f"FAILED: {what}")
+    print(f"ok: {what}", flush=True)
+
+
+def wait_for(question, seconds, what):
+    end = time.time() + seconds
+    while time.time() < end:
+        answer = question()
+        if answer:
+            return answer
+        time.sleep(0.1)
+    raise SystemExit(f"FAILED: waited {seconds} s for {what}")
+
+
+class Desktop:
+    """An X server with a window manager, and the programs started on it. A context manager: leaving it ends all."""
+
+    def __init__(self, bin_dir, work, size="1280x900", **environment):
+        self.bin, self.work = pathlib.Path(bin_dir), pathlib.Path(work)
+        shutil.rmtree(self.work, ignore_errors=True)
+        self.work.mkdir(parents=True)
+        self.ini = self.work / "tarnvale.ini"
+        display_read, display_write = os.pipe()
+        self.server = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(display_write), "-screen", "0", f"{size}x24", "-nolisten", "tcp"],
+            pass_fds=[display_write], stderr=subprocess.DEVNULL)
+        display = ":" + os.read(display_read, 16).decode().strip()
+        self.environment = dict(os.environ, DISPLAY=display, QT_QPA_PLATFORM="xcb", LIBGL_ALWAYS_SOFTWARE="1",
+                                TARNVALE_INI=str(self.ini), LC_ALL="C.UTF-8", QT_SCALE_FACTOR="1", **environment)
+        self.environment.pop("WAYLAND_DISPLAY", None)
+        self.manager = subprocess.Popen(["openbox"], env=self.environment, stdout=subprocess.DEVNULL,
+                                        stderr=subprocess.DEVNULL)
+        self.started = []
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        for one in self.started:
+            if one.poll() is None:
+                one.kill()
+        self.manager.kill()
+        self.server.kill()
+
+    def demo(self, name="my land.sim", size=257, texture=1024):
+        """A small landscape; the blank in its name must survive every road."""
+        landscape = self.work / name
+        subprocess.run([self.bin / "tarnvale-build", "-q", "--demo", "--size", str(size), "--texture-size",
+                        str(texture), landscape], check=True)
+        return landscape
+
+    def start(self, *arguments, **environment):
+        log = open(self.work / "program.log", "a")
+        program = subprocess.Popen([self.bin / "tarnvale", *map(str, arguments)],
+                                   env=dict(self.environment, **environment), stderr=log)
+        self.started.append(program)
+        return program
+
+    def xdotool(self, *arguments):
+        return subprocess.run(["xdotool", *map(str, arguments)], env=self.environment, text=True,
+                              capture_output=True).stdout.strip()
+
+    def key(self, *keys, pause=0.3):
+        for key in keys:
+            self.xdotool("key", key)
+            time.sleep(pause)
+
+    def window(self, title):
+        """The visible window whose title matches exactly (a regular expression)."""
+        found = self.xdotool("search", "--onlyvisible", "--name", f"^{title}$").split()
+        return found[-1] if found else None
+
+    def windows(self, program):
+        return self.xdotool("search", "--onlyvisible", "--pid", program.pid).split()
+
+    def focus(self, title, seconds=30):
+        found = wait_for(lambda: self.window(title), seconds, f"the window {title}")
+        self.xdotool("windowfocus", "--sync", found)
+        return found
+
+    def picture(self, name):
+        file = self.work / f"{name}.png"
+        subprocess.run(["import", "-window", "root", file], env=self.environment, check=True)
+        return file
+
+    def end(self, program):
+        self.xdotool("search", "--onlyvisible", "--pid", program.pid, "windowclose")
+        if program.poll() is None:
+            program.send_signal(signal.SIGTERM)
+        program.wait(20)
+
+
+MIDDLE = "900x500+150+200"
+
+
+def colours(file, crop=MIDDLE):
+    """Number of different colours in a part of a picture."""
+    answer = subprocess.run(["convert", file, "-crop", crop, "-unique-colors", "-format", "%w", "info:"],
+                            capture_output=True, text=True, check=True)
+    return int(answer.stdout.split()[0])
+
+
+def difference(first, second, crop=MIDDLE):
+    """Mean difference of a part of two pictures, 0 to 1."""
+    answer = subprocess.run(["convert", first, second, "-crop", crop, "+repage", "-compose", "difference", "-composite",
+                             "-colorspace", "gray", "-format", "%[fx:mean]", "info:"],
+                            capture_output=True, text=True, check=True)
+    return float(answer.stdout)
+
+
+def processor_seconds(program):
+    fields = pathlib.Path(f"/proc/{program.pid}/stat").read_text().rsplit(")", 1)[1].split()
+    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
