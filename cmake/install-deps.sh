@@ -7,9 +7,9 @@ build=(g++ cmake ninja-build ccache pkg-config git ca-certificates
   qt6-base-dev libgl-dev libegl-dev libglu1-mesa-dev libgl1-mesa-dri
   libsqlite3-dev libturbojpeg0-dev libpng-dev zlib1g-dev libproj-dev proj-data liblcms2-dev
   libfmt-dev libgdal-dev libcli11-dev nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev)
-run=(libqt6svg6 qt6-wayland)
+run=(libqt6svg6 qt6-wayland qt6-translations-l10n)
 check=(gdal-bin python3-gdal python3-numpy sqlite3 xvfb xdotool x11-utils openbox imagemagick clang libclang-rt-14-dev
-  clang-format clang-tidy desktop-file-utils file dpkg-dev jq)
+  clang-format clang-tidy desktop-file-utils appstream shared-mime-info libxml2-utils file dpkg-dev jq)
 
 case "${1:-run}" in
   run) wanted=("${build[@]}" "${run[@]}") ;;

@@ -62,7 +62,7 @@ class Desktop:
 
     def start(self, *arguments, **environment):
         log = open(self.work / "program.log", "a")
-        program = subprocess.Popen([self.bin / "tarnvale", *map(str, arguments)],
+        program = subprocess.Popen([self.bin / "tarnvale", "--no-splash", *map(str, arguments)],
                                    env=dict(self.environment, **environment), stderr=log)
         self.started.append(program)
         return program

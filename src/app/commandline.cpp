@@ -45,6 +45,18 @@ std::array<double, Count> Numbers(std::string_view text) {
 
 }  // namespace
 
+ProgramFlags TakeFlags(std::vector<std::string_view>& arguments) {
+    ProgramFlags flags;
+    std::erase_if(arguments, [&flags](std::string_view argument) {
+        if (argument == "--help" || argument == "-h") return flags.help = true;
+        if (argument == "--version") return flags.version = true;
+        if (argument != "--no-splash") return false;
+        flags.splash = false;
+        return true;
+    });
+    return flags;
+}
+
 std::string JoinCommandLine(std::span<const std::string_view> arguments) {
     // The file comes last in a raw line, wherever it stood among the arguments.
     std::string keys, files;

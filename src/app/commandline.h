@@ -4,6 +4,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/types.h"
 
@@ -18,6 +19,15 @@ struct CommandLineView {
     double rate = 0;                    ///< degrees a second
     int type = 0;  ///< 0 orbit about the point, 1 turn at the point, else still
 };
+
+/// Arguments that are about the start itself and no part of the line below.
+struct ProgramFlags {
+    bool help = false, version = false;
+    bool splash = true;
+};
+
+/// Takes `--help`, `-h`, `--version` and `--no-splash` out of the arguments.
+[[nodiscard]] ProgramFlags TakeFlags(std::vector<std::string_view>& arguments);
 
 /// Puts the raw line together again from what a shell has taken apart: the argument that is none of
 /// our `Key=value` stands in double quotes.

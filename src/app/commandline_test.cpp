@@ -31,6 +31,15 @@ TEST(CommandLine, AShellsArgumentsNameTheFileWhateverItIsCalled) {
     for (const auto& [arguments, wanted] : cases) EXPECT_EQ(std::get<1>(Parse(arguments)), wanted);
 }
 
+TEST(CommandLine, FlagsOfTheStartAreNoFile) {
+    std::vector<std::string_view> arguments{"--no-splash", "Type=1", "--version", "-v.sim"};
+    const ProgramFlags flags = TakeFlags(arguments);
+    EXPECT_FALSE(flags.splash);
+    EXPECT_TRUE(flags.version);
+    EXPECT_FALSE(flags.help);
+    EXPECT_EQ(arguments, (std::vector<std::string_view>{"Type=1", "-v.sim"}));
+}
+
 TEST(CommandLine, ARawLineWithoutQuotesIsAFileName) {
     FILEPATH file;
     (void)ParseCommandLine("some where.sim", file);

@@ -1,7 +1,26 @@
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "app/commandline.h"
 #include "app/tarnvale.h"
+#include "base/textres.h"
 
 int main(int argc, char** argv) {
-    tarnvale::CTarnvaleApp app(argc, argv);
+    using namespace tarnvale;
+    // What needs no window is answered where there may be none.
+    std::vector<std::string_view> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+    const ProgramFlags flags = TakeFlags(arguments);
+    if (flags.help || flags.version) {
+        const std::string text =
+            flags.version ? "Tarnvale " TARNVALE_VERSION : TEXTRES::Text("usage");
+        return std::puts(text.c_str()) < 0 ? 1 : 0;
+    }
+
+    CTarnvaleApp app(argc, argv);
     const bool started = app.InitInstance();
     const int code = started ? app.Run() : 1;
     app.ExitInstance();

@@ -1,35 +1,39 @@
 #include "app/mainframe.h"
 
+#include <QAction>
+#include <QActionGroup>
 #include <QApplication>
 #include <QCloseEvent>
-#include <QDateTime>
 #include <QDropEvent>
+#include <QFile>
 #include <QFileInfo>
+#include <QIcon>
 #include <QKeyEvent>
 #include <QLabel>
-#include <QMenu>
 #include <QMenuBar>
 #include <QMimeData>
-#include <QProgressBar>
+#include <QPainter>
 #include <QScreen>
 #include <QStatusBar>
-#include <QToolButton>
+#include <QToolBar>
 #include <QUrl>
 #include <algorithm>
 #include <string>
 #include <vector>
 
 #include "app/apptext.h"
+#include "app/mainmenu.h"
+#include "app/statusprogress.h"
 #include "app/tarnvaleview.h"
 #include "app/windowplacement.h"
 #include "base/inistore.h"
+#include "base/textres.h"
 
 namespace tarnvale {
 
 namespace {
 
 constexpr const char* kPlacement = "MainWinPlacement";
-constexpr int kEventInterval = 100;  // milliseconds between two rounds of events while a file opens
 
 std::string RecentKey(int i) {
     return "RecentFile" + std::to_string(i + 1);
@@ -37,7 +41,7 @@ std::string RecentKey(int i) {
 
 std::vector<std::string> ReadRecentFiles() {
     std::vector<std::string> files;
-    for (int i = 0; i < CMainFrame::kRecentFiles; ++i) {
+    for (int i = 0; i < static_cast<int>(MainMenu::kRecentFiles); ++i) {
         std::string file;
         if (_iniRead(RecentKey(i).c_str(), file) && !file.empty()) files.push_back(std::move(file));
     }
@@ -45,7 +49,7 @@ std::vector<std::string> ReadRecentFiles() {
 }
 
 void WriteRecentFiles(const std::vector<std::string>& files) {
-    for (std::size_t i = 0; i < CMainFrame::kRecentFiles; ++i) {
+    for (std::size_t i = 0; i < MainMenu::kRecentFiles; ++i) {
         const std::string file = i < files.size() ? files[i] : std::string();
         std::string stored;
         const std::string key = RecentKey(static_cast<int>(i));
@@ -62,148 +66,110 @@ QString DraggedFile(const QMimeData* data) {
 
 }  // namespace
 
-StatusProgress::StatusProgress(QMainWindow* frame)
-    : QObject(frame),
-      frame_(frame),
-      label_(new QLabel(frame)),
-      bar_(new QProgressBar(frame)),
-      cancel_(new QToolButton(frame)) {
-    bar_->setMaximumWidth(200);
-    bar_->setAccessibleName(TextOf("progress"));
-    cancel_->setText(TextOf("cancel"));
-    connect(cancel_, &QToolButton::clicked, this, [this] { cancelled_ = true; });
-    for (QWidget* const widget : {static_cast<QWidget*>(label_), static_cast<QWidget*>(bar_),
-                                  static_cast<QWidget*>(cancel_)}) {
-        frame->statusBar()->addWidget(widget);
-        widget->hide();
-    }
-}
-
-void StatusProgress::Begin(std::string_view text, double endValue, double step) {
-    value_ = 0;
-    end_ = std::max(endValue, 1e-9);
-    step_ = step;
-    label_->setText(QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
-    bar_->setRange(0, 1000);
-    bar_->setValue(0);
-    label_->show();
-    bar_->show();
-    cancel_->show();
-    if (!running_) qApp->installEventFilter(this);
-    running_ = true;
-}
-
-void StatusProgress::Pulse() {
-    value_ += step_;
-    const qint64 now = QDateTime::currentMSecsSinceEpoch();
-    if (now - lastEvents_ < kEventInterval) return;
-    lastEvents_ = now;
-    bar_->setValue(static_cast<int>(std::clamp(value_ / end_, 0.0, 1.0) * 1000));
-    QCoreApplication::processEvents();
-}
-
-void StatusProgress::End() {
-    if (running_) qApp->removeEventFilter(this);
-    running_ = false;
-    label_->hide();
-    bar_->hide();
-    cancel_->hide();
-}
-
-bool StatusProgress::eventFilter(QObject* watched, QEvent* event) {
-    if (event->type() == QEvent::KeyPress &&
-        static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape) {
-        cancelled_ = true;
-        return true;
-    }
-    return QObject::eventFilter(watched, event);
-}
-
 CMainFrame::CMainFrame(CTarnvaleView* view)
     : view_(view),
       viewContainer_(QWidget::createWindowContainer(view, this)),
+      menu_(new MainMenu(this)),
       progress_(new StatusProgress(this)),
       look_(new QLabel(this)),
       lock_(new QLabel(TextOf("altitude_lock"), this)) {
     setWindowTitle(QStringLiteral("Tarnvale"));
     viewContainer_->setFocusPolicy(Qt::StrongFocus);
     viewContainer_->setMinimumSize(160, 120);
+    viewContainer_->setAccessibleName(TextOf("main_view"));
     setCentralWidget(viewContainer_);
     setAcceptDrops(true);
+    look_->setObjectName(QStringLiteral("LookDirection"));
+    look_->setAccessibleName(TextOf("look_direction"));
+    lock_->setObjectName(QStringLiteral("AltitudeLock"));
     statusBar()->addPermanentWidget(look_);
     statusBar()->addPermanentWidget(lock_);
     lock_->hide();
     ShowLookDirection(0);
-    BuildMenus();
+    BuildTools();
+    (void)_iniRead("ShowStatusBar", statusBarWanted_);
+    statusBar()->setVisible(statusBarWanted_);
+    EnableLandscapeCommands(false);
+    ShowRecentFiles();
     Place();
 }
 
-void CMainFrame::BuildMenus() {
-    QMenu* const file = menuBar()->addMenu(TextOf("file"));
-    QAction* const open = file->addAction(TextOf("open_"));
-    open->setObjectName(QStringLiteral("FileOpen"));
-    open->setShortcut(QKeySequence::Open);
-    connect(open, &QAction::triggered, this, &CMainFrame::OpenDialogWanted);
-    file->addSeparator();
-    for (int i = 0; i < kRecentFiles; ++i) {
-        QAction* const action = file->addAction(QString());
-        action->setObjectName(QStringLiteral("RecentFile%1").arg(i + 1));
+void CMainFrame::BuildTools() {
+    struct Tool {
+        Command command;
+        const char *name, *key, *icon;
+        bool exists;
+    };
+    static constexpr std::array<Tool, kTools> kAll{{
+        {Command::ToolViewpoint, "ToolViewpoint", "viewpoint_tool", "tool-viewpoint", true},
+        {Command::ToolPointOverlay, "ToolPointOverlay", "point_overlay_tool", "tool-point-overlay",
+         false},
+        {Command::ToolPOI, "ToolPOI", "poi_tool", "tool-poi", false},
+        {Command::ToolAtlas, "ToolAtlas", "atlas_tool", "tool-atlas", false},
+    }};
+    toolBar_ = addToolBar(TextOf("tools"));
+    toolBar_->setObjectName(QStringLiteral("Tools"));
+    toolBar_->setMovable(false);
+    auto* const group = new QActionGroup(this);
+    for (std::size_t i = 0; i < kAll.size(); ++i) {
+        const Tool& tool = kAll[i];
+        QAction* const action = toolBar_->addAction(TextOf(tool.key));
+        action->setObjectName(QLatin1String(tool.name));
+        action->setData(static_cast<int>(tool.command));
+        action->setProperty("iconName", QLatin1String(tool.icon));
+        action->setCheckable(true);
+        action->setEnabled(tool.exists);
+        group->addAction(action);
         connect(action, &QAction::triggered, this,
-                [this, action] { emit OpenWanted(action->data().toString()); });
-        recent_[static_cast<std::size_t>(i)] = action;
+                [this, mode = static_cast<int>(i)] { emit ToolWanted(mode); });
+        tools_[i] = action;
     }
-    file->addSeparator();
-    QAction* const quit = file->addAction(TextOf("exit"));
-    quit->setObjectName(QStringLiteral("FileExit"));
-    quit->setShortcut(QKeySequence::Quit);
-    connect(quit, &QAction::triggered, this, &QWidget::close);
+    tools_[0]->setChecked(true);
+    ColourIcons();
 
-    QMenu* const view = menuBar()->addMenu(TextOf("view"));
-    recenter_ = view->addAction(TextOf("recenter"));
-    recenter_->setObjectName(QStringLiteral("ViewRecenter"));
-    connect(recenter_, &QAction::triggered, this, &CMainFrame::RecenterWanted);
-    restore_ = view->addAction(TextOf("restore_initial_viewpoint"));
-    restore_->setObjectName(QStringLiteral("ViewRestore"));
-    connect(restore_, &QAction::triggered, this, &CMainFrame::RestoreWanted);
+    auto* const escape = new QAction(this);
+    escape->setObjectName(QStringLiteral("BackToViewpoint"));
+    escape->setShortcut(Qt::Key_Escape);
+    connect(escape, &QAction::triggered, this, [this] {
+        if (isFullScreen())
+            ShowFullScreen(false);
+        else
+            emit ToolWanted(0);
+    });
+    addAction(escape);
+}
 
-    // Whatever a command does, flight goes on with the keyboard afterwards.
-    for (QMenu* const menu : {file, view}) {
-        for (QAction* const action : menu->actions()) {
-            connect(action, &QAction::triggered, this, &CMainFrame::FocusView);
-        }
+QIcon CMainFrame::ToolIcon(const QString& name) const {
+    const QIcon drawing(QString::fromStdString(TEXTRES::ResourceFolder()) + "/icons/" + name +
+                        ".svg");
+    QIcon icon;
+    for (const auto& [mode, group] : {std::pair(QIcon::Normal, QPalette::Active),
+                                      std::pair(QIcon::Disabled, QPalette::Disabled)}) {
+        QPixmap picture = drawing.pixmap(QSize(24, 24), devicePixelRatioF());
+        QPainter painter(&picture);
+        painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+        painter.fillRect(picture.rect(), palette().color(group, QPalette::WindowText));
+        painter.end();
+        icon.addPixmap(picture, mode);
     }
-    EnableLandscapeCommands(false);
-    ShowRecentFiles();
+    return icon;
+}
+
+void CMainFrame::ColourIcons() {
+    for (QAction* const action : tools_) {
+        action->setIcon(ToolIcon(action->property("iconName").toString()));
+    }
 }
 
 void CMainFrame::ShowRecentFiles() {
-    const std::vector<std::string> files = ReadRecentFiles();
-    for (std::size_t i = 0; i < recent_.size(); ++i) {
-        QAction* const action = recent_[i];
-        if (i >= files.size()) {
-            // An empty list shows one disabled entry, so that one sees what will stand here.
-            action->setVisible(i == 0);
-            action->setEnabled(false);
-            action->setText(TextOf("recent_file"));
-            continue;
-        }
-        const QString path = QString::fromStdString(files[i]);
-        QString name = QFileInfo(path).fileName();
-        name.replace(QLatin1Char('&'), QLatin1String("&&"));
-        action->setText(QStringLiteral("&%1 %2").arg(i + 1).arg(name));
-        action->setToolTip(path);
-        action->setStatusTip(path);
-        action->setData(path);
-        action->setVisible(true);
-        action->setEnabled(true);
-    }
+    menu_->ShowRecentFiles(ReadRecentFiles());
 }
 
 void CMainFrame::AddRecentFile(const FILEPATH& file) {
     std::vector<std::string> files = ReadRecentFiles();
     std::erase(files, file.string());
     files.insert(files.begin(), file.string());
-    if (files.size() > kRecentFiles) files.resize(kRecentFiles);
+    if (files.size() > MainMenu::kRecentFiles) files.resize(MainMenu::kRecentFiles);
     WriteRecentFiles(files);
     ShowRecentFiles();
 }
@@ -236,22 +202,43 @@ void CMainFrame::ShowLookDirection(int arrow) {
     look_->setText(TextOf(kKeys[static_cast<std::size_t>(arrow)]));
 }
 
+void CMainFrame::ShowToolMode(int mode) {
+    if (mode >= 0 && mode < kTools) tools_[static_cast<std::size_t>(mode)]->setChecked(true);
+}
+
 void CMainFrame::EnableLandscapeCommands(bool enable) {
-    recenter_->setEnabled(enable);
-    restore_->setEnabled(enable);
+    for (const Command command :
+         {Command::ViewRecenter, Command::ViewRestore, Command::FileScreenShot}) {
+        menu_->Enable(command, enable);
+    }
 }
 
 void CMainFrame::EnableCommands(bool enable) {
     commandsOn_ = enable;
-    menuBar()->setEnabled(enable);
-    for (QAction* const menu : menuBar()->actions()) {
-        for (QAction* const action : menu->menu()->actions()) {
-            if (!action->shortcut().isEmpty())
-                action->setEnabled(enable);  // shortcuts work past a disabled bar
-        }
-    }
+    menu_->Lock(!enable);
+    toolBar_->setEnabled(enable);
+    statusBar()->setVisible(!enable || (statusBarWanted_ && !isFullScreen()));  // progress shows
     if (enable && closeWanted_)
         QMetaObject::invokeMethod(this, &QWidget::close, Qt::QueuedConnection);
+}
+
+void CMainFrame::ShowStatusBar(bool show) {
+    statusBarWanted_ = show;
+    statusBar()->setVisible(show);
+    _iniWrite("ShowStatusBar", show);
+}
+
+bool CMainFrame::StatusBarShown() const {
+    return statusBarWanted_;
+}
+
+void CMainFrame::ShowFullScreen(bool on) {
+    if (on == isFullScreen()) return;
+    menuBar()->setVisible(!on);
+    toolBar_->setVisible(!on);
+    statusBar()->setVisible(!on && statusBarWanted_);
+    setWindowState(windowState().setFlag(Qt::WindowFullScreen, on));
+    FocusView();
 }
 
 void CMainFrame::closeEvent(QCloseEvent* event) {
@@ -262,6 +249,7 @@ void CMainFrame::closeEvent(QCloseEvent* event) {
         event->ignore();
         return;
     }
+    if (isFullScreen()) ShowFullScreen(false);  // the next start is in a window
     SavePlacement(*this, kPlacement);
     event->accept();
     emit Closed();
@@ -289,6 +277,7 @@ void CMainFrame::keyReleaseEvent(QKeyEvent* event) {
 
 void CMainFrame::changeEvent(QEvent* event) {
     if (event->type() == QEvent::ActivationChange && !isActiveWindow()) view_->ReleaseKeys();
+    if (event->type() == QEvent::PaletteChange && tools_.front() != nullptr) ColourIcons();
     QMainWindow::changeEvent(event);
 }
 

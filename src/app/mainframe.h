@@ -3,53 +3,30 @@
 #include <QMainWindow>
 #include <array>
 
-#include "base/progress.h"
+#include "app/commands.h"
 #include "base/types.h"
 
-class QAction;
+class QActionGroup;
 class QLabel;
-class QProgressBar;
-class QToolButton;
+class QToolBar;
 
 namespace tarnvale {
 
 class CTarnvaleView;
+class MainMenu;
+class StatusProgress;
 
-/// Progress of an opening landscape, in the status bar with a button that cancels. Keeps the window
-/// alive by handling its events about ten times a second; commands are off meanwhile.
-class StatusProgress final : public QObject, public Progress {
-    Q_OBJECT
-
-public:
-    explicit StatusProgress(QMainWindow* frame);
-    void Begin(std::string_view text, double endValue, double step) override;
-    void Pulse() override;
-    void End() override;
-    [[nodiscard]] bool Cancelled() const override { return cancelled_; }
-    void Cancel() noexcept { cancelled_ = true; }
-    void Reset() noexcept { cancelled_ = false; }
-
-private:
-    bool eventFilter(QObject* watched, QEvent* event) override;
-
-    QMainWindow* frame_;
-    QLabel* label_;
-    QProgressBar* bar_;
-    QToolButton* cancel_;
-    double value_ = 0, end_ = 1, step_ = 1;
-    qint64 lastEvents_ = 0;
-    bool running_ = false, cancelled_ = false;
-};
-
-/// The main window: menus, status bar, and the view that fills it. Commands leave by signals.
+/// The main window: menus, tool palette, status bar, and the view that fills it. Commands leave by
+/// signals, of this and of its menu. Thread: the user interface's.
 class CMainFrame final : public QMainWindow {
     Q_OBJECT
 
 public:
-    static constexpr int kRecentFiles = 4;
-
     /// @param view  the main view; the frame takes it over inside a container widget
     explicit CMainFrame(CTarnvaleView* view);
+
+    [[nodiscard]] MainMenu& Menu() { return *menu_; }
+    [[nodiscard]] StatusProgress& Reporter() { return *progress_; }
 
     /// Puts the file first in the recent list, which is kept between runs.
     void AddRecentFile(const FILEPATH& file);
@@ -59,17 +36,21 @@ public:
     void ShowAltitudeLock(bool locked);
     /// @param arrow  0 forward, 1 rear, 2 left, 3 right, 4 up, 5 down, 6 vertical
     void ShowLookDirection(int arrow);
+    /// @param mode  0 viewpoint, 1 point overlay, 2 point of interest, 3 atlas
+    void ShowToolMode(int mode);
     /// Commands that need a landscape.
     void EnableLandscapeCommands(bool enable);
     /// While off, neither menus nor keys nor drops do anything.
     void EnableCommands(bool enable);
-    [[nodiscard]] StatusProgress& Reporter() { return *progress_; }
+    /// Kept between runs.
+    void ShowStatusBar(bool show);
+    [[nodiscard]] bool StatusBarShown() const;
+    /// The view alone, over the whole screen. Escape ends it.
+    void ShowFullScreen(bool on);
 
 signals:
     void OpenWanted(const QString& file);
-    void OpenDialogWanted();
-    void RecenterWanted();
-    void RestoreWanted();
+    void ToolWanted(int mode);
     void Closed();
 
 protected:
@@ -81,20 +62,27 @@ protected:
     void changeEvent(QEvent* event) override;
 
 private:
-    void BuildMenus();
+    static constexpr int kTools = 4;
+
+    void BuildTools();
     void ShowRecentFiles();
     void Place();
+    /// An icon of our own, in the text's colour, so that it can be seen in light and dark themes.
+    [[nodiscard]] QIcon ToolIcon(const QString& name) const;
+    void ColourIcons();
 
     CTarnvaleView* view_;
     QWidget* viewContainer_;
+    MainMenu* menu_;
     StatusProgress* progress_;
     QLabel* look_;
     QLabel* lock_;
+    QToolBar* toolBar_ = nullptr;
+    std::array<QAction*, kTools> tools_{};
     int arrow_ = -1;
-    std::array<QAction*, kRecentFiles> recent_{};
-    QAction *recenter_ = nullptr, *restore_ = nullptr;
     bool commandsOn_ = true;
     bool closeWanted_ = false;  // asked for while commands were off
+    bool statusBarWanted_ = true;
 };
 
 }  // namespace tarnvale

@@ -1,21 +1,26 @@
 #include "app/tarnvale.h"
 
-#include <QDir>
 #include <QElapsedTimer>
-#include <QFileDialog>
-#include <QFileInfo>
 #include <QIcon>
 #include <QMessageBox>
+#include <QScreen>
 #include <QTimer>
+#include <array>
 #include <new>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "app/appearance.h"
 #include "app/apptext.h"
 #include "app/mainframe.h"
+#include "app/mainmenu.h"
+#include "app/splash.h"
+#include "app/statusprogress.h"
 #include "app/tarnvaleview.h"
 #include "base/inistore.h"
 #include "base/textres.h"
+#include "geom/transgen.h"
 #include "graphics/opengl/openglgraphics.h"
 
 namespace tarnvale {
@@ -32,6 +37,59 @@ CTarnvaleApp::CTarnvaleApp(int& argc, char** argv) : QApplication(argc, argv) {
 CTarnvaleApp::~CTarnvaleApp() = default;
 
 bool CTarnvaleApp::InitInstance() {
+    std::string theme;
+    if (_iniRead("Theme", theme)) ApplyTheme(QString::fromStdString(theme));
+    if (LoadToolkitTexts(toolkitTexts_)) installTranslator(&toolkitTexts_);
+    if (!CheckSurroundings() || !ChooseGraphics()) return false;
+    input_ = inputSystems_.Choose();
+    _iniWrite("CleanClose", false);  // true again only at the end: a crash leaves its trace
+
+    std::vector<std::string> words;
+    for (const QString& argument : arguments().mid(1)) words.push_back(argument.toStdString());
+    std::vector<std::string_view> views(words.begin(), words.end());
+    const ProgramFlags flags = TakeFlags(views);
+    const std::string line = JoinCommandLine(views);
+    FILEPATH file;
+    if (!line.empty()) commandLineView_ = ParseCommandLine(line, file);
+
+    MakeMainWindow();
+    if (flags.splash) StartSplash(mainFrame_.get());
+
+    simulator_ = std::make_unique<Simulator>();
+    if (const Status status = simulator_->Initialize(this); !status.Good()) {
+        ShowError(status);
+        return false;
+    }
+    if (!OpenInput()) return false;
+    simulator_->SetProgress(&mainFrame_->Reporter());
+    if (!OpenGraphics()) return false;
+    RebuildMenus();
+    mainFrame_->FocusView();
+    RedrawView();
+    // From the message loop, so that the window stands before a long load begins.
+    if (!file.empty()) QTimer::singleShot(0, this, [this, file] { (void)OpenLandscape(file); });
+    return true;
+}
+
+bool CTarnvaleApp::CheckSurroundings() {
+    constexpr int kHighColour = 16;  // bits
+    if (const QScreen* const screen = primaryScreen();
+        screen != nullptr && screen->depth() < kHighColour) {
+        QMessageBox::warning(nullptr, QStringLiteral("Tarnvale"),
+                             TextOf("ProcessNeedsHiColorTrueColor"));
+        return false;
+    }
+    // Without the coordinate library's database no landscape could be opened: better said at once.
+    COORDREFSYS fixed;
+    if (const Status status = COORDREFSYS::FromIdentity(COORDREFSYS::kFixedReference, fixed);
+        !status.Good()) {
+        ShowError(status);
+        return false;
+    }
+    return true;
+}
+
+bool CTarnvaleApp::ChooseGraphics() {
     graphicsSystems_.Register(GraphicsSystemRegistry::kOpenGL,
                               std::make_unique<OpenGLGraphicsSystem>());
     graphicsSystems_.FindAvailable();
@@ -42,9 +100,10 @@ bool CTarnvaleApp::InitInstance() {
         ShowError(_SetErrPosn(StatusCode::NoGraphicsSystem));
         return false;
     }
-    input_ = inputSystems_.Choose();
-    _iniWrite("CleanClose", false);  // true again only at the end: a crash leaves its trace
+    return true;
+}
 
+void CTarnvaleApp::MakeMainWindow() {
     auto view = std::make_unique<CTarnvaleView>();
     mainView_ = view.get();
     mainFrame_ =
@@ -52,61 +111,59 @@ bool CTarnvaleApp::InitInstance() {
     ConnectCommands();
     mainFrame_->show();
     mainFrame_->raise();
+}
 
-    simulator_ = std::make_unique<Simulator>();
-    if (const Status status = simulator_->Initialize(this); !status.Good()) {
-        ShowError(status);
-        return false;
-    }
-    if (input_ != nullptr) {
-        if (const Status status = input_->Open(mainView_); !status.Good()) {
-            ShowError(status);
-            return false;
-        }
-    }
-    simulator_->SetProgress(&mainFrame_->Reporter());
-    if (const Status status = OpenGraphics(); !status.Good()) {
-        ShowError(status);
-        return false;
-    }
-    mainFrame_->FocusView();
-    RedrawView();
+bool CTarnvaleApp::OpenInput() {
+    if (input_ == nullptr) return true;
+    const Status status = input_->Open(mainView_);
+    if (!status.Good()) ShowError(status);
+    return status.Good();
+}
 
-    std::vector<std::string> words;
-    for (const QString& argument : arguments().mid(1)) words.push_back(argument.toStdString());
-    const std::vector<std::string_view> views(words.begin(), words.end());
-    const std::string line = JoinCommandLine(views);
-    if (!line.empty()) {
-        FILEPATH file;
-        commandLineView_ = ParseCommandLine(line, file);
-        // From the message loop, so that the window stands before a long load begins.
-        if (!file.empty()) QTimer::singleShot(0, this, [this, file] { (void)OpenLandscape(file); });
+bool CTarnvaleApp::OpenGraphics() {
+    Status failed = StatusCode::Ok;
+    const auto open = [this](GraphicsSystem& system) { return AttachGraphics(system); };
+    GraphicsSystem* const opened = graphicsSystems_.OpenOne(*graphics_, open, failed);
+    if (failed.Good()) return true;
+    ShowError(failed);
+    if (graphicsSystems_.CountAvailable() <= 1) return false;
+    if (opened != graphics_) {
+        graphics_ = opened;
+        ShowError(_SetErrPosn(StatusCode::GraphicsSystemReplaced,
+                              TextOf(opened->Name().c_str()).toStdString()));
     }
     return true;
 }
 
-Status CTarnvaleApp::OpenGraphics() {
-    if (const Status status = graphics_->Open(mainView_); !status.Good()) return status;
-    if (const Status status = simulator_->AttachGraphicsSystem(graphics_, View::kMain);
+Status CTarnvaleApp::AttachGraphics(GraphicsSystem& system) {
+    if (const Status status = system.Open(mainView_); !status.Good()) return status;
+    if (const Status status = simulator_->AttachGraphicsSystem(&system, View::kMain);
         !status.Good()) {
         return status;
     }
     std::string written;
-    if (!_iniRead("GraphicsSystem", written) || written != graphics_->Name()) {
-        _iniWrite("GraphicsSystem", graphics_->Name());
+    if (!_iniRead("GraphicsSystem", written) || written != system.Name()) {
+        _iniWrite("GraphicsSystem", system.Name());
     }
     return StatusCode::Ok;
 }
 
 void CTarnvaleApp::ConnectCommands() {
     CMainFrame* const frame = mainFrame_.get();
-    connect(frame, &CMainFrame::OpenDialogWanted, this, &CTarnvaleApp::AskForLandscape);
-    connect(frame, &CMainFrame::OpenWanted, this, [this](const QString& file) {
+    MainMenu* const menu = &frame->Menu();
+    const auto openLater = [this](const QString& file) {
         // After the menu or the drag has ended: opening handles events itself.
         QTimer::singleShot(0, this, [this, file] { (void)OpenLandscape(file.toStdString()); });
-    });
-    connect(frame, &CMainFrame::RecenterWanted, this, [this] { (void)simulator_->Recenter(true); });
-    connect(frame, &CMainFrame::RestoreWanted, this, &CTarnvaleApp::RestoreView);
+    };
+    connect(menu, &MainMenu::Chosen, this, &CTarnvaleApp::OnCommand);
+    connect(menu, &MainMenu::ChecksNeeded, this, &CTarnvaleApp::UpdateChecks);
+    connect(menu, &MainMenu::TextureToggled, this, &CTarnvaleApp::ToggleTexture);
+    connect(menu, &MainMenu::LanguageChosen, this, &CTarnvaleApp::ChooseLanguage);
+    connect(menu, &MainMenu::ThemeChosen, this, &CTarnvaleApp::ChooseTheme);
+    connect(menu, &MainMenu::OpenWanted, this, openLater);
+    connect(frame, &CMainFrame::OpenWanted, this, openLater);
+    connect(frame, &CMainFrame::ToolWanted, this,
+            [this](int mode) { SelectTool(static_cast<ToolMode>(mode)); });
     connect(frame, &CMainFrame::Closed, this, [this] { quit_ = true; });
     connect(mainView_, &CTarnvaleView::WheelTurned, this,
             [this](int delta) { wheelDelta_ = delta; });
@@ -154,39 +211,22 @@ void CTarnvaleApp::RunFrame() {
                                   wheelDelta_);
     wheelDelta_ = 0;
     if (record.screenShot) TakeScreenShot();
-    mainFrame_->ShowAltitudeLock(record.altitudeLock);
-    switch (record.lookFlags) {
-        case 0:
-            mainFrame_->ShowLookDirection(0);
-            break;
-        case LookFlag::kDown:
-            mainFrame_->ShowLookDirection(5);
-            break;
-        case LookFlag::kRight:
-            mainFrame_->ShowLookDirection(3);
-            break;
-        case LookFlag::kRear:
-            mainFrame_->ShowLookDirection(1);
-            break;
-        case LookFlag::kLeft:
-            mainFrame_->ShowLookDirection(2);
-            break;
-        case LookFlag::kUp:
-            mainFrame_->ShowLookDirection(4);
-            break;
-        case LookFlag::kVertical:
-            mainFrame_->ShowLookDirection(6);
-            break;
-        default:
-            break;
-    }
+    ShowFlightState(record);
     if (!simulator_->Update(&record, true).Good()) quit_ = true;
 }
 
-void CTarnvaleApp::TakeScreenShot() {
-    const QString file = QFileDialog::getSaveFileName(mainFrame_.get(), TextOf("screenshot"),
-                                                      QString(), QStringLiteral("BMP (*.bmp)"));
-    if (!file.isEmpty()) graphics_->RequestScreenShot(FILEPATH(file.toStdString()));
+void CTarnvaleApp::ShowFlightState(const FlightInput& record) {
+    mainFrame_->ShowAltitudeLock(record.altitudeLock);
+    static constexpr std::array<std::pair<int, int>, 7> kArrows{{{0, 0},
+                                                                 {LookFlag::kDown, 5},
+                                                                 {LookFlag::kRight, 3},
+                                                                 {LookFlag::kRear, 1},
+                                                                 {LookFlag::kLeft, 2},
+                                                                 {LookFlag::kUp, 4},
+                                                                 {LookFlag::kVertical, 6}}};
+    for (const auto& [flags, arrow] : kArrows) {
+        if (record.lookFlags == flags) mainFrame_->ShowLookDirection(arrow);
+    }
 }
 
 Status CTarnvaleApp::LoadLandscape(const FILEPATH& file) try {
@@ -224,33 +264,11 @@ Status CTarnvaleApp::OpenLandscape(const FILEPATH& path) {
     }
     mainFrame_->AddRecentFile(file);
     mainFrame_->ShowLandscapeName(file);
+    RebuildMenus();
     _iniWrite("SimulatorFilePath", file.string());
     if (commandLineView_.active && filesOpened_ == 1) RestoreView();
     mainFrame_->FocusView();
     return status;
-}
-
-void CTarnvaleApp::RestoreView() {
-    if (!commandLineView_.active || filesOpened_ != 1) {
-        (void)simulator_->RestoreInitialViewpoint(true);
-        return;
-    }
-    const CommandLineView& view = commandLineView_;
-    (void)simulator_->StartCommandLineView(view.point[0], view.point[1], view.point[2],
-                                           view.azimuth, view.elevation, view.field, view.rate,
-                                           view.type, true);
-}
-
-void CTarnvaleApp::AskForLandscape() {
-    std::string last;
-    (void)_iniRead("SimulatorFilePath", last);
-    const QString folder =
-        last.empty() ? QDir::homePath() : QFileInfo(QString::fromStdString(last)).path();
-    const QString file =
-        QFileDialog::getOpenFileName(mainFrame_.get(), TextOf("open_landscape"), folder,
-                                     TextOf("landscapes") + QStringLiteral(" (*.sim)"));
-    if (!file.isEmpty()) (void)OpenLandscape(FILEPATH(file.toStdString()));
-    mainFrame_->FocusView();
 }
 
 void CTarnvaleApp::RedrawView() {
@@ -269,15 +287,16 @@ bool CTarnvaleApp::ChangeGraphicsSystem(GraphicsSystem* system) {
     GraphicsSystem* const old = graphics_;
     (void)simulator_->AttachGraphicsSystem(nullptr, View::kMain);
     (void)old->Shutdown();
-    graphics_ = system;
-    if (const Status status = OpenGraphics(); !status.Good()) {
-        ShowError(status);
-        graphics_ = old;
-        if (OpenGraphics().Good())
-            ShowError(_SetErrPosn(StatusCode::GraphicsSystemReplaced, old->Name()));
-        return false;
+    const Status status = AttachGraphics(*system);
+    if (status.Good()) {
+        graphics_ = system;
+        return true;
     }
-    return true;
+    ShowError(status);
+    ShowError(
+        _SetErrPosn(StatusCode::GraphicsSystemReplaced, TextOf(old->Name().c_str()).toStdString()));
+    (void)AttachGraphics(*old);
+    return false;
 }
 
 }  // namespace tarnvale

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <QApplication>
+#include <QTranslator>
 #include <memory>
 
 #include "app/commandline.h"
+#include "app/commands.h"
 #include "base/status.h"
 #include "base/types.h"
 #include "graphics/graphicssystem.h"
@@ -46,16 +48,39 @@ public:
     [[nodiscard]] bool MayReplaceLandscape() override { return true; }
 
 private:
-    [[nodiscard]] Status OpenGraphics();
+    // The start, step by step; each shows why it fails.
+    [[nodiscard]] bool CheckSurroundings();
+    [[nodiscard]] bool ChooseGraphics();
+    void MakeMainWindow();
+    [[nodiscard]] bool OpenInput();
+    [[nodiscard]] bool OpenGraphics();
+    void OpenNamedFile();
+
+    [[nodiscard]] Status AttachGraphics(GraphicsSystem& system);
     [[nodiscard]] Status LoadLandscape(const FILEPATH& file);
     void ConnectCommands();
-    void AskForLandscape();
-    void TakeScreenShot();
-    void RestoreView();
+    void ShowFlightState(const FlightInput& record);
     void ShowError(Status status);
     /// Draws once where no frame follows by itself.
     void RedrawView();
 
+    // Commands
+    void OnCommand(Command command, bool checked);
+    void UpdateChecks();
+    /// The generated entries, for the landscape that is open.
+    void RebuildMenus();
+    void ToggleWireframe();
+    void ToggleTexture(int layer, int texture);
+    void ChooseLanguage(const QString& language);
+    void ChooseTheme(const QString& theme);
+    /// @return whether the tool is the one in force now
+    bool SelectTool(ToolMode mode);
+    void AskForLandscape();
+    void TakeScreenShot();
+    void RestoreView();
+    void ShowAbout();
+
+    QTranslator toolkitTexts_;
     // Before whatever draws into it, so that it outlives that.
     std::unique_ptr<CMainFrame> mainFrame_;
     GraphicsSystemRegistry graphicsSystems_;

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "base/filetext.h"
+#include "base/inistore.h"
 #include "base/places.h"
 #include "base/utf8.h"
 #include "base/valuetext.h"
@@ -59,23 +60,11 @@ void AddTexts(const FILEPATH& path, Texts& texts) {
     }
 }
 
-// The user's languages after the habit of the C library: "de_AT.UTF-8" asks for de_AT, then de.
-std::string Language() {
-    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-        const char* value = std::getenv(name);
-        if (value != nullptr && *value != '\0') {
-            const std::string_view text = value;
-            return std::string(text.substr(0, text.find_first_of(".@")));
-        }
-    }
-    return {};
-}
-
 Texts Load() {
     const FILEPATH folder = FILEPATH(TEXTRES::ResourceFolder()) / "texts";
     Texts texts;
     AddTexts(folder / "en.txt", texts);  // what a translation lacks shows in English
-    const std::string language = Language();
+    const std::string language = TEXTRES::Language();
     if (language.find_first_of("/\\.") != std::string::npos) return texts;
     const std::string general = language.substr(0, language.find('_'));
     if (!general.empty() && general != "en") AddTexts(folder / (general + ".txt"), texts);
@@ -91,6 +80,20 @@ std::string TEXTRES::Text(std::string_view key) {
     if (!loaded.texts) loaded.texts = Load();
     const auto found = loaded.texts->find(key);
     return found != loaded.texts->end() ? found->second : std::string(key);
+}
+
+std::string TEXTRES::Language() {
+    std::string chosen;
+    if (_iniRead("Language", chosen) && !chosen.empty()) return chosen;
+    // After the habit of the C library: "de_AT.UTF-8" asks for de_AT, then de.
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        const char* value = std::getenv(name);
+        if (value != nullptr && *value != '\0') {
+            const std::string_view text = value;
+            return std::string(text.substr(0, text.find_first_of(".@")));
+        }
+    }
+    return {};
 }
 
 std::string TEXTRES::ResourceFolder() {

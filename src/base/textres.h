@@ -17,6 +17,10 @@ public:
     /// @return the text, or the key itself where no resource has it
     [[nodiscard]] static std::string Text(std::string_view key);
 
+    /// The language in force, such as "de" or "de_AT": the setting `Language` if it is there, else
+    /// the user's by the environment; empty for none.
+    [[nodiscard]] static std::string Language();
+
     /// @return the folder that holds texts, icons and other resources; empty if none was found
     [[nodiscard]] static std::string ResourceFolder();
 

@@ -181,4 +181,24 @@ GraphicsSystem* GraphicsSystemRegistry::Choose(const std::string& name) const {
     return first;
 }
 
+int GraphicsSystemRegistry::CountAvailable() const {
+    return static_cast<int>(std::ranges::count(available_, true));
+}
+
+bool GraphicsSystemRegistry::MustAsk(bool askWanted, bool endedCleanly) const {
+    return CountAvailable() > 1 && (askWanted || !endedCleanly);
+}
+
+GraphicsSystem* GraphicsSystemRegistry::OpenOne(GraphicsSystem& chosen,
+                                                const std::function<Status(GraphicsSystem&)>& open,
+                                                Status& failed) const {
+    failed = open(chosen);
+    if (failed.Good()) return &chosen;
+    for (int entry = 0; entry < kEntries; ++entry) {
+        GraphicsSystem* const other = At(entry);
+        if (Available(entry) && other != &chosen && open(*other).Good()) return other;
+    }
+    return &chosen;
+}
+
 }  // namespace tarnvale

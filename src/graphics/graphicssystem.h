@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -200,6 +201,17 @@ public:
     /// @param name  compared without regard to case; @return it if available, else the first
     /// available
     [[nodiscard]] GraphicsSystem* Choose(const std::string& name) const;
+    [[nodiscard]] int CountAvailable() const;
+    /// Whether a start lets the user choose: where there is a choice, and the user wants to be
+    /// asked or the last run didn't end cleanly.
+    [[nodiscard]] bool MustAsk(bool askWanted, bool endedCleanly) const;
+    /// Opens the chosen system, or else the first of the others that opens, in order.
+    /// @param open    opens a system where it is to draw
+    /// @param failed  out: what came of the chosen one
+    /// @return the system that opened; the chosen one, closed, if none did
+    [[nodiscard]] GraphicsSystem* OpenOne(GraphicsSystem& chosen,
+                                          const std::function<Status(GraphicsSystem&)>& open,
+                                          Status& failed) const;
 
 private:
     std::array<std::unique_ptr<GraphicsSystem>, kEntries> prototypes_;

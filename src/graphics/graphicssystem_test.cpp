@@ -82,6 +82,52 @@ TEST(GraphicsSystemRegistry, TheNamedSystemIsChosenElseTheFirstThatWorks) {
     }
 }
 
+TEST(GraphicsSystemRegistry, AsksOnlyWhereThereIsAChoice) {
+    GraphicsSystemRegistry one;
+    one.Register(0, std::make_unique<Candidate>("directx", 1));
+    one.Register(1, std::make_unique<Candidate>("opengl", 0));
+    one.FindAvailable();
+    EXPECT_EQ(one.CountAvailable(), 1);
+    GraphicsSystemRegistry two;
+    two.Register(0, std::make_unique<Candidate>("directx", 0));
+    two.Register(1, std::make_unique<Candidate>("opengl", 0));
+    two.FindAvailable();
+    EXPECT_EQ(two.CountAvailable(), 2);
+    for (const bool wanted : {false, true}) {
+        for (const bool cleanly : {false, true}) {
+            EXPECT_FALSE(one.MustAsk(wanted, cleanly));
+            EXPECT_EQ(two.MustAsk(wanted, cleanly), wanted || !cleanly);
+        }
+    }
+}
+
+TEST(GraphicsSystemRegistry, TheNextSystemThatOpensTakesOver) {
+    GraphicsSystemRegistry registry;
+    registry.Register(0, std::make_unique<Candidate>("a", 0));
+    registry.Register(1, std::make_unique<Candidate>("b", 1));
+    registry.Register(2, std::make_unique<Candidate>("c", 0));
+    registry.Register(3, std::make_unique<Candidate>("d", 0));
+    registry.FindAvailable();
+    const std::tuple<std::string, std::string, std::string, std::string> cases[] = {
+        // those that open, the chosen one, the one that draws, those tried
+        {"acd", "c", "c", "c"},
+        {"ad", "c", "a", "ca"},
+        {"d", "c", "d", "cad"},
+        {"", "c", "c", "cad"}};
+    for (const auto& [opening, chosen, drawing, tried] : cases) {
+        std::string asked;
+        Status failed = StatusCode::Ok;
+        const auto open = [&](GraphicsSystem& system) -> Status {
+            asked += system.Name();
+            return opening.find(system.Name()) == std::string::npos ? StatusCode::DeviceFailed
+                                                                    : StatusCode::Ok;
+        };
+        EXPECT_EQ(registry.OpenOne(*registry.Choose(chosen), open, failed)->Name(), drawing);
+        EXPECT_EQ(asked, tried);
+        EXPECT_EQ(failed.Good(), tried == chosen);
+    }
+}
+
 TEST(GraphicsSystem, PixelFormatsSayWhereTheChannelsLie) {
     using enum TexturePixelFormat;
     const std::tuple<TexturePixelFormat, int, std::array<std::uint32_t, 3>, int> cases[] = {

@@ -1,0 +1,170 @@
+// What the commands of menus and tool palette do.
+
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QMessageBox>
+#include <QStatusBar>
+
+#include "app/appearance.h"
+#include "app/apptext.h"
+#include "app/mainframe.h"
+#include "app/mainmenu.h"
+#include "app/manualwindow.h"
+#include "app/tarnvale.h"
+#include "app/tarnvaleview.h"
+#include "base/inistore.h"
+#include "base/settings.h"
+
+namespace tarnvale {
+
+namespace {
+
+constexpr int kNotice = 8000;  // milliseconds that a notice stands in the status bar
+
+QString Stored(const char* key) {
+    std::string value;
+    (void)_iniRead(key, value);
+    return QString::fromStdString(value);
+}
+
+}  // namespace
+
+void CTarnvaleApp::OnCommand(Command command, bool checked) {
+    switch (command) {
+        case Command::FileOpen:
+            AskForLandscape();
+            break;
+        case Command::FileScreenShot:
+            TakeScreenShot();
+            break;
+        case Command::FileExit:
+            mainFrame_->close();
+            return;
+        case Command::ViewStatusBar:
+            mainFrame_->ShowStatusBar(checked);
+            break;
+        case Command::ViewWireframe:
+            ToggleWireframe();
+            break;
+        case Command::ViewFullScreen:
+            mainFrame_->ShowFullScreen(!mainFrame_->isFullScreen());
+            break;
+        case Command::ViewRecenter:
+            (void)simulator_->Recenter(true);
+            break;
+        case Command::ViewRestore:
+            RestoreView();
+            break;
+        case Command::HelpManual:
+            ShowManual(mainFrame_.get());
+            return;
+        case Command::HelpAbout:
+            ShowAbout();
+            break;
+        default:
+            break;
+    }
+    // Whatever a command does, flight goes on with the keyboard afterwards.
+    mainFrame_->FocusView();
+}
+
+void CTarnvaleApp::UpdateChecks() {
+    MainMenu& menu = mainFrame_->Menu();
+    menu.Check(Command::ViewStatusBar, mainFrame_->StatusBarShown());
+    menu.Check(Command::ViewWireframe, settings::Wireframe.Get());
+    menu.Check(Command::ViewSky, settings::Sky.Get());
+    menu.Check(Command::ViewFullScreen, mainFrame_->isFullScreen());
+    menu.ShowAppearance(Stored("Language"), Stored("Theme"));
+    // What these open isn't there yet.
+    for (const Command later : {Command::FileChooseAtlas, Command::ViewSky, Command::ViewPOIs}) {
+        menu.Enable(later, false);
+    }
+}
+
+void CTarnvaleApp::RebuildMenus() {
+    std::vector<LayerEntry> entries;
+    if (const Scene* const scene = simulator_->GetScene(); scene != nullptr) {
+        for (const auto& layer : scene->Layers()) {
+            LayerEntry entry{QString::fromStdString(layer->item.header.name), {}};
+            for (const TextureLayer& texture : layer->textures) {
+                entry.textures.push_back({QString::fromStdString(texture.item.header.name),
+                                          texture.visible[View::kMain]});
+            }
+            entries.push_back(std::move(entry));
+        }
+    }
+    mainFrame_->Menu().RebuildLayers(entries);
+    UpdateChecks();
+}
+
+void CTarnvaleApp::ToggleWireframe() {
+    settings::Wireframe.Set(!settings::Wireframe.Get());
+    if (settings::Wireframe.Get() &&
+        settings::WireframeColor.Get() == settings::BackgroundColor.Get()) {
+        mainFrame_->statusBar()->showMessage(TextOf("wireframe_invisible"), kNotice);
+    }
+}
+
+void CTarnvaleApp::ToggleTexture(int layer, int texture) {
+    (void)simulator_->ToggleTextureVisible(layer, texture, View::kMain);
+    RebuildMenus();
+    mainFrame_->FocusView();
+}
+
+void CTarnvaleApp::ChooseLanguage(const QString& language) {
+    _iniWrite("Language", language.toStdString());
+    mainFrame_->statusBar()->showMessage(TextOf("language_at_next_start"), kNotice);
+    mainFrame_->FocusView();
+}
+
+void CTarnvaleApp::ChooseTheme(const QString& theme) {
+    _iniWrite("Theme", theme.toStdString());
+    ApplyTheme(theme);
+    mainFrame_->FocusView();
+}
+
+bool CTarnvaleApp::SelectTool(ToolMode mode) {
+    // Only the viewpoint tool is there yet.
+    if (mode == ToolMode::Viewpoint) simulator_->SetToolMode(mode);
+    mainFrame_->ShowToolMode(static_cast<int>(simulator_->GetToolMode()));
+    mainFrame_->FocusView();
+    return simulator_->GetToolMode() == mode;
+}
+
+void CTarnvaleApp::AskForLandscape() {
+    std::string last;
+    (void)_iniRead("SimulatorFilePath", last);
+    const QString folder =
+        last.empty() ? QDir::homePath() : QFileInfo(QString::fromStdString(last)).path();
+    const QString file =
+        QFileDialog::getOpenFileName(mainFrame_.get(), TextOf("open_landscape"), folder,
+                                     TextOf("landscapes") + QStringLiteral(" (*.sim)"));
+    if (!file.isEmpty()) (void)OpenLandscape(FILEPATH(file.toStdString()));
+}
+
+void CTarnvaleApp::TakeScreenShot() {
+    const QString file = QFileDialog::getSaveFileName(mainFrame_.get(), TextOf("screenshot"),
+                                                      QString(), QStringLiteral("BMP (*.bmp)"));
+    if (!file.isEmpty()) graphics_->RequestScreenShot(FILEPATH(file.toStdString()));
+}
+
+void CTarnvaleApp::RestoreView() {
+    if (!commandLineView_.active || filesOpened_ != 1) {
+        (void)simulator_->RestoreInitialViewpoint(true);
+        return;
+    }
+    const CommandLineView& view = commandLineView_;
+    (void)simulator_->StartCommandLineView(view.point[0], view.point[1], view.point[2],
+                                           view.azimuth, view.elevation, view.field, view.rate,
+                                           view.type, true);
+}
+
+void CTarnvaleApp::ShowAbout() {
+    QMessageBox::about(
+        mainFrame_.get(), QStringLiteral("Tarnvale"),
+        QStringLiteral("<h3>Tarnvale %1</h3><p>%2</p><p>%3<br>Qt %4</p>")
+            .arg(applicationVersion(), TextOf("about_text"),
+                 QString::fromStdString(graphics_->Name()), QLatin1String(qVersion())));
+}
+
+}  // namespace tarnvale
