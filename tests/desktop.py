@@ -26,14 +26,14 @@ def wait_for(question, seconds, what):
 class Desktop:
     """An X server with a window manager, and the programs started on it. A context manager: leaving it ends all."""
 
-    def __init__(self, bin_dir, work, size="1280x900", **environment):
+    def __init__(self, bin_dir, work, size="1280x900", depth=24, **environment):
         self.bin, self.work = pathlib.Path(bin_dir), pathlib.Path(work)
         shutil.rmtree(self.work, ignore_errors=True)
         self.work.mkdir(parents=True)
         self.ini = self.work / "tarnvale.ini"
         display_read, display_write = os.pipe()
         self.server = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(display_write), "-screen", "0", f"{size}x24", "-nolisten", "tcp"],
+            ["Xvfb", "-displayfd", str(display_write), "-screen", "0", f"{size}x{depth}", "-nolisten", "tcp"],
             pass_fds=[display_write], stderr=subprocess.DEVNULL)
         display = ":" + os.read(display_read, 16).decode().strip()
         self.environment = dict(os.environ, DISPLAY=display, QT_QPA_PLATFORM="xcb", LIBGL_ALWAYS_SOFTWARE="1",
@@ -92,6 +92,11 @@ class Desktop:
     def picture(self, name):
         file = self.work / f"{name}.png"
         subprocess.run(["import", "-window", "root", file], env=self.environment, check=True)
+        return file
+
+    def capture(self, window, file):
+        """A picture of one window with its frame's inside, as PNG with few enough colours to keep."""
+        subprocess.run(["import", "-window", window, "-strip", file], env=self.environment, check=True)
         return file
 
     def end(self, program):

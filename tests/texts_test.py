@@ -82,11 +82,14 @@ for body in re.split(r"\nvoid MainMenu::Build", menu_code)[1:]:
     menus[name] = [key for key in keys if key not in menus["the bar"] or name == "the bar"]
 for language, texts in languages.items():
     for menu, keys in menus.items():
-        if menu == "Rest":  # two menus
+        if menu == "View":  # language and theme are menus of their own
+            inner = {"as_the_system", "light", "dark"}
+            groups = [[k for k in keys if k not in inner], [k for k in keys if k in inner]]
+        elif menu == "Rest":  # two menus
             groups = [[k for k in keys if k == "offsets_"], [k for k in keys if k != "offsets_"]]
         else:
             groups = [keys]
-        for group in groups:
+        for group in map(set, groups):
             letters = [texts[key][texts[key].index("&") + 1].lower() for key in group if "&" in texts.get(key, "")]
             for letter in {letter for letter in letters if letters.count(letter) > 1}:
                 problems.append(f"{language}: {menu} has the letter {letter} twice")

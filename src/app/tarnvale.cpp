@@ -6,6 +6,7 @@
 #include <QScreen>
 #include <QTimer>
 #include <array>
+#include <cstdio>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -75,8 +76,10 @@ bool CTarnvaleApp::CheckSurroundings() {
     constexpr int kHighColour = 16;  // bits
     if (const QScreen* const screen = primaryScreen();
         screen != nullptr && screen->depth() < kHighColour) {
-        QMessageBox::warning(nullptr, QStringLiteral("Tarnvale"),
-                             TextOf("ProcessNeedsHiColorTrueColor"));
+        // On such a screen the toolkit may not be able to paint the message either.
+        const QString text = TextOf("ProcessNeedsHiColorTrueColor");
+        (void)std::fprintf(stderr, "tarnvale: %s\n", qPrintable(text));
+        QMessageBox::warning(nullptr, QStringLiteral("Tarnvale"), text);
         return false;
     }
     // Without the coordinate library's database no landscape could be opened: better said at once.

@@ -1,0 +1,79 @@
+#!/usr/bin/env python3
+"""The manual: its links lead somewhere, and its pictures are taken from the program itself.
+
+usage: manual_test.py BIN_DIR WORK_DIR MANUAL_DIR [--update]
+
+Every picture is taken anew into WORK_DIR. --update puts them into the manual.
+"""
+import pathlib
+import re
+import shutil
+import sys
+import time
+
+from desktop import Desktop, check, colours, wait_for
+
+manual = pathlib.Path(sys.argv[3])
+pages = {page.name: page.read_text(encoding="utf-8") for page in manual.glob("*.md")}
+wanted = set()
+for name, text in pages.items():
+    for link in re.findall(r"\]\(([^)]+)\)", text):
+        if link.startswith("pictures/"):
+            wanted.add(pathlib.Path(link).name)
+            check((manual / link).exists(), f"{name}: the picture {link} is there")
+        else:
+            check(link in pages, f"{name}: {link} leads to a page")
+linked = {link for text in pages.values() for link in re.findall(r"\]\(([^)]+\.md)\)", text)}
+check(set(pages) - {"index.md"} <= linked, "every page can be reached")
+
+with Desktop(sys.argv[1], sys.argv[2], "1400x900") as desktop:
+    landscape = desktop.demo("demo.sim", 1025, 4096)
+    taken = desktop.work / "pictures"
+    taken.mkdir()
+
+    def settle():
+        time.sleep(2.5)
+
+    def take(name, window=None):
+        whole = desktop.picture(name)
+        target = taken / f"{name}.png"
+        if window is None:
+            shutil.copy(whole, target)
+        else:
+            desktop.capture(window, target)
+        check(colours(target, "10000x10000+0+0") > 30, f"{name} shows something")
+
+    desktop.ini.write_text("Theme=light\nTerrainQuality=95\n")
+    program = desktop.start(landscape)
+    main = desktop.focus("demo - Tarnvale")
+    settle()
+    desktop.key("Up", "Up", "Up")
+    settle()
+    take("main", main)
+
+    desktop.key("ctrl+comma")
+    options = wait_for(lambda: desktop.window("Options"), 10, "the options")
+    desktop.key("Tab", "Right")
+    take("options", options)
+    desktop.key("Escape")
+    desktop.focus("demo - Tarnvale")
+    desktop.key("ctrl+r")
+    readouts = wait_for(lambda: desktop.window("Readouts"), 10, "the readouts")
+    settle()
+    take("readouts", readouts)
+    desktop.focus("demo - Tarnvale")
+    desktop.key("ctrl+r", "ctrl+k")
+    controls = wait_for(lambda: desktop.window("Input assignments"), 10, "the assignments")
+    settle()
+    take("controls", controls)
+    desktop.focus("demo - Tarnvale")
+    desktop.key("ctrl+k", "ctrl+1", "ctrl+2")
+    settle()
+    take("views")
+
+    missing = wanted - {path.name for path in taken.iterdir()}
+    check(not missing, f"every picture of the manual is taken here {missing or ''}")
+    if "--update" in sys.argv:
+        for path in taken.iterdir():
+            shutil.copy(path, manual / "pictures")
+print("all ok")

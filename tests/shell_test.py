@@ -1,0 +1,139 @@
+#!/usr/bin/env python3
+"""Drives menus, keys, theme, language, full screen and window placement of the real program.
+
+usage: shell_test.py BIN_DIR WORK_DIR
+"""
+import pathlib
+import re
+import subprocess
+import sys
+import time
+
+from desktop import Desktop, check, colours, difference, wait_for
+
+bin_dir, work = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
+TITLE = "my land - Tarnvale"
+
+
+def stored(desktop, key):
+    found = re.search(rf"^{key}=(.*)$", desktop.ini.read_text(errors="replace"), re.M)
+    return found and found[1]
+
+
+def geometry(desktop, window):
+    text = subprocess.run(["xwininfo", "-id", window], env=desktop.environment, capture_output=True, text=True).stdout
+    return {key: int(re.search(rf"{name}:\s+(-?\d+)", text)[1])
+            for key, name in (("x", "Absolute upper-left X"), ("y", "Absolute upper-left Y"), ("w", "Width"),
+                              ("h", "Height"))}
+
+
+def brightness(file, crop):
+    answer = subprocess.run(["convert", file, "-crop", crop, "-colorspace", "gray", "-format", "%[fx:mean]", "info:"],
+                            capture_output=True, text=True, check=True)
+    return float(answer.stdout)
+
+
+def changes(desktop, what, keys, expected=0.004):
+    before = desktop.picture("before")
+    desktop.key(*keys)
+    time.sleep(0.7)
+    after = desktop.picture("after")
+    check(difference(before, after) > expected, what)
+
+
+with Desktop(bin_dir, work / "menus") as desktop:
+    landscape = desktop.demo()
+    desktop.ini.write_text("Theme=light\nPitchSpeed=no number\n\x00\xff broken line\nTurnSpeed=45\n", encoding="latin-1")
+    program = desktop.start(landscape)
+    window = desktop.focus(TITLE)
+    time.sleep(3)
+
+    # Each toggle is seen in the settings file at once.
+    desktop.key("alt+v", "s")
+    check(stored(desktop, "ShowStatusBar") == "false", "the status bar goes by menu, and the setting is kept")
+    desktop.key("alt+v", "s")
+    check(stored(desktop, "ShowStatusBar") == "true", "and comes again")
+    changes(desktop, "wireframe changes the picture", ["ctrl+shift+w"])
+    check(stored(desktop, "Wireframe") == "true", "and is kept")
+    changes(desktop, "and back", ["ctrl+shift+w"])
+    changes(desktop, "a texture goes by the Layer menu", ["alt+l", "Right", "Return"])
+    changes(desktop, "and comes again", ["alt+l", "Right", "Return"])
+
+    # Placements of the viewer.
+    desktop.xdotool("keydown", "Right")
+    time.sleep(1.2)
+    desktop.xdotool("keyup", "Right")
+    turned = desktop.picture("turned")
+    desktop.key("BackSpace")
+    time.sleep(0.7)
+    check(difference(turned, desktop.picture("recentred")) > 0.01, "Recenter turns back")
+
+    # The view alone.
+    before = geometry(desktop, window)
+    desktop.key("F11")
+    time.sleep(1)
+    whole = desktop.picture("full_screen")
+    check(colours(whole, "1280x60+0+840") > 50, "full screen shows terrain down to the lower edge")
+    desktop.xdotool("keydown", "Left")
+    time.sleep(0.6)
+    desktop.xdotool("keyup", "Left")
+    time.sleep(0.3)
+    check(difference(whole, desktop.picture("full_screen_turned")) > 0.01, "keys fly in full screen")
+    desktop.key("Escape")
+    time.sleep(1)
+    after = geometry(desktop, window)
+    check(abs(after["w"] - before["w"]) < 8 and abs(after["h"] - before["h"]) < 8, "Escape ends full screen")
+
+    # Theme at once, language with the next start.
+    place = geometry(desktop, window)
+    palette = f"300x20+{place['x'] + 300}+{place['y'] + 30}"  # the empty part of the tool palette
+    light = brightness(desktop.picture("light"), palette)
+    desktop.key("alt+v", "t", "d")
+    time.sleep(0.7)
+    check(stored(desktop, "Theme") == "dark", "the theme is kept")
+    check(brightness(desktop.picture("dark"), palette) < light - 0.3, "and darkens the window at once")
+    desktop.key("alt+v", "l", "Down", "Down", "Return")
+    check(stored(desktop, "Language") == "de", "the language is kept")
+    desktop.key("ctrl+q")
+    check(program.wait(10) == 0, "Ctrl+Q from the view ends the program")
+    check(stored(desktop, "CleanClose") == "true", "and the end is noted")
+    program = desktop.start(landscape)
+    desktop.focus(TITLE)
+    time.sleep(2)
+    desktop.key("ctrl+o")
+    wait_for(lambda: desktop.window("Landschaft öffnen"), 10, "a German file dialog")
+    check(True, "the next start is German")
+    desktop.key("Escape")
+    desktop.key("ctrl+q")
+    program.wait(10)
+
+    # A place on a screen that has gone.
+    program = desktop.start(landscape)
+    window = desktop.focus(TITLE)
+    desktop.xdotool("windowsize", "--sync", window, 700, 500)
+    desktop.xdotool("windowmove", "--sync", window, 560, 380)
+    time.sleep(1)
+    desktop.key("ctrl+q")
+    program.wait(10)
+    kept = desktop.ini.read_text(errors="replace")
+    program = desktop.start(landscape)
+    window = desktop.focus(TITLE)
+    time.sleep(1)
+    place = geometry(desktop, window)
+    check(abs(place["w"] - 700) < 8 and place["x"] > 500, f"the window comes back where it stood {place}")
+
+with Desktop(bin_dir, work / "small", "480x360") as desktop:
+    desktop.ini.write_text(kept)
+    program = desktop.start()
+    window = desktop.focus("Tarnvale")
+    time.sleep(1)
+    place = geometry(desktop, window)
+    check(place["x"] < 400 and place["y"] < 300, f"on a smaller screen it is brought back into sight {place}")
+
+with Desktop(bin_dir, work / "few colours", depth=8) as desktop:
+    program = desktop.start()
+    time.sleep(2)
+    wait_for(lambda: desktop.xdotool("key", "Return") == "" and program.poll() is not None, 15, "the end")
+    check(program.returncode == 1, "a display of 8 bits ends the start")
+    check("16" in (desktop.work / "program.log").read_text(), "and it is said why")
+print("all ok")
