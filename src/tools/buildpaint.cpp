@@ -17,14 +17,14 @@ struct Tint {
 };
 
 /// Land by height: meadow, field, heath, rock, scree, snow.
-constexpr std::array<Tint, 8> kLand{{{0.00F, {132, 172, 122}},
-                                     {0.10F, {163, 192, 132}},
-                                     {0.25F, {211, 208, 152}},
-                                     {0.42F, {203, 180, 130}},
-                                     {0.58F, {176, 145, 111}},
-                                     {0.74F, {163, 149, 139}},
-                                     {0.88F, {214, 212, 211}},
-                                     {1.00F, {252, 252, 253}}}};
+constexpr std::array<Tint, 8> kLand{{{0.00F, {92, 132, 84}},
+                                     {0.10F, {124, 154, 92}},
+                                     {0.25F, {172, 172, 112}},
+                                     {0.42F, {174, 148, 102}},
+                                     {0.58F, {148, 120, 92}},
+                                     {0.74F, {140, 127, 118}},
+                                     {0.88F, {200, 199, 198}},
+                                     {1.00F, {250, 250, 252}}}};
 /// Sea by depth.
 constexpr std::array<Tint, 3> kSea{
     {{0.0F, {142, 186, 212}}, {0.3F, {108, 160, 196}}, {1.0F, {64, 112, 158}}}};
@@ -38,7 +38,9 @@ constexpr float kFullRampMetres = 2600.0F;
 constexpr float kLeastRampMetres = 120.0F;
 
 constexpr float kSunHeight = 0.7071F;  // sine of 45 degrees
-constexpr float kRelief = 1.6F;        // slopes are shaded as if they were that much steeper
+constexpr std::array<float, 3> kRock{126, 114, 102};
+constexpr float kRockSlope = 0.35F, kBareSlope = 1.0F;  // where rock begins to show, and is alone
+constexpr float kRelief = 1.6F;  // slopes are shaded as if they were that much steeper
 
 std::array<float, 3> TintAt(std::span<const Tint> ramp, float at) {
     if (at <= ramp.front().at) return ramp.front().rgb;
@@ -159,11 +161,15 @@ private:
             color = TintAt(kSea, std::clamp(-metres / deepest_, 0.0F, 1.0F));
         } else {
             color = TintAt(kLand, (metres - lowest_) * perMetre_);
+            const float steep = std::hypot(xSlope, ySlope);
+            const float rock =
+                0.8F * std::clamp((steep - kRockSlope) / (kBareSlope - kRockSlope), 0.0F, 1.0F);
+            for (std::size_t c = 0; c < 3; ++c) color[c] += (kRock[c] - color[c]) * rock;
             // Rows grow southward, so a slope that falls to the north-west has both parts above 0.
             const float sx = xSlope * kRelief, sy = ySlope * kRelief;
             const float length = std::sqrt(1.0F + sx * sx + sy * sy);
             const float toLight = (kSunHeight + 0.5F * (sx + sy)) / length;
-            const float shade = std::clamp(0.38F + 0.62F * (toLight / kSunHeight), 0.3F, 1.28F);
+            const float shade = std::clamp(0.32F + 0.68F * (toLight / kSunHeight), 0.26F, 1.2F);
             for (float& channel : color) channel *= shade;
         }
         for (std::size_t c = 0; c < 3; ++c) {
