@@ -60,9 +60,9 @@ class Desktop:
                         str(texture), landscape], check=True)
         return landscape
 
-    def start(self, *arguments, **environment):
+    def start(self, *arguments, splash=False, **environment):
         log = open(self.work / "program.log", "a")
-        program = subprocess.Popen([self.bin / "tarnvale", "--no-splash", *map(str, arguments)],
+        program = subprocess.Popen([self.bin / "tarnvale", *([] if splash else ["--no-splash"]), *map(str, arguments)],
                                    env=dict(self.environment, **environment), stderr=log)
         self.started.append(program)
         return program

@@ -3,6 +3,7 @@
 
 usage: shell_test.py BIN_DIR WORK_DIR
 """
+import json
 import pathlib
 import re
 import subprocess
@@ -121,6 +122,39 @@ with Desktop(bin_dir, work / "menus") as desktop:
     time.sleep(1)
     place = geometry(desktop, window)
     check(abs(place["w"] - 700) < 8 and place["x"] > 500, f"the window comes back where it stood {place}")
+
+    desktop.key("ctrl+q")
+    program.wait(10)
+
+    # The view of a command line moves by itself until a key takes over.
+    extent = json.loads(subprocess.run([bin_dir / "tarnvale-info", "--json", landscape], capture_output=True, text=True,
+                                       check=True).stdout)["extent"]
+    x, y = (extent["xmin"] + extent["xmax"]) / 2, (extent["ymin"] + extent["ymax"]) / 2
+    small = "400x200+600+450"
+    for kind, field in (("Type=0", "FOV=9000"), ("Type=1", "Rate=20")):
+        program = desktop.start(kind, f"POI={x},{y},400", "DOV=30,-20", field, "Rate=20", landscape)
+        desktop.focus(TITLE)
+        time.sleep(2.5)
+        first = desktop.picture(f"{kind}-first")
+        time.sleep(1)
+        check(difference(first, desktop.picture(f"{kind}-later"), small) > 0.01, f"{kind} moves without a key")
+        desktop.key("Left")
+        time.sleep(0.5)
+        first = desktop.picture(f"{kind}-stopped")
+        time.sleep(1)
+        check(difference(first, desktop.picture(f"{kind}-still"), small) < 0.004, "and a key ends the motion")
+        program.kill()
+        program.wait(10)
+
+    # After the kill: one graphics system, so nobody is asked. The picture of the start goes by itself.
+    check(stored(desktop, "CleanClose") == "false", "a killed program leaves its trace")
+    program = desktop.start(splash=True)
+    wait_for(lambda: desktop.window("Tarnvale splash"), 10, "the picture of the start")
+    check(desktop.window("Tarnvale") is not None, "the main window stands behind it")
+    time.sleep(5.5)
+    check(desktop.window("Tarnvale splash") is None, "it goes after five seconds")
+    titles = desktop.xdotool("search", "--onlyvisible", "--name", ".+", "getwindowname", "%@").split("\n")
+    check("Tarnvale" in titles and not [one for one in titles if "raphics" in one], f"and nothing asks {titles}")
 
 with Desktop(bin_dir, work / "small", "480x360") as desktop:
     desktop.ini.write_text(kept)
