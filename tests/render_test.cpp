@@ -5,17 +5,24 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
+#include "base/settings.h"
+#include "graphics/nullgraphics.h"
+#include "graphics/offscreen/offscreenwindow.h"
+#include "simulator/simulatr.h"
 #include "tools/renderpath.h"
 #include "tools/renderstats.h"
+#include "tools/rendertrace.h"
 #include "zpf/sample_for_test.h"
 
 // tarnvale-render as a whole, on landscapes made here.
@@ -299,6 +306,64 @@ TEST(Render, TraceTellsTheSameStoryInAllItsParts) {
         }
         EXPECT_EQ(line["triangles"], triangles);
     }
+}
+
+// From under the ground, a veil is drawn over the whole picture after the last layer.
+TEST(Render, TraceCountsTheCallsOfTheLayerAlone) {
+    const ScratchFolder folder;
+    ASSERT_TRUE(Good(RandomLandscape(12).Write(folder / "random.sim")));
+    const double x = RandomLandscape::kWest + 3000, y = RandomLandscape::kNorth - 3000;
+    ASSERT_TRUE(WriteCameraPath(folder / "path.csv", {{{x, y, -200}, {x + 1000, y, 0}}}));
+    const Outcome outcome =
+        Render((folder / "random.sim").string() + " --camera " + (folder / "path.csv").string() +
+               " --size 320x200 --set Subterrain=true --trace " +
+               (folder / "trace.jsonl").string() + " --stats " + (folder / "stats.json").string());
+    ASSERT_EQ(outcome.code, 0) << outcome.said;
+    const std::vector<json> lines = ReadLines(folder / "trace.jsonl");
+    ASSERT_EQ(lines.size(), 1U);
+    const json stats = json::parse(std::ifstream(folder / "stats.json"));
+    EXPECT_GT(lines[0]["draw_calls"], 0);
+    EXPECT_EQ(stats["draw_calls"], lines[0]["draw_calls"].get<int>() + 1);
+}
+
+TEST(Render, TraceTellsNothingOldOfATextureThatIsNotDrawn) {
+    const ScratchFolder folder;
+    ASSERT_TRUE(Good(RandomLandscape(13).Write(folder / "random.sim")));
+    SimulatorFile file;
+    ASSERT_TRUE(Good(file.Read(folder / "random.sim")));
+    OffscreenWindow window(320, 200);  // only its size is asked for
+    NullGraphicsSystem graphics;
+    ASSERT_TRUE(Good(graphics.Open(&window)));
+    Simulator simulator;
+    ASSERT_TRUE(Good(simulator.Initialize(nullptr)));
+    ASSERT_TRUE(Good(simulator.AttachGraphicsSystem(&graphics, View::kMain)));
+    ASSERT_TRUE(Good(simulator.BuildScene(file)));
+    TraceWriter trace(simulator, false);
+    ASSERT_TRUE(trace.Open(folder / "trace.jsonl"));
+    simulator.SetFrameObserver(&trace);
+    const auto draw = [&simulator] {
+        return simulator.PlaceByLookAt({3000, -3000, 900}, {4000, -3000, 300}, true);
+    };
+    const TextureModel& model =
+        *simulator.GetScene()->Layers().front()->textures.front().models[View::kMain];
+    for (int pass = 0; pass < 5000 && model.Figures().uploads == 0; ++pass) {
+        ASSERT_TRUE(Good(draw()));
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    settings::Wireframe.SetUnsaved(true);
+    EXPECT_TRUE(Good(draw()));
+    settings::Wireframe.SetUnsaved(false);
+    ASSERT_TRUE(trace.Close());
+    const std::vector<json> lines = ReadLines(folder / "trace.jsonl");
+    ASSERT_GE(lines.size(), 2U);
+    const json &drawn = lines[lines.size() - 2]["tiles"][0], &rests = lines.back()["tiles"][0];
+    EXPECT_GT(drawn["uploads"], 0);
+    EXPECT_EQ(rests["uploads"], 0);
+    EXPECT_EQ(rests["wishes"], 0);
+    EXPECT_EQ(rests["resident"], drawn["resident"]) << "what it holds it still holds";
+    simulator.SetFrameObserver(nullptr);
+    simulator.Unload();
+    EXPECT_TRUE(Good(simulator.AttachGraphicsSystem(nullptr, View::kMain)));
 }
 
 TEST(Render, FiguresAreAllThere) {

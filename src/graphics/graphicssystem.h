@@ -130,6 +130,9 @@ public:
     virtual void DrawMeshes(const RenderMeshBatch& batch) = 0;
     /// Row-vector order, translation in the last row. Replaces, doesn't accumulate.
     virtual void SetModelMatrix(std::span<const double, 16> matrix) = 0;
+    /// Sends what a system has gathered and not yet sent, so that Counters are those of all that
+    /// was drawn. Costs calls, so only whoever measures calls it.
+    virtual void Flush() {}
     virtual void BeginFrame(const RenderCamera& camera, int width, int height, FramePass pass) = 0;
     /// Counters since the last full BeginFrame.
     [[nodiscard]] virtual DrawCounters Counters() const = 0;

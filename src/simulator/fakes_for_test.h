@@ -75,6 +75,7 @@ public:
         Note("matrix");
         model = {matrix.begin(), matrix.end()};
     }
+    void Flush() override { Note("flush"); }
     void BeginFrame(const RenderCamera& given, int, int, FramePass pass) override {
         camera = given;
         Note(pass == FramePass::Full ? "begin" : "begin overlay");

@@ -189,6 +189,7 @@ void FrameCycle::DrawLayer(TerrainLayer& layer, int view, int index, float exagg
     if (relief && drawable) {
         watching_ = observer_;
         if (watching_ != nullptr) {
+            FlushForObserver();
             watching_->OnLayerBegin(view, index, camera_, picture.width, picture.height, regions);
         }
         const Stopwatch watch(timing_, times_.select);
@@ -205,9 +206,17 @@ void FrameCycle::DrawLayer(TerrainLayer& layer, int view, int index, float exagg
             if (relief) result = drawn;
         }
     }
-    if (watching_ != nullptr) watching_->OnLayerEnd(view, index);
+    if (watching_ != nullptr) {
+        FlushForObserver();
+        watching_->OnLayerEnd(view, index);
+    }
     watching_ = nullptr;
     camera_ = whole;
+}
+
+void FrameCycle::FlushForObserver() {
+    const Stopwatch watch(timing_, times_.draw);
+    graphics_->Flush();
 }
 
 Status FrameCycle::DrawTexture(TerrainLayer& layer, int view, int index, float exaggeration) {
@@ -237,8 +246,11 @@ Status FrameCycle::DrawTexture(TerrainLayer& layer, int view, int index, float e
     texture_ = nullptr;
 
     if (model != nullptr) {
-        const Stopwatch watch(timing_, times_.service);
-        model->Service();
+        {
+            const Stopwatch watch(timing_, times_.service);
+            model->Service();
+        }
+        if (watching_ != nullptr) watching_->OnService(index);
     }
     return drawn;
 }

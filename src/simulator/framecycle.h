@@ -58,6 +58,7 @@ private:
     void SetPlanes(const FrameScene& frame, int view);
     void BeginViewPass(int view);
     void DrawLayer(TerrainLayer& layer, int view, int index, float exaggeration, Status& result);
+    void FlushForObserver();
     Status DrawTexture(TerrainLayer& layer, int view, int index, float exaggeration);
     void EndViewPass(const FrameScene& frame, int view);
     void DrawTerrainMesh(TerrainPrimitive& mesh) override;

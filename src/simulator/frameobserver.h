@@ -31,7 +31,10 @@ public:
     virtual void OnPrimitive(int texture, const TerrainPrimitive& primitive) = 0;
     /// @param batch  as prepared, thus after the vertical offset
     virtual void OnBatch(int texture, const RenderMeshBatch& batch) = 0;
-    /// After the Service of the layer's last texture.
+    /// After a texture's Service. Not called for a texture that isn't drawn in this view and frame.
+    virtual void OnService(int texture) = 0;
+    /// After the layer's last texture. As at OnLayerBegin, the graphics system has sent all that
+    /// was drawn before, so that the difference of its counters is the layer's.
     virtual void OnLayerEnd(int view, int layer) = 0;
 };
 

@@ -107,6 +107,42 @@ TEST_F(SimulatorTest, AViewIsDrawnInItsOrder) {
         << "textures rest while lines are drawn";
 }
 
+class LoggingObserver final : public FrameObserver {
+public:
+    explicit LoggingObserver(Log& log) : log_(log) {}
+    void OnLayerBegin(int view, int layer, const RenderCamera&, int, int,
+                      std::span<const IntRect>) override {
+        log_.push_back(std::to_string(view) + " layer " + std::to_string(layer));
+    }
+    void OnPrimitive(int texture, const TerrainPrimitive&) override {
+        log_.push_back("primitive " + std::to_string(texture));
+    }
+    void OnBatch(int texture, const RenderMeshBatch&) override {
+        log_.push_back("batch " + std::to_string(texture));
+    }
+    void OnService(int texture) override { log_.push_back("serviced " + std::to_string(texture)); }
+    void OnLayerEnd(int, int) override { log_.push_back("layer end"); }
+
+private:
+    Log& log_;
+};
+
+TEST_F(SimulatorTest, AnObserverSeesLayersOnceTheyAreSent) {
+    Attach(View::kMain);
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a", "b"})}).Good());
+    LoggingObserver observer(log);
+    simulator->SetFrameObserver(&observer);
+    EXPECT_THAT(Frame(),
+                ElementsAre("16 begin", "16 alpha on", "16 flush", "16 layer 0",  //
+                            "land update 1", "a view", "land draw", "primitive 0", "a prepare",
+                            "batch 0", "16 meshes", "a service", "serviced 0",  //
+                            "16 flush", "layer end", "16 matrix", "16 alpha off", "16 end"));
+    settings::Wireframe.SetUnsaved(true);
+    EXPECT_EQ(std::ranges::count(Frame(), "serviced 0"), 0);
+    simulator->SetFrameObserver(nullptr);
+    EXPECT_EQ(std::ranges::count(Frame(), "16 flush"), 0);
+}
+
 TEST_F(SimulatorTest, SideViewsComeFirstAndTheMapIsFlat) {
     Attach(View::kMain);
     Attach(View::kRear);

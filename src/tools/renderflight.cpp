@@ -257,7 +257,6 @@ bool RenderFlight::FlyFrame(int frame, std::string& problem) {
     if (drawn.Good()) drawn = DrawFrom(eye, look);
     const double seconds = Now() - before;
     if (trace_ != nullptr) {
-        trace_->EndFrame();
         simulator_.SetFrameObserver(nullptr);
     }
     if (!drawn.Good()) {

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <iterator>
 
@@ -60,15 +61,6 @@ bool TraceWriter::Open(const FILEPATH& path) {
     return file_.is_open();
 }
 
-void TraceWriter::BeginFrame(int frame) {
-    frame_ = frame;
-    pending_ = false;
-}
-
-void TraceWriter::EndFrame() {
-    FinishLine();
-}
-
 bool TraceWriter::Close() {
     file_.close();
     return !file_.fail();
@@ -81,7 +73,6 @@ std::uint32_t TraceWriter::DrawCalls(int view) const {
 
 void TraceWriter::OnLayerBegin(int view, int layer, const RenderCamera& camera, int width,
                                int height, std::span<const IntRect> regions) {
-    FinishLine();
     view_ = view;
     layer_ = layer;
     callsBefore_ = DrawCalls(view);
@@ -89,6 +80,7 @@ void TraceWriter::OnLayerBegin(int view, int layer, const RenderCamera& camera, 
     firstTexture_ = -1;
     primitives_.clear();
     batches_.clear();
+    serviced_.clear();
     line_.clear();
     auto out = std::back_inserter(line_);
     fmt::format_to(out, R"({{"frame":{},"view":{},"layer":{},"eye":[)", frame_, view, layer);
@@ -105,7 +97,6 @@ void TraceWriter::OnLayerBegin(int view, int layer, const RenderCamera& camera, 
         fmt::format_to(out, "{}[{},{},{},{}]", i > 0 ? "," : "", r.x0, r.y0, r.x1, r.y1);
     }
     line_ += ']';
-    pending_ = true;
 }
 
 void TraceWriter::OnPrimitive(int texture, const TerrainPrimitive& primitive) {
@@ -148,6 +139,10 @@ const TerrainLayer& TraceWriter::LayerDrawn() const {
     return *simulator_.GetScene()->Layers()[static_cast<std::size_t>(layer_)];
 }
 
+void TraceWriter::OnService(int texture) {
+    serviced_.push_back(texture);
+}
+
 void TraceWriter::OnLayerEnd(int view, int /*layer*/) {
     const TerrainLayer& layer = LayerDrawn();
     auto out = std::back_inserter(line_);
@@ -182,22 +177,20 @@ void TraceWriter::OnLayerEnd(int view, int /*layer*/) {
     }
     line_ += R"(],"tiles":[)";
     first = true;
-    for (const TextureLayer& texture : layer.textures) {
-        const TextureModel* model = texture.models[static_cast<std::size_t>(view)].get();
-        const TextureFigures f = model == nullptr ? TextureFigures{} : model->Figures();
+    for (int i = 0; i < static_cast<int>(layer.textures.size()); ++i) {
+        const TextureModel* model = layer.textures[static_cast<std::size_t>(i)]
+                                        .models[static_cast<std::size_t>(view)]
+                                        .get();
+        TextureFigures f = model == nullptr ? TextureFigures{} : model->Figures();
+        // A texture at rest still has the figures of the frame that drew it last.
+        if (std::ranges::find(serviced_, i) == serviced_.end()) f.uploads = f.wishes = 0;
         fmt::format_to(out,
                        R"({}{{"resident":{},"limit":{},"in_flight":{},"uploads":{},"wishes":{}}})",
                        first ? "" : ",", f.resident, f.limit, f.inFlight, f.uploads, f.wishes);
         first = false;
     }
-    line_ += ']';
-}
-
-void TraceWriter::FinishLine() {
-    if (!pending_) return;
-    pending_ = false;
-    fmt::format_to(std::back_inserter(line_), R"(,"triangles":{},"draw_calls":{})", triangles_,
-                   DrawCalls(view_) - callsBefore_);
+    fmt::format_to(out, R"(],"triangles":{},"draw_calls":{})", triangles_,
+                   DrawCalls(view) - callsBefore_);
     file_ << line_;
     if (vertices_) {
         file_ << R"(,"primitives":[)" << primitives_ << R"(],"batches":[)" << batches_ << ']';

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "base/types.h"
 #include "simulator/frameobserver.h"
@@ -18,9 +19,8 @@ public:
     TraceWriter(const Simulator& simulator, bool vertices)
         : simulator_(simulator), vertices_(vertices) {}
     [[nodiscard]] bool Open(const FILEPATH& path);
-    /// Around the frame that is to be written.
-    void BeginFrame(int frame);
-    void EndFrame();
+    /// Before the frame that is to be written.
+    void BeginFrame(int frame) noexcept { frame_ = frame; }
     /// @return false if anything couldn't be written
     [[nodiscard]] bool Close();
 
@@ -28,10 +28,10 @@ public:
                       std::span<const IntRect> regions) override;
     void OnPrimitive(int texture, const TerrainPrimitive& primitive) override;
     void OnBatch(int texture, const RenderMeshBatch& batch) override;
+    void OnService(int texture) override;
     void OnLayerEnd(int view, int layer) override;
 
 private:
-    void FinishLine();
     [[nodiscard]] const TerrainLayer& LayerDrawn() const;
     [[nodiscard]] std::uint32_t DrawCalls(int view) const;
 
@@ -39,10 +39,8 @@ private:
     bool vertices_;
     std::ofstream file_;
     int frame_ = 0;
-    // The line of the layer that was drawn last. Its draw calls are known only when the next thing
-    // is drawn, because the graphics system gathers meshes.
-    std::string line_, primitives_, batches_;
-    bool pending_ = false;
+    std::string line_, primitives_, batches_;  // of the layer being drawn
+    std::vector<int> serviced_;  // textures of the layer, in the order of their drawing
     int view_ = 0;
     std::uint32_t callsBefore_ = 0;
     std::uint64_t triangles_ = 0;

@@ -52,6 +52,8 @@ public:
     /// Stops at the first mesh of fewer than 3 vertices. A texture of another system isn't bound.
     void DrawMeshes(const RenderMeshBatch& batch) override;
     void SetModelMatrix(std::span<const double, 16> matrix) override;
+    /// Everything that changes how or over what gathered meshes are drawn calls this first.
+    void Flush() override;
     void BeginFrame(const RenderCamera& camera, int width, int height, FramePass pass) override;
     [[nodiscard]] DrawCounters Counters() const override { return counters_; }
 
@@ -92,8 +94,6 @@ private:
                             TextureUse use);
 
     void Gather(const RenderMesh& mesh);
-    /// Sends what waits. Everything that changes how or over what it is drawn calls this first.
-    void Flush();
     void SendArrays(const Material& material, const float* positions, const float* extras,
                     int count);
     void ApplyMaterial(const Material& material);
