@@ -1,12 +1,14 @@
 #include "landscape/simfile.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <system_error>
 #include <utility>
 
 #include "base/places.h"
 #include "base/textres.h"
-#include "landscape/texturedomain.h"
+#include "landscape/rootrasters.h"
 #include "zpf/zpfraster.h"
 
 namespace tarnvale {
@@ -15,6 +17,7 @@ namespace {
 
 constexpr int kSettingsUsage = 16;
 constexpr int kWidestSky = 2048;
+constexpr std::size_t kMostSkies = 1024;
 constexpr const char* kSkyFile = "Tarnvale.sky";
 
 std::vector<int> ChildrenOf(const ZPF::FILEHANDLE& file, int parent, ObjectType type) {
@@ -26,17 +29,16 @@ std::vector<int> ChildrenOf(const ZPF::FILEHANDLE& file, int parent, ObjectType 
     return numbers;
 }
 
-/// Objects of a type at the root and in every folder, in file order.
+/// Objects of a type at the root and in every folder, in file order. Each folder is looked at once:
+/// in a file that opens, parents stand before their children.
 std::vector<int> AllOf(const ZPF::FILEHANDLE& file, ObjectType type) {
     std::vector<int> found;
     std::vector<int> folders{kRootObject};
     for (std::size_t next = 0; next < folders.size(); ++next) {
         const std::vector<int> here = ChildrenOf(file, folders[next], type);
         found.insert(found.end(), here.begin(), here.end());
-        for (const int folder : ChildrenOf(file, folders[next], ObjectType::Folder)) {
-            // A damaged tree may hold a circle.
-            if (std::ranges::find(folders, folder) == folders.end()) folders.push_back(folder);
-        }
+        const std::vector<int> below = ChildrenOf(file, folders[next], ObjectType::Folder);
+        folders.insert(folders.end(), below.begin(), below.end());
     }
     std::ranges::sort(found);
     return found;
@@ -57,22 +59,26 @@ bool IsSkyName(const QNSTRING& name) {
     });
 }
 
-/// Rasters under `parent` that open and have at most `widest` columns.
-QNLIST<ZPFObjectItem> SkiesUnder(const ZPF::FILEHANDLE& file, int parent, int widest) {
-    QNLIST<ZPFObjectItem> skies;
-    for (const int number : ChildrenOf(file, parent, ObjectType::Raster)) {
+/// Adds the rasters under `parent` that open and have at most `widest` columns, as one list.
+/// @return FileRefused where there are more than anybody has skies
+Status AddSkies(const ZPF::FILEHANDLE& file, int parent, int widest, QNLIST<SimSkyEntry>& skies) {
+    SimSkyEntry entry;
+    const std::vector<int> rasters = ChildrenOf(file, parent, ObjectType::Raster);
+    if (rasters.size() > kMostSkies) {
+        return _SetErrPosn(StatusCode::FileRefused,
+                           fmt::format("{}: more than {} sky rasters in one place; split the file",
+                                       file.GetFilePath().string(), kMostSkies));
+    }
+    for (const int number : rasters) {
         ZPF::RASTERHANDLE raster;
         ZPFObjectItem item;
         if (raster.Open(file, number).Good() && raster.Header().columns <= widest &&
             file.GetItem(number, item).Good()) {
-            skies.push_back(std::move(item));
+            entry.rasters.push_back(std::move(item));
         }
     }
-    return skies;
-}
-
-void AddSkies(QNLIST<ZPFObjectItem> rasters, QNLIST<SimSkyEntry>& skies) {
-    if (!rasters.empty()) skies.push_back({std::move(rasters)});
+    if (!entry.rasters.empty()) skies.push_back(std::move(entry));
+    return StatusCode::Ok;
 }
 
 /// The reference file of skies, beside the program or among its resources; empty if there is none.
@@ -86,38 +92,26 @@ FILEPATH FindSkyFile() {
     return {};
 }
 
-struct OpenRaster {
-    int number = kNoObject;
-    ZPF::RASTERHANDLE raster;
-};
-
-QNLIST<SimTerrainEntry> FindTerrains(const ZPF::FILEHANDLE& file) {
-    std::vector<OpenRaster> dems;
-    std::vector<OpenRaster> textures;
-    for (const int number : ChildrenOf(file, kRootObject, ObjectType::Raster)) {
-        ZPF::RASTERHANDLE raster;
-        if (!raster.Open(file, number).Good()) continue;
-        const ZPF::RasterType type = raster.Header().type;
-        if (IsTextureCandidate(file, number, type)) {
-            OpenRaster texture{number, {}};
-            if (texture.raster.Open(file, number).Good()) textures.push_back(std::move(texture));
-        }
-        if (IsElevationType(type)) dems.push_back({number, std::move(raster)});
-    }
-    QNLIST<SimTerrainEntry> terrains;
-    for (const OpenRaster& dem : dems) {
+Status FindTerrains(const ZPF::FILEHANDLE& file, QNLIST<SimTerrainEntry>& terrains) {
+    RootRasters rasters;
+    if (const Status read = rasters.Read(file); !read.Good()) return read;
+    for (const RootRaster& dem : rasters.All()) {
         SimTerrainEntry entry;
-        if (!file.GetItem(dem.number, entry.dem).Good()) continue;
-        for (const OpenRaster& texture : textures) {
-            ZPFObjectItem item;
-            if (TextureFits(dem.raster, texture.raster, nullptr) &&
-                file.GetItem(texture.number, item).Good()) {
-                entry.textures.push_back(std::move(item));
+        if (!dem.elevation || !file.GetItem(dem.number, entry.dem).Good()) continue;
+        for (const RootRaster& texture : rasters.All()) {
+            if (!texture.texture) continue;
+            bool fits = false;
+            if (const Status tried = rasters.TextureFits(dem, texture, fits, nullptr);
+                !tried.Good()) {
+                return tried;
             }
+            ZPFObjectItem item;
+            if (fits && file.GetItem(texture.number, item).Good())
+                entry.textures.push_back(std::move(item));
         }
         if (!entry.textures.empty()) terrains.push_back(std::move(entry));
     }
-    return terrains;
+    return StatusCode::Ok;
 }
 
 }  // namespace
@@ -131,16 +125,19 @@ Status SimulatorFile::Read(const FILEPATH& path) {
     for (const int folder : ChildrenOf(file, kRootObject, ObjectType::Folder)) {
         ZPFObjectHeader header;
         if (file.ReadObjectHeader(folder, header).Good() && IsSkyName(header.name)) {
-            AddSkies(SkiesUnder(file, folder, kWidestSky), read.skies_);
+            if (const Status added = AddSkies(file, folder, kWidestSky, read.skies_);
+                !added.Good()) {
+                return added;
+            }
         }
     }
     if (const FILEPATH reference = FindSkyFile(); !reference.empty()) {
         ZPF::FILEHANDLE skies;
         if (skies.Open(reference, ZPF::OpenMode::Read).Good()) {
-            AddSkies(SkiesUnder(skies, kRootObject, ZPF::kMaximumSide), read.skies_);
+            (void)AddSkies(skies, kRootObject, ZPF::kMaximumSide, read.skies_);
         }
     }
-    read.terrains_ = FindTerrains(file);
+    if (const Status found = FindTerrains(file, read.terrains_); !found.Good()) return found;
     read.valid_ = !read.terrains_.empty();
     if (const int settings = file.FindDatabaseByTableUsage(kSettingsUsage); settings >= 0) {
         if (!file.GetItem(settings, read.settings_).Good()) read.settings_ = {};

@@ -18,7 +18,9 @@ struct SimSkyEntry {
 /// What a landscape file holds, found by object type. Reading copies nothing but names.
 class SimulatorFile {
 public:
-    /// @return 0; the store's error if the file can't be opened; NoLandscape if no terrain has a
+    /// @return 0; the store's error if the file can't be opened; FileRefused where it holds more
+    /// than
+    ///         any landscape would (see RootRasters); NoLandscape if no terrain has a
     /// fitting
     ///         texture (the terrain list is then empty)
     Status Read(const FILEPATH& path);

@@ -2,12 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
 
-#include "landscape/texturedomain.h"
+#include "landscape/rootrasters.h"
 #include "zpf/sample_for_test.h"
 
 namespace tarnvale {
@@ -123,15 +126,19 @@ TEST(SimulatorFile, SaysWhyATextureDoesntFit) {
     EXPECT_EQ(made.Read(file), StatusCode::NoLandscape);
     ZPF::FILEHANDLE handle;
     ASSERT_TRUE(Good(handle.Open(folder / "why.sim", ZPF::OpenMode::Read)));
-    ZPF::RASTERHANDLE grid, image;
-    ASSERT_TRUE(Good(grid.Open(handle, dem)));
+    RootRasters rasters;
+    ASSERT_TRUE(Good(rasters.Read(handle)));
+    const auto raster = [&rasters](int number) {
+        return *std::ranges::find(rasters.All(), number, &RootRaster::number);
+    };
     QNSTRING why;
-    ASSERT_TRUE(Good(image.Open(handle, beyond)));
-    EXPECT_FALSE(TextureFits(grid, image, &why));
+    bool fits = true;
+    ASSERT_TRUE(Good(rasters.TextureFits(raster(dem), raster(beyond), fits, &why)));
+    EXPECT_FALSE(fits);
     EXPECT_NE(why.find("-40 to 984 by -60 to 964"), QNSTRING::npos) << why;
     EXPECT_NE(why.find("beyond"), QNSTRING::npos) << why;
-    ASSERT_TRUE(Good(image.Open(handle, uneven)));
-    EXPECT_FALSE(TextureFits(grid, image, &why));
+    ASSERT_TRUE(Good(rasters.TextureFits(raster(dem), raster(uneven), fits, &why)));
+    EXPECT_FALSE(fits);
     EXPECT_NE(why.find("powers of two"), QNSTRING::npos) << why;
 }
 
@@ -186,6 +193,137 @@ TEST(SimulatorFile, KeepsTheOldContentWhenAFileCantBeOpened) {
     EXPECT_FALSE(file.Valid());
     EXPECT_TRUE(file.Terrains().empty());
     EXPECT_EQ(file.Texts().size(), 1U);
+}
+
+/// Reads a file that costs some ten milliseconds when all goes well, and ten seconds or more where
+/// each thing in it is compared with each other one.
+Status ReadSoon(const FILEPATH& path, SimulatorFile& file) {
+    const std::clock_t begin = std::clock();
+    const Status read = file.Read(path);
+    EXPECT_LT(static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC, 2.0);
+    return read;
+}
+
+// Numbers i from 10 on, so many of them.
+std::string Numbers(int count) {
+    return "WITH RECURSIVE n(i) AS (VALUES (10) UNION ALL SELECT i + 1 FROM n LIMIT " +
+           std::to_string(count) + ") ";
+}
+
+/// So many copies of raster 1, which is elevation, and of raster 2, a texture.
+std::string CopiesOfRasters(int count) {
+    const std::string columns =
+        "data_type, has_null, null_value, value_scale, value_offset, minimum, maximum, factor, "
+        "NULL, "
+        "0, srs_id, x_origin, x_column, x_row, y_origin, y_column, y_row";
+    return Numbers(count) + "INSERT INTO zpf_object SELECT i, 0, 3, 'r' || i, '', 0 FROM n;" +
+           Numbers(count) + "INSERT INTO zpf_raster SELECT i, columns, rows, " + columns +
+           " FROM zpf_raster, n WHERE object = 1 + i % 2";
+}
+
+TEST(SimulatorFile, EndlessFoldersCostNoMoreThanTheirNumber) {
+    const ScratchFolder folder;
+    const FILEPATH path = folder / "folders.sim";
+    const struct {
+        const char* what;
+        std::string sql;
+        StatusCode code;
+        std::size_t texts;
+    } cases[] = {
+        {"side by side",
+         Numbers(50000) + "INSERT INTO zpf_object SELECT i, 0, 2, 'f' || i, '', 0 FROM n",
+         StatusCode::Ok, 1},
+        {"each with a text",
+         Numbers(60000) +
+             "INSERT INTO zpf_object SELECT i, iif(i % 2, i - 1, 0), iif(i % 2, 55, 2), 'f' || i, "
+             "'', 0 FROM n",
+         StatusCode::Ok, 30001},
+        {"as deep as may be, with all texts at the end",
+         Numbers(60000) +
+             "INSERT INTO zpf_object SELECT i, iif(i = 10, 0, min(i - 1, 40)), iif(i < 41, 2, 55), "
+             "'f' || i, '', 0 FROM n",
+         StatusCode::Ok, 59970},
+        {"each in the one before",
+         Numbers(50000) +
+             "INSERT INTO zpf_object SELECT i, iif(i = 10, 0, i - 1), 2, 'f' || i, '', 0 FROM n",
+         StatusCode::FileDamaged, 0},
+        {"all named as skies",
+         Numbers(50000) + "INSERT INTO zpf_object SELECT i, 0, 2, 'SKY', '', 0 FROM n",
+         StatusCode::Ok, 1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        std::filesystem::remove(path);
+        ASSERT_TRUE(Good(ZPF::WriteLandscape(path)));
+        ZPF::RunSql(path, c.sql);
+        SimulatorFile file;
+        EXPECT_EQ(ReadSoon(path, file), c.code) << GetErrPosn().detail;
+        EXPECT_EQ(file.Texts().size(), c.texts);
+    }
+}
+
+TEST(SimulatorFile, MoreRastersThanAnyLandscapeHasAreRefusedInOneLine) {
+    const ScratchFolder folder;
+    const FILEPATH path = folder / "rasters.sim";
+    const struct {
+        const char* what;
+        std::string sql;
+        StatusCode code;
+        const char* said;
+    } cases[] = {
+        {"120 by 120 that fit", CopiesOfRasters(240), StatusCode::Ok, ""},
+        {"more pairs", CopiesOfRasters(300), StatusCode::FileRefused, "more than 16384 pairs"},
+        {"more rasters", CopiesOfRasters(60000), StatusCode::FileRefused, "more than 4096 rasters"},
+        {"more skies",
+         CopiesOfRasters(60000) + ";UPDATE zpf_object SET type = 2, name = 'sky' WHERE number = 10;"
+                                  "UPDATE zpf_object SET parent = 10 WHERE number > 10",
+         StatusCode::FileRefused, "more than 1024 sky rasters"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        std::filesystem::remove(path);
+        ASSERT_TRUE(Good(ZPF::WriteLandscape(path)));
+        ZPF::RunSql(path, c.sql);
+        SimulatorFile file;
+        EXPECT_EQ(ReadSoon(path, file), c.code) << GetErrPosn().detail;
+        if (c.code == StatusCode::Ok) {
+            ASSERT_EQ(file.Terrains().size(), 121U);
+            EXPECT_EQ(file.Terrains().back().textures.size(), 121U);
+        } else {
+            EXPECT_NE(GetErrPosn().detail.find(c.said), std::string::npos) << GetErrPosn().detail;
+            EXPECT_EQ(std::ranges::count(GetErrPosn().detail, '\n'), 0);
+        }
+    }
+}
+
+// Each link between two systems takes some ten milliseconds to find.
+TEST(SimulatorFile, MoreLinksBetweenSystemsThanAnyLandscapeHasAreRefused) {
+    const ScratchFolder folder;
+    for (const int zones : {3, 9}) {
+        Landscape made(folder / "zones.sim");
+        for (int zone = 0; zone < zones; ++zone) {
+            const std::string text = "EPSG:" + std::to_string(32630 + zone);
+            RasterSpec dem = Dem(("Dem" + std::to_string(zone)).c_str(), 513, 513);
+            RasterSpec image = Placed(
+                Spec(("Image" + std::to_string(zone)).c_str(), RasterType::Composite24B, 512, 512),
+                0, 0, 30);
+            ASSERT_TRUE(Good(COORDREFSYS::FromText(text, dem.system)));
+            image.system = dem.system;
+            made.Add(dem);
+            made.Add(image);
+        }
+        ASSERT_TRUE(Good(made.Writer().Commit()));
+        SimulatorFile file;
+        const Status read = ReadSoon(folder / "zones.sim", file);
+        if (zones == 3) {
+            ASSERT_TRUE(Good(read));
+            EXPECT_EQ(file.Terrains().size(), 3U);
+            EXPECT_EQ(file.Terrains().front().textures.size(), 1U);
+        } else {
+            EXPECT_EQ(read, StatusCode::FileRefused);
+            EXPECT_NE(GetErrPosn().detail.find("unlike coordinate"), std::string::npos);
+        }
+    }
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include "landscape/texturedomain.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -35,19 +33,23 @@ int NearestPowerOfTwo(int side) {
     return 1 << Round(std::log2(static_cast<double>(side)));
 }
 
-bool IsPowerOfTwo(int value) {
-    return value > 0 && std::has_single_bit(static_cast<std::uint32_t>(value));
+}  // namespace
+
+int IntegerLog2(std::uint32_t value, LogRounding rounding) {
+    if (value == 0) return 255;
+    const int count = value > 0x80000000U ? 31 : std::bit_width(value - 1);
+    if (rounding == LogRounding::Up || value == std::uint32_t{1} << count) return count;
+    return count - 1;
 }
 
-/// The domain of a raster whose pixels `toPixels` ends in.
-Status DomainOf(const TransGen& toPixels, int columns, int rows, int rasterColumns, int rasterRows,
-                TextureDomain& domain) {
+Status DomainOf(const PixelConversion& toPixels, int columns, int rows, int rasterColumns,
+                int rasterRows, TextureDomain& domain) {
     const std::array<std::array<double, 2>, 4> centres{
         {{0.5, 0.5}, {columns - 0.5, 0.5}, {columns - 0.5, rows - 0.5}, {0.5, rows - 0.5}}};
     std::array<double, 2> least{kFarthestPixel, kFarthestPixel};
     std::array<double, 2> most{-kFarthestPixel, -kFarthestPixel};
     for (auto [x, y] : centres) {
-        if (!TransGenConvPointFwd(toPixels, x, y).Good()) {
+        if (!toPixels(x, y)) {
             return _SetErrPosn(StatusCode::BadState,
                                "the terrain's corners can't be converted to the texture's "
                                "coordinate system; reproject one of the two");
@@ -85,34 +87,6 @@ Status DomainOf(const TransGen& toPixels, int columns, int rows, int rasterColum
     return StatusCode::Ok;
 }
 
-bool Explain(bool fits, QNSTRING* why, const QNSTRING& clause) {
-    if (why != nullptr) *why = clause;
-    return fits;
-}
-
-bool FitsBySizes(int columns, int rows, int textureColumns, int textureRows, QNSTRING* why) {
-    const long long across = columns - 1, down = rows - 1;
-    if (across > 0 && down > 0) {
-        for (int k = 0; (across << k) <= textureColumns; ++k) {
-            if ((across << k) == textureColumns && (down << k) == textureRows) {
-                return Explain(true, why, fmt::format("{} pixels for each grid cell", 1 << k));
-            }
-        }
-    }
-    return Explain(false, why,
-                   fmt::format("{} x {} pixels aren't {} x {} grid cells times a power of two",
-                               textureColumns, textureRows, across, down));
-}
-
-}  // namespace
-
-int IntegerLog2(std::uint32_t value, LogRounding rounding) {
-    if (value == 0) return 255;
-    const int count = value > 0x80000000U ? 31 : std::bit_width(value - 1);
-    if (rounding == LogRounding::Up || value == std::uint32_t{1} << count) return count;
-    return count - 1;
-}
-
 Status ComputeTextureDomain(const TransGen& terrain, int columns, int rows,
                             const GeoTransform& raster, const COORDREFSYS& system,
                             int rasterColumns, int rasterRows, TextureDomain& domain) {
@@ -121,60 +95,10 @@ Status ComputeTextureDomain(const TransGen& terrain, int columns, int rows,
         return _SetErrPosn(StatusCode::BadState,
                            "the texture's georeference can't be chained to the terrain's");
     }
-    return DomainOf(toPixels, columns, rows, rasterColumns, rasterRows, domain);
-}
-
-bool TextureFits(const ZPF::RASTERHANDLE& dem, const ZPF::RASTERHANDLE& texture, QNSTRING* why) {
-    if (!dem.IsOpen() || !texture.IsOpen()) return Explain(false, why, "it can't be opened");
-    const ZPF::RasterHeader& grid = dem.Header();
-    const ZPF::RasterHeader& image = texture.Header();
-    GeoTransform gridPlace, imagePlace;
-    COORDREFSYS gridSystem, imageSystem;
-    TransGen chain;
-    const bool chained = IsPowerOfTwo(grid.columns - 1) && IsPowerOfTwo(grid.rows - 1) &&
-                         dem.GetGeoreference(gridPlace, gridSystem).Good() &&
-                         texture.GetGeoreference(imagePlace, imageSystem).Good() &&
-                         TransGenInit(chain, gridPlace, gridSystem).Good() &&
-                         TransGenSetOutputGrid(chain, imagePlace, imageSystem).Good();
-    if (!chained) return FitsBySizes(grid.columns, grid.rows, image.columns, image.rows, why);
-
-    TextureDomain domain;
-    if (!DomainOf(chain, grid.columns, grid.rows, image.columns, image.rows, domain).Good()) {
-        return Explain(false, why, GetErrPosn().detail);
-    }
-    const QNSTRING box = fmt::format("the terrain spans pixels {} to {} by {} to {} of it",
-                                     domain.x0, domain.x1, domain.y0, domain.y1);
-    if (!IsPowerOfTwo(domain.x1 - domain.x0) || !IsPowerOfTwo(domain.y1 - domain.y0)) {
-        return Explain(false, why, box + ", which aren't powers of two");
-    }
-    if (domain.x0 >= 1 || image.columns > domain.x1 || domain.y0 >= 1 || image.rows > domain.y1) {
-        return Explain(
-            false, why,
-            fmt::format("{}, but its {} x {} pixels reach beyond", box, image.columns, image.rows));
-    }
-    return Explain(true, why, box);
-}
-
-bool IsElevationType(ZPF::RasterType type) {
-    using enum ZPF::RasterType;
-    constexpr std::array kTypes{Unsigned8, Unsigned16, Unsigned32, Signed8,
-                                Signed16,  Signed32,   Float32,    Float64};
-    return std::ranges::find(kTypes, type) != kTypes.end();
-}
-
-bool IsTextureCandidate(const ZPF::FILEHANDLE& file, int number, ZPF::RasterType type) {
-    using enum ZPF::RasterType;
-    switch (type) {
-        case Composite16A:
-        case Composite16B:
-        case Composite24A:
-        case Composite24B:
-            return true;
-        case Unsigned8:
-            return file.GetObjectCount(number, ObjectType::ColorMap) > 0;
-        default:
-            return false;
-    }
+    const auto convert = [&](double& x, double& y) {
+        return TransGenConvPointFwd(toPixels, x, y).Good();
+    };
+    return DomainOf(convert, columns, rows, rasterColumns, rasterRows, domain);
 }
 
 }  // namespace tarnvale

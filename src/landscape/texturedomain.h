@@ -1,10 +1,10 @@
 #pragma once
 
-#include <string>
+#include <cstdint>
+#include <functional>
 
 #include "base/status.h"
 #include "geom/transgen.h"
-#include "zpf/zpfraster.h"
 
 namespace tarnvale {
 
@@ -23,23 +23,19 @@ struct TextureDomain {
 enum class LogRounding : std::uint8_t { Down, Up };
 [[nodiscard]] int IntegerLog2(std::uint32_t value, LogRounding rounding);
 
+/// Brings a place of a terrain's grid to the pixels of a raster. @return false where it can't
+using PixelConversion = std::function<bool(double& x, double& y)>;
+
+/// The domain of a raster under a terrain grid of columns by rows samples.
+/// @return BadState where the grid's corners can't be converted or make no box of pixels
+Status DomainOf(const PixelConversion& toPixels, int columns, int rows, int rasterColumns,
+                int rasterRows, TextureDomain& domain);
+
 /// Works out the domain of a texture over a terrain grid.
 /// @param terrain  grid to map of the terrain; columns, rows its samples
 /// @return BadState without a georeference or where the points can't be converted
 Status ComputeTextureDomain(const TransGen& terrain, int columns, int rows,
                             const GeoTransform& raster, const COORDREFSYS& system,
                             int rasterColumns, int rasterRows, TextureDomain& domain);
-
-/// Whether raster T is a texture of elevation raster R.
-/// @param why  set to one clause that says why, or why not, for tools that explain a file; may be
-/// null
-[[nodiscard]] bool TextureFits(const ZPF::RASTERHANDLE& dem, const ZPF::RASTERHANDLE& texture,
-                               QNSTRING* why);
-
-/// Whether a raster can be a terrain by its data type.
-[[nodiscard]] bool IsElevationType(ZPF::RasterType type);
-/// Whether a raster can be a texture: composite colour, or 8-bit with a colour map.
-[[nodiscard]] bool IsTextureCandidate(const ZPF::FILEHANDLE& file, int number,
-                                      ZPF::RasterType type);
 
 }  // namespace tarnvale

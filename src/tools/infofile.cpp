@@ -3,13 +3,14 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <map>
 #include <optional>
-#include <set>
+#include <string>
 #include <system_error>
 #include <vector>
 
+#include "landscape/rootrasters.h"
 #include "landscape/simfile.h"
-#include "landscape/texturedomain.h"
 #include "zpf/zpffile.h"
 #include "zpf/zpfraster.h"
 
@@ -21,8 +22,6 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::array kTypes{ObjectType::Folder,   ObjectType::Raster,   ObjectType::Vector,
                             ObjectType::Database, ObjectType::ColorMap, ObjectType::Text};
-/// A damaged tree may hold circles; no honest one is deeper.
-constexpr int kDeepest = 32;
 
 const char* NameOf(ObjectType type) {
     switch (type) {
@@ -114,8 +113,19 @@ Json JsonOf(const COORDREFSYS& system) {
     return json;
 }
 
+/// The systems of a file, by their text. To describe one takes milliseconds, and thousands of
+/// rasters may share it.
+using SystemFacts = std::map<std::string, Json>;
+
+const Json& FactsOf(const COORDREFSYS& system, SystemFacts& systems) {
+    const auto [known, isNew] = systems.try_emplace(system.Wkt());
+    if (isNew) known->second = JsonOf(system);
+    return known->second;
+}
+
 /// Everything about a raster but its pixels.
-Json RasterFacts(const ZPF::RASTERHANDLE& raster, const ZPF::FILEHANDLE& file, int number) {
+Json RasterFacts(const ZPF::RASTERHANDLE& raster, const ZPF::FILEHANDLE& file, int number,
+                 SystemFacts& systems) {
     const ZPF::RasterHeader& header = raster.Header();
     Json json{{"columns", header.columns},
               {"rows", header.rows},
@@ -132,7 +142,7 @@ Json RasterFacts(const ZPF::RASTERHANDLE& raster, const ZPF::FILEHANDLE& file, i
     GeoTransform place;
     COORDREFSYS system;
     if (raster.GetGeoreference(place, system).Good()) {
-        json["crs"] = JsonOf(system);
+        json["crs"] = FactsOf(system, systems);
         json["geotransform"] = {place.xOrigin, place.xColumn, place.xRow,
                                 place.yOrigin, place.yColumn, place.yRow};
         json["extent"] = JsonOf(ExtentOf(place, 0, 0, header.columns, header.rows));
@@ -162,12 +172,12 @@ Json RasterFacts(const ZPF::RASTERHANDLE& raster, const ZPF::FILEHANDLE& file, i
     return json;
 }
 
-Json ObjectsUnder(const ZPF::FILEHANDLE& file, int parent, int depth, std::set<int>& seen) {
+Json ObjectsUnder(const ZPF::FILEHANDLE& file, int parent, SystemFacts& systems) {
     std::vector<std::pair<int, ObjectType>> children;
     for (const ObjectType type : kTypes) {
         std::int64_t iterator = 0;
         for (int number = kNoObject; file.GetNextInodeNum(iterator, parent, type, number);) {
-            if (seen.insert(number).second) children.emplace_back(number, type);
+            children.emplace_back(number, type);
         }
     }
     std::ranges::sort(children);
@@ -185,53 +195,45 @@ Json ObjectsUnder(const ZPF::FILEHANDLE& file, int parent, int depth, std::set<i
         if (type == ObjectType::Raster) {
             ZPF::RASTERHANDLE raster;
             if (const Status opened = raster.Open(file, number); opened.Good()) {
-                json["raster"] = RasterFacts(raster, file, number);
+                json["raster"] = RasterFacts(raster, file, number, systems);
             } else {
                 json["error"] = GetErrString(opened);
             }
         }
-        if (depth < kDeepest) {
-            if (Json below = ObjectsUnder(file, number, depth + 1, seen); !below.empty())
-                json["objects"] = below;
-        }
-        list.push_back(json);
+        if (Json below = ObjectsUnder(file, number, systems); !below.empty())
+            json["objects"] = std::move(below);
+        list.push_back(std::move(json));
     }
     return list;
 }
 
 /// For each pair of an elevation raster and a texture at the root: whether they fit, and why.
-Json FitsIn(const ZPF::FILEHANDLE& file) {
-    struct Candidate {
-        int number;
-        std::string name;
-        ZPF::RASTERHANDLE raster;
-    };
-    std::vector<Candidate> rasters;
-    std::int64_t iterator = 0;
-    for (int number = kNoObject;
-         file.GetNextInodeNum(iterator, kRootObject, ObjectType::Raster, number);) {
+Status AddFits(const ZPF::FILEHANDLE& file, Json& description) {
+    RootRasters rasters;
+    if (const Status read = rasters.Read(file); !read.Good()) return read;
+    const auto nameOf = [&file](int number) {
         ZPFObjectHeader header;
-        ZPF::RASTERHANDLE raster;
-        if (raster.Open(file, number).Good() && file.ReadObjectHeader(number, header).Good()) {
-            rasters.push_back({number, header.name, std::move(raster)});
-        }
-    }
+        return file.ReadObjectHeader(number, header).Good() ? header.name : QNSTRING();
+    };
     Json fits = Json::array();
-    for (const Candidate& dem : rasters) {
-        if (!IsElevationType(dem.raster.Header().type)) continue;
-        for (const Candidate& texture : rasters) {
-            if (!IsTextureCandidate(file, texture.number, texture.raster.Header().type)) continue;
+    for (const RootRaster& dem : rasters.All()) {
+        if (!dem.elevation) continue;
+        for (const RootRaster& texture : rasters.All()) {
+            if (!texture.texture) continue;
             QNSTRING why;
-            const bool fit = TextureFits(dem.raster, texture.raster, &why);
+            bool fit = false;
+            if (const Status tried = rasters.TextureFits(dem, texture, fit, &why); !tried.Good())
+                return tried;
             fits.push_back({{"dem", dem.number},
-                            {"dem_name", dem.name},
+                            {"dem_name", nameOf(dem.number)},
                             {"texture", texture.number},
-                            {"texture_name", texture.name},
+                            {"texture_name", nameOf(texture.number)},
                             {"fits", fit},
                             {"why", why}});
         }
     }
-    return fits;
+    description["fits"] = std::move(fits);
+    return StatusCode::Ok;
 }
 
 struct TerrainPlace {
@@ -312,11 +314,11 @@ Status DescribeFile(const FILEPATH& path, Json& description) {
               {"size_bytes", std::filesystem::file_size(path, failed)},
               {"valid", landscape.Valid()}};
     AddTerrains(file, landscape, made);
-    made["fits"] = FitsIn(file);
+    if (const Status added = AddFits(file, made); !added.Good()) return added;
     made["vectors"] = NamesOf(landscape.Vectors());
     made["texts"] = NamesOf(landscape.Texts());
-    std::set<int> seen{kRootObject};
-    made["objects"] = ObjectsUnder(file, kRootObject, 0, seen);
+    SystemFacts systems;
+    made["objects"] = ObjectsUnder(file, kRootObject, systems);
     description = std::move(made);
     return StatusCode::Ok;
 }

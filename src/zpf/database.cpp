@@ -394,6 +394,19 @@ Status Database::Fault(StatusCode code, std::string_view what) const {
     return _SetErrPosn(code, fmt::format("{}: {}", path_.string(), what));
 }
 
+void Database::SetObjects(std::vector<ObjectRecord> objects) {
+    objects_ = std::move(objects);
+    byParent_.clear();
+    byParent_.reserve(objects_.size());
+    for (const ObjectRecord& record : objects_) byParent_.push_back(&record);
+    std::ranges::stable_sort(byParent_, {}, &ObjectRecord::parent);
+}
+
+std::span<const ObjectRecord* const> Database::Children(int parent) const {
+    const auto found = std::ranges::equal_range(byParent_, parent, {}, &ObjectRecord::parent);
+    return {found.begin(), found.end()};
+}
+
 const ObjectRecord* Database::Find(int number) const {
     const auto found = std::ranges::lower_bound(
         objects_, number, {}, [](const ObjectRecord& record) { return record.header.number; });

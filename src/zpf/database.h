@@ -70,6 +70,7 @@ private:
 struct ObjectRecord {
     ZPFObjectHeader header;
     int parent = kRootObject;
+    int depth = 1;              ///< 1 at the root
     std::int64_t lastUsed = 0;  ///< the higher the later; 0 never
 };
 
@@ -117,7 +118,9 @@ public:
     [[nodiscard]] const FILEPATH& Path() const noexcept { return path_; }
     /// In number order, sound: parents stand before their children.
     [[nodiscard]] const std::vector<ObjectRecord>& Objects() const noexcept { return objects_; }
-    void SetObjects(std::vector<ObjectRecord> objects) { objects_ = std::move(objects); }
+    void SetObjects(std::vector<ObjectRecord> objects);
+    /// In number order.
+    [[nodiscard]] std::span<const ObjectRecord* const> Children(int parent) const;
     /// @return null where there is no such object
     [[nodiscard]] const ObjectRecord* Find(int number) const;
 
@@ -143,6 +146,7 @@ private:
     int ticks_ = 0;  // progress calls since the last step began
     std::vector<Kept> kept_;
     std::vector<ObjectRecord> objects_;
+    std::vector<const ObjectRecord*> byParent_;  // then by number
     std::list<KnownSystem> systems_;
 };
 

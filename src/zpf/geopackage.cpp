@@ -320,6 +320,13 @@ Status WriteReferenceSystem(Database& database, const COORDREFSYS& system, int& 
 Status FindReferenceSystem(Database& database, int srsId, const KnownSystem*& system) {
     auto known = std::ranges::find(database.Systems(), srsId, &KnownSystem::srsId);
     if (known == database.Systems().end()) {
+        // Each takes a millisecond or more to understand.
+        if (std::ssize(database.Systems()) >= kMaximumSystems) {
+            return database.Fault(
+                StatusCode::FileRefused,
+                fmt::format("rasters in more than {} coordinate reference systems; split the file",
+                            kMaximumSystems));
+        }
         KnownSystem read;
         read.srsId = srsId;
         if (const Status status = ReadReferenceSystem(database, read); !status.Good())

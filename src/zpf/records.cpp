@@ -54,9 +54,10 @@ Status LoadObjects(Database& database) {
             InRange(number, std::int64_t{last} + 1, INT32_MAX) &&
             InRange(parent, kRootObject, last) && InRange(statement.Integer(2), 1, kHighestType) &&
             statement.IsText(3) && statement.IsText(4) && statement.IsInteger(5);
-        const auto numberOf = [](const ObjectRecord& known) { return known.header.number; };
-        if (!sound ||
-            (parent != kRootObject && !std::ranges::binary_search(objects, parent, {}, numberOf))) {
+        const auto above = std::ranges::lower_bound(
+            objects, parent, {}, [](const ObjectRecord& known) { return known.header.number; });
+        const bool inFolder = above != objects.end() && above->header.number == parent;
+        if (!sound || (parent != kRootObject && !inFolder)) {
             return database.Fault(
                 StatusCode::FileDamaged,
                 fmt::format("object {} of the tree can't be; make the file anew", number));
@@ -67,6 +68,12 @@ Status LoadObjects(Database& database) {
         record.header.type = static_cast<ObjectType>(statement.Integer(2));
         record.header.number = static_cast<int>(number);
         record.parent = static_cast<int>(parent);
+        record.depth = parent == kRootObject ? 1 : above->depth + 1;
+        if (record.depth > kDeepestObject) {
+            return database.Fault(
+                StatusCode::FileDamaged,
+                fmt::format("object {} stands more than {} deep", number, kDeepestObject));
+        }
         record.lastUsed = statement.Integer(5);
         objects.push_back(std::move(record));
     }
@@ -77,9 +84,9 @@ Status LoadObjects(Database& database) {
 
 int FindLastUsed(const Database& database, int parent, ObjectType type) {
     const ObjectRecord* best = nullptr;
-    for (const ObjectRecord& record : database.Objects()) {
-        if (record.parent != parent || record.header.type != type) continue;
-        if (best == nullptr || record.lastUsed > best->lastUsed) best = &record;
+    for (const ObjectRecord* record : database.Children(parent)) {
+        if (record->header.type != type) continue;
+        if (best == nullptr || record->lastUsed > best->lastUsed) best = record;
     }
     return best == nullptr ? kNoObject : best->header.number;
 }

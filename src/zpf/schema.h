@@ -12,6 +12,11 @@ namespace tarnvale::ZPF {
 /// Most objects that a file may hold.
 inline constexpr int kMaximumObjects = 65536;
 
+/// Most coordinate reference systems that the rasters of one file may use.
+inline constexpr int kMaximumSystems = 64;
+/// Deepest that an object may stand; the root's children stand at 1.
+inline constexpr int kDeepestObject = 32;
+
 /// Makes the store's own tables.
 Status CreateSchema(Database& database);
 

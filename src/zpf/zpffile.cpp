@@ -13,8 +13,8 @@ namespace tarnvale::ZPF {
 
 namespace {
 
-bool IsChild(const ObjectRecord& record, int parent, ObjectType type) {
-    return record.parent == parent && record.header.type == type;
+auto IsOf(ObjectType type) {
+    return [type](const ObjectRecord* record) { return record->header.type == type; };
 }
 
 }  // namespace
@@ -47,16 +47,14 @@ bool FILEHANDLE::IsOpen() const noexcept {
 bool FILEHANDLE::GetNextInodeNum(std::int64_t& iterator, int parent, ObjectType type,
                                  int& number) const {
     if (!IsOpen()) return false;
-    const std::vector<ObjectRecord>& objects = database_->Objects();
+    const auto children = database_->Children(parent);
     // The iterator is the number of the object that was found last.
-    auto next = std::ranges::upper_bound(objects, iterator, {}, [](const ObjectRecord& record) {
-        return std::int64_t{record.header.number};
+    auto next = std::ranges::upper_bound(children, iterator, {}, [](const ObjectRecord* record) {
+        return std::int64_t{record->header.number};
     });
-    next = std::find_if(next, objects.end(), [parent, type](const ObjectRecord& record) {
-        return IsChild(record, parent, type);
-    });
-    if (next == objects.end()) return false;
-    number = next->header.number;
+    next = std::find_if(next, children.end(), IsOf(type));
+    if (next == children.end()) return false;
+    number = (*next)->header.number;
     iterator = number;
     return true;
 }
@@ -72,17 +70,16 @@ Status FILEHANDLE::ReadObjectHeader(int number, ZPFObjectHeader& header) const {
 
 int FILEHANDLE::FindObject(int parent, ObjectType type, const QNSTRING& name) const {
     if (!IsOpen()) return kNoObject;
-    const auto found = std::ranges::find_if(database_->Objects(), [&](const ObjectRecord& record) {
-        return IsChild(record, parent, type) && SameName(record.header.name, name);
+    const auto children = database_->Children(parent);
+    const auto found = std::ranges::find_if(children, [&](const ObjectRecord* record) {
+        return record->header.type == type && SameName(record->header.name, name);
     });
-    return found == database_->Objects().end() ? kNoObject : found->header.number;
+    return found == children.end() ? kNoObject : (*found)->header.number;
 }
 
 int FILEHANDLE::GetObjectCount(int parent, ObjectType type) const {
     if (!IsOpen()) return 0;
-    return static_cast<int>(std::ranges::count_if(
-        database_->Objects(),
-        [parent, type](const ObjectRecord& record) { return IsChild(record, parent, type); }));
+    return static_cast<int>(std::ranges::count_if(database_->Children(parent), IsOf(type)));
 }
 
 int FILEHANDLE::GetLastUsed(int parent, ObjectType type) const {

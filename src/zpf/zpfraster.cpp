@@ -287,10 +287,10 @@ Status RASTERHANDLE::GetPyramidList(std::vector<PyramidLevel>& levels) const try
     if (!IsOpen()) return _SetErrPosn(StatusCode::NotOpen);
     const RasterRecord& base = state_->record;
     std::vector<PyramidLevel> found;
-    for (const ObjectRecord& object : state_->database->Objects()) {
-        if (object.parent != state_->number || object.header.type != ObjectType::Raster) continue;
+    for (const ObjectRecord* object : state_->database->Children(state_->number)) {
+        if (object->header.type != ObjectType::Raster) continue;
         RasterRecord level;
-        if (!ReadRasterRecord(*state_->database, object.header.number, level).Good()) continue;
+        if (!ReadRasterRecord(*state_->database, object->header.number, level).Good()) continue;
         if (level.factor == 1) continue;
         const bool power = (level.factor & (level.factor - 1)) == 0;
         const bool fits = level.header.columns == ReducedSide(base.header.columns, level.factor) &&
@@ -303,7 +303,7 @@ Status RASTERHANDLE::GetPyramidList(std::vector<PyramidLevel>& levels) const try
                     "level {} of raster \"{}\" isn't the raster reduced; make the file anew",
                     level.factor, state_->name));
         }
-        found.push_back({level.factor, object.header.number});
+        found.push_back({level.factor, object->header.number});
     }
     std::ranges::stable_sort(found, {}, &PyramidLevel::factor);
     const auto sameFactor = [](const PyramidLevel& a, const PyramidLevel& b) {
@@ -318,14 +318,14 @@ Status RASTERHANDLE::GetPyramidList(std::vector<PyramidLevel>& levels) const try
 
 int RASTERHANDLE::FindMask() const {
     if (!IsOpen()) return kNoObject;
-    for (const ObjectRecord& object : state_->database->Objects()) {
-        if (object.parent != state_->number || object.header.type != ObjectType::Raster) continue;
+    for (const ObjectRecord* object : state_->database->Children(state_->number)) {
+        if (object->header.type != ObjectType::Raster) continue;
         RasterRecord mask;
-        if (!ReadRasterRecord(*state_->database, object.header.number, mask).Good()) continue;
+        if (!ReadRasterRecord(*state_->database, object->header.number, mask).Good()) continue;
         const RasterHeader& own = state_->record.header;
         if (mask.header.type == RasterType::Unsigned1 && mask.header.columns == own.columns &&
             mask.header.rows == own.rows) {
-            return object.header.number;
+            return object->header.number;
         }
     }
     return kNoObject;

@@ -138,7 +138,12 @@ std::string PROJECTWRITER::State::UniqueTable(const QNSTRING& name) {
 Status PROJECTWRITER::State::AddObject(int parent, ObjectType type, const QNSTRING& name,
                                        const QNSTRING& description, int& number) {
     const int next = objects.empty() ? kRootObject + 1 : objects.back().header.number + 1;
-    if (parent < kRootObject || parent >= next || std::ssize(objects) >= kMaximumObjects) {
+    const int depth =  // numbers are given without gaps
+        parent > kRootObject && parent < next
+            ? objects[static_cast<std::size_t>(parent) - 1].depth + 1
+            : 1;
+    if (parent < kRootObject || parent >= next || depth > kDeepestObject ||
+        std::ssize(objects) >= kMaximumObjects) {
         return _SetErrPosn(StatusCode::BadState,
                            fmt::format("no object {} to put \"{}\" in", parent, name));
     }
@@ -146,6 +151,7 @@ Status PROJECTWRITER::State::AddObject(int parent, ObjectType type, const QNSTRI
     record.header = {UniqueName(parent, type, name), OneLine(description, kDescriptionCharacters),
                      type, next};
     record.parent = parent;
+    record.depth = depth;
     Statement* insert = nullptr;
     if (const Status status = database->Keep("INSERT INTO zpf_object (number, parent, type, name, "
                                              "description) VALUES (?1, ?2, ?3, ?4, ?5)",
