@@ -385,6 +385,7 @@ TEST(Render, FiguresAreAllThere) {
         }
         EXPECT_GT(stats["frame_ms"]["median"], 0);
         EXPECT_GT(stats["mesh_ms"]["median"], 0) << "parts are measured in some frames";
+        EXPECT_GT(stats["clock_ns"], 0);
         EXPECT_GT(stats["open_s"], 0);
         EXPECT_GT(stats["first_frame_s"], stats["open_s"]);
         EXPECT_GT(stats["complete_s"], stats["first_frame_s"]);
@@ -518,6 +519,25 @@ TEST(CameraPath, APathOfOurOwnStaysAboveTheGroundAndMovesEvenly) {
         EXPECT_NEAR(moved, 30, 1.5) << i;
         EXPECT_LT(std::abs(poses[i].eye.z - poses[i - 1].eye.z), 20) << i;
     }
+}
+
+TEST(FrameTimes, LoseWhatReadingTheClockAdded) {
+    FrameTimes times;
+    times.select = 1;
+    times.mesh = 7;
+    times.prepare = 5;
+    times.draw = 3;
+    times.primitives = 2;
+    const FrameTimes less = WithoutClock(times, 0.5);
+    EXPECT_EQ(less.select, 1);
+    EXPECT_EQ(less.mesh, 5) << "two readings of each primitive's four";
+    EXPECT_EQ(less.prepare, 4);
+    EXPECT_EQ(less.draw, 2);
+    EXPECT_EQ(WithoutClock(times, 4).mesh, 0);
+    EXPECT_EQ(WithoutClock(times, 4).prepare, 0);
+    const double clock = MeasureClock();
+    EXPECT_GT(clock, 1e-9);
+    EXPECT_LT(clock, 1e-4);
 }
 
 TEST(Summary, RanksByHand) {

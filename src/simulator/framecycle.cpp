@@ -281,6 +281,7 @@ void FrameCycle::DrawTerrainMesh(TerrainPrimitive& mesh) {
 
 void FrameCycle::DrawWatched(TerrainPrimitive& mesh) {
     if (watching_ != nullptr) watching_->OnPrimitive(textureIndex_, mesh);
+    if (timing_) ++times_.primitives;
     if (verticalOffset_ != 0) Raise(mesh);
     const RenderMeshBatch* batch = nullptr;
     {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <span>
 
 #include "base/types.h"
@@ -9,7 +10,7 @@ namespace tarnvale {
 
 /// Seconds that the parts of the last frame took, all views and layers together. `total` is
 /// measured in every frame; the parts only where part timing is on, and are 0 otherwise: reading
-/// the clock three times for each primitive costs about a millisecond a frame.
+/// the clock four times for each primitive costs about a millisecond a frame.
 struct FrameTimes {
     double select = 0;   ///< the terrain's choice of nodes
     double mesh = 0;     ///< morph and emit, without what the primitives then cause
@@ -17,6 +18,7 @@ struct FrameTimes {
     double draw = 0;     ///< the graphics system, from BeginView to EndFrame
     double service = 0;  ///< tiles taken, asked for and dropped
     double total = 0;
+    std::uint32_t primitives = 0;  ///< that the clock was read four times for, to time the parts
 };
 
 /// Sees what a frame sends, for traces. Called only while one is set; must not change anything.

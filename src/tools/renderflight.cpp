@@ -96,6 +96,7 @@ bool RenderFlight::Run(std::string& problem) {
     opened_ += Now() - before;
     if (!BuildScene(problem) || !FindPath(problem)) return false;
     if (!options_.Draws()) return true;
+    figures_.clock = MeasureClock();
     if (!Fly(problem)) return false;
     if (trace_ != nullptr && !trace_->Close()) {
         problem = fmt::format("trace {} can't be written whole", options_.trace.string());
@@ -273,7 +274,7 @@ bool RenderFlight::FlyFrame(int frame, std::string& problem) {
 
 void RenderFlight::Count(int frame, double seconds) {
     if (frame % kPartsEvery == kPartsEvery - 1) {
-        figures_.parts.push_back(simulator_.Times());
+        figures_.measuredParts.push_back(simulator_.Times());
     } else {
         figures_.frames.push_back(seconds);
     }
