@@ -264,7 +264,7 @@ TEST(IniPath, FollowsTheEnvironment) {
 // The program's own settings, read in a new process before its main.
 using SettingsDeathTest = IniStore;
 
-TEST_F(SettingsDeathTest, StartReadsTheStoreAndBringsValuesIntoTheirRange) {
+TEST_F(SettingsDeathTest, StartHoldsOrIgnoresWhatIsOutsideTheRange) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     WriteFile(
         "TerrainQuality=250\nFrameRate=0.25\nTerrainChoice=7\nPitchSpeed=nan\nMinimumHeight=1e30\n"
@@ -272,16 +272,39 @@ TEST_F(SettingsDeathTest, StartReadsTheStoreAndBringsValuesIntoTheirRange) {
         "CompassNorthColor=1,2,3,4\nWireframe=perhaps\nSkyCentered=0\n");
     const std::string before = Bytes();
     const auto allRight = [] {
-        return settings::TerrainQuality.Get() == 100 && settings::FrameRate.Get() == 1 &&
+        return settings::TerrainQuality.Get() == 100 && settings::FrameRate.Get() == 20 &&
                settings::TerrainChoice.Get() == 1 && settings::PitchSpeed.Get() == 45 &&
-               settings::MinimumHeight.Get() < 1e7F &&
-               settings::VerticalExaggeration.Get() == 0.01F && settings::FogType.Get() == 0 &&
-               settings::StyleQuality.Get() == 512 && settings::TextureMemory.Get() == 0 &&
+               settings::MinimumHeight.Get() < 1e7F && settings::VerticalExaggeration.Get() == 1 &&
+               settings::FogType.Get() == 0 && settings::StyleQuality.Get() == 512 &&
+               settings::TextureMemory.Get() == 0 &&
                settings::CompassNorthColor.Get() == COLOR{1, 2, 3, 4} &&
                !settings::Wireframe.Get() && !settings::SkyCentered.Get();
     };
     EXPECT_EXIT(std::exit(allRight() ? 0 : 1), testing::ExitedWithCode(0), "");
     EXPECT_EQ(Bytes(), before) << "starting writes nothing";
+}
+
+TEST_F(IniStore, AValueThatIsIgnoredLeavesTheOneInForceAndInTheStore) {
+    settings::FrameRate.Set(30);
+    settings::VerticalExaggeration.Set(2.5F);
+    settings::Format.Set(48);
+    const std::string before = Bytes();
+    for (const double rate : {0.999, 0.0, -20.0}) settings::FrameRate.Set(rate);
+    for (const float scale : {0.0F, 0.009F, 100.5F, -1.0F})
+        settings::VerticalExaggeration.Set(scale);
+    settings::Format.Set(16);  // none of the ways to split an angle
+    EXPECT_EQ(settings::FrameRate.Get(), 30);
+    EXPECT_EQ(settings::VerticalExaggeration.Get(), 2.5F);
+    EXPECT_EQ(settings::Format.Get(), 48);
+    EXPECT_EQ(Bytes(), before);
+    for (const float scale : {0.01F, 100.0F}) {
+        settings::VerticalExaggeration.Set(scale);
+        EXPECT_EQ(settings::VerticalExaggeration.Get(), scale);
+    }
+    settings::FrameRate.Set(1);
+    EXPECT_EQ(settings::FrameRate.Get(), 1);
+    settings::Format.Set(128 | 32 | 16 | 1);  // the first split that is named
+    EXPECT_EQ(settings::Format.Get(), 144);
 }
 
 TEST(Settings, TextSetsWhatIsInRangeAndNothingElse) {

@@ -10,23 +10,43 @@ namespace {
 // Constant-initialised, so it stands before the first setting's constructor runs.
 constinit SettingBase* firstSetting = nullptr;
 
-template <auto least, auto most>
-auto Between(const decltype(least)& value) {
+template <std::int32_t least, std::int32_t most>
+std::optional<std::int32_t> Between(const std::int32_t& value) {
     return std::clamp(value, least, most);
 }
 
 // Ranges whose ends are no integers are given as fractions: clang 14 has no floating template
 // arguments.
 template <typename T, int least, int most, int divisor = 1>
-T Within(const T& value) {
+std::optional<T> Within(const T& value) {
     return std::clamp(value, static_cast<T>(least) / static_cast<T>(divisor),
                       static_cast<T>(most) / static_cast<T>(divisor));
 }
 
+// Nothing sensible is near a value outside: the one in force stays.
+template <typename T, int least, int most, int divisor = 1>
+std::optional<T> Only(const T& value) {
+    const std::optional<T> held = Within<T, least, most, divisor>(value);
+    return held == value ? held : std::nullopt;
+}
+
+std::optional<double> AtLeastOne(const double& value) {
+    return value >= 1 ? std::optional(value) : std::nullopt;
+}
+
 // For numbers that name a choice: an unknown one becomes the first.
 template <std::int32_t first, std::int32_t... others>
-std::int32_t OneOf(const std::int32_t& value) {
+std::optional<std::int32_t> OneOf(const std::int32_t& value) {
     return ((value == others) || ...) ? value : first;
+}
+
+// Of the bits that choose how an angle is split the first one counts, and one must be there; bit 16
+// puts the letter of the direction behind the number.
+std::optional<std::int32_t> AngleFormat(const std::int32_t& value) {
+    for (const std::int32_t split : {128, 32, 64}) {
+        if ((value & split) != 0) return split | (value & 16);
+    }
+    return std::nullopt;
 }
 
 constexpr auto kPositive = Between<0, 0x7FFFFFFF>;
@@ -93,15 +113,15 @@ Setting<float> PointSymbolScale{"PointSymbolScale", 0, kFar};
 Setting<COLOR> LineSymbolColor{"LineSymbolColor", {}};
 Setting<bool> UseVOITransparency{"UseVOITransparency", false};
 Setting<float> VOITransparency{"VOITransparency", 0, kPercent};
-Setting<std::int32_t> Format{"Format", 0x80, OneOf<128, 32, 64, 144, 48, 80>};
+Setting<std::int32_t> Format{"Format", 0x80, AngleFormat};
 Setting<std::int32_t> DistanceUnits{"DistanceUnits", 0, kPositive};
 Setting<std::int32_t> ElevationUnits{"ElevationUnits", 0, kPositive};
 Setting<std::int32_t> AngleUnits{"AngleUnits", 0, kPositive};
 Setting<std::int32_t> VelocityUnits{"VelocityUnits", 0, kPositive};
-Setting<float> VerticalExaggeration{"VerticalExaggeration", 1, Within<float, 1, 10'000, 100>};
+Setting<float> VerticalExaggeration{"VerticalExaggeration", 1, Only<float, 1, 10'000, 100>};
 Setting<bool> ExaggerateExtrudedPolygons{"ExaggerateExtrudedPolygons", false};
 Setting<double> TerrainQuality{"TerrainQuality", 85, Within<double, 0, 100>};
-Setting<double> FrameRate{"FrameRate", 20, Within<double, 1, 1'000'000>};
+Setting<double> FrameRate{"FrameRate", 20, AtLeastOne};
 Setting<std::int32_t> TerrainChoice{"TerrainChoice", 1, OneOf<1, 2>};
 Setting<COLOR> BackgroundColor{"BackgroundColor", {}};
 Setting<COLOR> WireframeColor{"WireframeColor", {}};

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -36,41 +37,49 @@ private:
 
 /// One process-wide preference. Read from the store before main; Set keeps the value and writes it
 /// at once (a failed write is ignored: the value holds for the run). A missing key leaves the
-/// default, and a value outside the range, wherever it comes from, is brought into it; one that is
-/// no number at all is ignored. Thread: main thread only.
+/// default. Of a value outside the range, wherever it comes from, the range says whether it is
+/// brought inside or ignored; one that is no number at all is ignored. Thread: main thread only.
 template <typename T>
 class Setting final : public SettingBase {
 public:
-    using Hold = T (*)(const T&);  ///< answers the nearest value within the range
+    /// Answers the value to keep for one that is given, none to ignore it.
+    using Range = std::optional<T> (*)(const T&);
 
-    /// @param key   on loan for good
-    /// @param hold  null: every value is good
-    explicit Setting(const char* key, T initial, Hold hold = nullptr)
-        : SettingBase(key), hold_(hold), value_(std::move(initial)) {
+    /// @param key    on loan for good
+    /// @param range  null: every value is good
+    explicit Setting(const char* key, T initial, Range range = nullptr)
+        : SettingBase(key), range_(range), value_(std::move(initial)) {
         T stored = value_;
         if (_iniRead(Key(), stored)) SetUnsaved(std::move(stored));
     }
     [[nodiscard]] const T& Get() const noexcept { return value_; }
     void Set(T value) {
-        SetUnsaved(std::move(value));
-        _iniWrite(Key(), value_);
+        if (Take(std::move(value))) _iniWrite(Key(), value_);
     }
     /// Changes the value for this run alone.
-    void SetUnsaved(T value) {
-        if constexpr (std::is_floating_point_v<T>) {
-            if (!std::isfinite(value)) return;
-        }
-        value_ = hold_ != nullptr ? hold_(value) : std::move(value);
-    }
+    void SetUnsaved(T value) { (void)Take(std::move(value)); }
     [[nodiscard]] bool SetFromText(std::string_view text) override {
         T value = value_;
-        if (!ParseValue(text, value) || (hold_ != nullptr && hold_(value) != value)) return false;
-        SetUnsaved(std::move(value));
-        return true;
+        if (!ParseValue(text, value) || (range_ != nullptr && range_(value) != value)) return false;
+        return Take(std::move(value));
     }
 
 private:
-    Hold hold_;
+    // @return false where the value is ignored
+    bool Take(T value) {
+        if constexpr (std::is_floating_point_v<T>) {
+            if (!std::isfinite(value)) return false;
+        }
+        if (range_ == nullptr) {
+            value_ = std::move(value);
+            return true;
+        }
+        const std::optional<T> kept = range_(value);
+        if (kept.has_value()) value_ = *kept;
+        return kept.has_value();
+    }
+
+    Range range_;
     T value_;
 };
 

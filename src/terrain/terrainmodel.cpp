@@ -13,7 +13,6 @@ namespace {
 constexpr double kRadiansPerDegree = 0.017453292519943295;
 constexpr double kWorst = 0.0;
 constexpr double kBest = 100.0;
-constexpr double kFirstFrameRate = 20.0;
 
 /// What the setting `TerrainChoice` may say.
 enum class Choice : std::int32_t { FixedQuality = 1, HoldFrameRate = 2 };
@@ -119,7 +118,6 @@ double TerrainModel::UserQuality() {
 }
 
 void TerrainModel::SetFrameRate(double framesPerSecond, bool save) {
-    if (!(framesPerSecond >= 1.0)) return;
     if (save) {
         settings::FrameRate.Set(framesPerSecond);
     } else {
@@ -128,8 +126,7 @@ void TerrainModel::SetFrameRate(double framesPerSecond, bool save) {
 }
 
 double TerrainModel::FrameRate() {
-    const double wanted = settings::FrameRate.Get();
-    return wanted >= 1.0 ? wanted : kFirstFrameRate;
+    return settings::FrameRate.Get();
 }
 
 void TerrainModel::SetQualityStep(double step) {
