@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <png.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <array>
@@ -11,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -20,6 +20,7 @@
 #include "graphics/nullgraphics.h"
 #include "graphics/offscreen/offscreenwindow.h"
 #include "simulator/simulatr.h"
+#include "toolrun.h"
 #include "tools/renderpath.h"
 #include "tools/renderstats.h"
 #include "tools/rendertrace.h"
@@ -39,18 +40,13 @@ struct Outcome {
     std::string said;  // stdout and stderr together
 };
 
+/// @param arguments  parted by single spaces: no path here has any
 Outcome Render(const std::string& arguments) {
-    const std::string command = std::string(TARNVALE_RENDER) + " " + arguments + " 2>&1";
-    Outcome outcome;
-    std::FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) return outcome;
-    std::array<char, 4096> part{};
-    while (const std::size_t count = std::fread(part.data(), 1, part.size(), pipe)) {
-        outcome.said.append(part.data(), count);
-    }
-    const int status = pclose(pipe);
-    outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
-    return outcome;
+    std::vector<std::string> parts;
+    std::istringstream stream(arguments);
+    for (std::string part; stream >> part;) parts.push_back(part);
+    const test::Outcome outcome = test::RunTool("tarnvale-render", parts);
+    return {outcome.exitStatus, outcome.out + outcome.err};
 }
 
 std::vector<json> ReadLines(const FILEPATH& path) {
