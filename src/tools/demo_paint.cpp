@@ -64,6 +64,18 @@ struct Painter::Field {
     float hedge;  // 0 to 1: how much of it is hedge
 };
 
+// A pixel of land, laid over layer by layer.
+struct Painter::Land {
+    const Place& place;
+    Wave large, middle, fine, tiny;   // noise of falling length
+    float rough = 0.0F, grit = 0.0F;  // sums of it
+    float slope = 0.0F;
+    float high = 0.0F;  // 0 to 1, from the last meadows to the bare heights
+    Rgb colour{0.0F, 0.0F, 0.0F};
+    float bumps = 0.35F;                           // metres of the bumps that shade it
+    float farm = 0.0F, hedge = 0.0F, wood = 0.0F;  // 0 to 1
+};
+
 // For each pixel of a row: the first of the four columns it lies between, and their weights.
 struct Painter::Columns {
     std::vector<int> ground, cover;
@@ -299,131 +311,156 @@ Painter::Rgb Painter::PaintWater(const Place& place, float depth, const Wave& mi
     return Rgb::Mix(water, {226, 232, 226}, 0.6F * surf);
 }
 
+// Grass by moisture and height, and fields on it.
+void Painter::LayGrass(Land& land) const {
+    const Place& place = land.place;
+    const float wet = place[Layer::Wet];
+    const float stir = place[Layer::Stir];
+    Rgb colour =
+        Rgb::Mix({132, 132, 80}, {94, 118, 58}, Clamp01(2.0F * (wet - 0.26F) + 0.35F * land.rough));
+    colour = Rgb::Mix(colour, {124, 119, 96}, 0.85F * land.high);
+    colour = Rgb::Mix(colour, {150, 130, 98},
+                      0.45F * Smooth(0.35F, 0.75F, land.rough + 0.4F * stir - 0.7F * wet + 0.3F));
+    land.colour = colour * (1.0F + 0.07F * land.grit + 0.05F * stir);
+    if (place[Layer::Farm] > 0.1F) {
+        const Field field = PaintField(place, stir, land.fine.v);
+        land.farm = field.share * Smooth(3.0F, 9.0F, place.river + 3.0F * land.middle.v);
+        land.colour = Rgb::Mix(land.colour, field.colour, land.farm);
+        land.hedge = field.hedge * land.farm;
+    }
+}
+
+// Woods, hedges and the trees along a stream; rock and what falls from it.
+void Painter::LayWoodsAndRock(Land& land) const {
+    const Place& place = land.place;
+    const float large = land.large.v;
+    const float middle = land.middle.v;
+    const float fine = land.fine.v;
+    const float height = place.bed;
+    const float tint = place[Layer::Tint];
+    const float stir = place[Layer::Stir];
+    const float brook = Smooth(20.0F, 6.0F, place.river + 12.0F * middle + 6.0F * large) *
+                        Smooth(1150.0F, 700.0F, height + 300.0F * stir) *
+                        Smooth(0.4F, 0.2F, land.slope);
+    float wood = Smooth(0.47F, 0.55F,
+                        place[Layer::Wood] * (1.0F - 0.85F * land.farm) + 0.17F * large +
+                            0.10F * middle + 0.05F * fine);
+    const float copse = Smooth(0.62F, 0.72F, 0.55F * large + 0.45F * middle + 0.1F * fine) *
+                        Smooth(1700.0F, 1500.0F, height) * (1.0F - 0.8F * land.farm);
+    wood = std::max(std::max(wood, 0.9F * land.hedge), std::max(0.85F * brook, copse));
+
+    const float bare = land.slope + 0.20F * land.rough + 0.06F * fine;
+    const float limit = 0.86F - 0.20F * land.high + 0.08F * tint;
+    const float rock = Smooth(limit - 0.09F, limit + 0.09F, bare);
+    const float scree =
+        (1.0F - rock) * Smooth(0.42F, 0.62F, bare + 0.1F * stir) * Smooth(0.25F, 0.75F, land.high);
+    wood *= (1.0F - rock) * (1.0F - scree);
+    land.wood = wood;
+    if (wood > 0.0F) {
+        const float needles = Smooth(350.0F, 1000.0F, height + 350.0F * stir + 200.0F * large);
+        Rgb trees = Rgb::Mix({66, 88, 42}, {48, 69, 44}, needles);
+        trees = Rgb::Mix(trees, {86, 98, 48},
+                         0.35F * (1.0F - needles) * Smooth(0.1F, 0.6F, middle + 0.5F * land.grit));
+        trees = trees * (1.06F + 0.17F * fine + 0.10F * land.tiny.v + 0.07F * large + 0.12F * stir);
+        land.colour = Rgb::Mix(land.colour, trees, wood);
+        land.bumps = Lerp(land.bumps, 2.4F, wood);
+    }
+    if (rock > 0.0F || scree > 0.0F) {
+        const float bands = Grain(height * 3.1F + 40.0F * large, 211.0F * tint, 60.0F, 3).v;
+        Rgb stone =
+            Rgb::Mix({112, 112, 114}, {146, 132, 112}, Clamp01(0.5F + 0.9F * tint + 0.15F * large));
+        stone = stone * (1.0F + 0.09F * bands + 0.10F * land.grit);
+        const Rgb rubble = Rgb::Mix(stone, {158, 152, 142}, 0.6F) * (1.0F + 0.05F * land.grit);
+        land.colour = Rgb::Mix(Rgb::Mix(land.colour, rubble, 0.85F * scree), stone, rock);
+        land.bumps = Lerp(land.bumps, 2.6F, std::max(rock, 0.4F * scree));
+    }
+}
+
+// The shores of the sea and of lakes.
+void Painter::LayShores(Land& land) {
+    const Place& place = land.place;
+    const float sea = place[Layer::Sea];
+    const float height = place.bed;
+    if (sea < 380.0F && height < 14.0F) {
+        const float sand =
+            Smooth(3.0F, 1.9F, height + 0.8F * land.rough + 0.8F * place[Layer::Stir]) *
+            Smooth(0.16F, 0.08F, land.slope + 0.03F * land.rough) *
+            Smooth(190.0F, 110.0F, sea + 60.0F * land.large.v);
+        const Rgb beach = Rgb::Mix({168, 152, 118}, {214, 200, 164}, Smooth(0.1F, 1.0F, height)) *
+                          (1.0F + 0.03F * land.grit);
+        land.colour = Rgb::Mix(land.colour, beach, sand);
+        land.bumps *= 1.0F - 0.8F * sand;
+    }
+    if (place.level > 0.0F) {
+        const float depth = place.level - height;
+        land.colour = Rgb::Mix(land.colour, {134, 126, 104},
+                               0.6F * Smooth(1.2F, 0.2F, -depth + 0.4F * land.fine.v));
+    }
+}
+
+// Streams, with gravel where they are quick.
+void Painter::LayStream(Land& land) const {
+    const float river = land.place.river;
+    if (river >= kBankReach) return;
+    const float gravel = Smooth(9.0F, 2.0F, river + 4.0F * land.middle.v) *
+                         Smooth(0.02F, 0.05F, land.slope + 0.02F * land.high);
+    land.colour = Rgb::Mix(land.colour, Rgb{164, 158, 144} * (1.0F + 0.06F * land.grit),
+                           0.75F * gravel * (1.0F - 0.5F * land.wood));
+    const float wash = Clamp01(0.5F - (river + 0.8F * land.fine.v) / std::max(texel_, 1.5F));
+    const Rgb stream = Rgb::Mix({62, 88, 88}, {112, 142, 142}, Smooth(0.02F, 0.16F, land.slope));
+    land.colour = Rgb::Mix(land.colour, stream, wash);
+    land.bumps *= 1.0F - wash;
+}
+
+// Snow, where it is high, shady and not too steep.
+void Painter::LaySnow(Land& land) {
+    const Place& place = land.place;
+    const float shady = 0.7071F * (place.gx + place.gy) / (1.0F + land.slope);
+    const float snowHeight = place.bed + 260.0F * land.rough + 90.0F * place[Layer::Stir] -
+                             120.0F * place.gy / (1.0F + land.slope) + 60.0F * shady;
+    const float snow = Smooth(1950.0F, 2150.0F, snowHeight) *
+                       Smooth(1.15F, 0.85F, land.slope + 0.25F * land.rough);
+    if (snow > 0.0F) {
+        land.colour = Rgb::Mix(land.colour, Rgb{238, 242, 247} * (1.0F + 0.012F * land.grit), snow);
+        land.bumps *= 1.0F - 0.75F * snow;
+    }
+}
+
+// Sun from the north-west, blue light from the sky.
+Painter::Rgb Painter::Lit(const Land& land) {
+    const Place& place = land.place;
+    const auto slope = [&land](float rise, float large, float middle, float fine, float tiny) {
+        return rise + land.bumps * (1.5F * large * (1.0F - land.wood) +
+                                    1.2F * middle * (1.0F - land.wood) + 1.0F * fine + 0.4F * tiny);
+    };
+    const float sx = slope(place.gx, land.large.dx, land.middle.dx, land.fine.dx, land.tiny.dx);
+    const float sy = slope(place.gy, land.large.dy, land.middle.dy, land.fine.dy, land.tiny.dy);
+    const float facing = (1.0F + 0.72F * (sx + sy)) / std::sqrt(1.0F + sx * sx + sy * sy);
+    const float sun = 0.57F * std::max(0.06F, facing) * place[Layer::Light];
+    const float sky = 0.46F * place[Layer::Light];
+    return {land.colour.r * (1.03F * sun + 0.92F * sky), land.colour.g * (sun + 0.99F * sky),
+            land.colour.b * (0.95F * sun + 1.12F * sky)};
+}
+
 Painter::Rgb Painter::PaintPlace(const Place& place) const {
     const Wave middle = Grain(place.x, place.y, 23.0F, 1);
     const Wave fine = Grain(place.x, place.y, std::max(8.7F, 1.8F * texel_), 2);
     const float depth = place.level - place.bed;
     if (depth > 0.0F) return PaintWater(place, depth, middle, fine);
 
-    const Wave large = Grain(place.x, place.y, 67.0F, 0);
-    Wave tiny{0.0F, 0.0F, 0.0F};
-    if (texel_ < 2.6F) tiny = Grain(place.x, place.y, 3.1F, 3);
-    const float rough = 0.5F * large.v + 0.3F * middle.v + 0.2F * fine.v;
-    const float grit = 0.6F * fine.v + 0.4F * (texel_ < 2.6F ? tiny.v : middle.v);
-    const float slope = std::sqrt(place.gx * place.gx + place.gy * place.gy);
-    const float height = place.bed;
-    const float wet = place[Layer::Wet];
-    const float tint = place[Layer::Tint];
-    const float stir = place[Layer::Stir];
-    const float high = Smooth(1250.0F, 2050.0F, height + 250.0F * rough);
-
-    // Grass, by moisture and height.
-    Rgb colour =
-        Rgb::Mix({132, 132, 80}, {94, 118, 58}, Clamp01(2.0F * (wet - 0.26F) + 0.35F * rough));
-    colour = Rgb::Mix(colour, {124, 119, 96}, 0.85F * high);
-    colour = Rgb::Mix(colour, {150, 130, 98},
-                      0.45F * Smooth(0.35F, 0.75F, rough + 0.4F * stir - 0.7F * wet + 0.3F));
-    colour = colour * (1.0F + 0.07F * grit + 0.05F * stir);
-    float bumps = 0.35F;  // metres of the bumps that shade it
-
-    // Fields.
-    float hedge = 0.0F;
-    float farm = 0.0F;
-    if (place[Layer::Farm] > 0.1F) {
-        const Field field = PaintField(place, stir, fine.v);
-        farm = field.share * Smooth(3.0F, 9.0F, place.river + 3.0F * middle.v);
-        colour = Rgb::Mix(colour, field.colour, farm);
-        hedge = field.hedge * farm;
-    }
-
-    // Woods, hedges and the trees along a stream.
-    const float brook = Smooth(20.0F, 6.0F, place.river + 12.0F * middle.v + 6.0F * large.v) *
-                        Smooth(1150.0F, 700.0F, height + 300.0F * stir) * Smooth(0.4F, 0.2F, slope);
-    float wood = Smooth(0.47F, 0.55F,
-                        place[Layer::Wood] * (1.0F - 0.85F * farm) + 0.17F * large.v +
-                            0.10F * middle.v + 0.05F * fine.v);
-    const float copse = Smooth(0.62F, 0.72F, 0.55F * large.v + 0.45F * middle.v + 0.1F * fine.v) *
-                        Smooth(1700.0F, 1500.0F, height) * (1.0F - 0.8F * farm);
-    wood = std::max(std::max(wood, 0.9F * hedge), std::max(0.85F * brook, copse));
-
-    // Rock and what falls from it.
-    const float bare = slope + 0.20F * rough + 0.06F * fine.v;
-    const float limit = 0.86F - 0.20F * high + 0.08F * tint;
-    const float rock = Smooth(limit - 0.09F, limit + 0.09F, bare);
-    const float scree =
-        (1.0F - rock) * Smooth(0.42F, 0.62F, bare + 0.1F * stir) * Smooth(0.25F, 0.75F, high);
-    wood *= (1.0F - rock) * (1.0F - scree);
-    if (wood > 0.0F) {
-        const float needles = Smooth(350.0F, 1000.0F, height + 350.0F * stir + 200.0F * large.v);
-        Rgb trees = Rgb::Mix({66, 88, 42}, {48, 69, 44}, needles);
-        trees = Rgb::Mix(trees, {86, 98, 48},
-                         0.35F * (1.0F - needles) * Smooth(0.1F, 0.6F, middle.v + 0.5F * grit));
-        trees = trees * (1.06F + 0.17F * fine.v + 0.10F * tiny.v + 0.07F * large.v + 0.12F * stir);
-        colour = Rgb::Mix(colour, trees, wood);
-        bumps = Lerp(bumps, 2.4F, wood);
-    }
-    if (rock > 0.0F || scree > 0.0F) {
-        const float bands = Grain(height * 3.1F + 40.0F * large.v, 211.0F * tint, 60.0F, 3).v;
-        Rgb stone = Rgb::Mix({112, 112, 114}, {146, 132, 112},
-                             Clamp01(0.5F + 0.9F * tint + 0.15F * large.v));
-        stone = stone * (1.0F + 0.09F * bands + 0.10F * grit);
-        const Rgb rubble = Rgb::Mix(stone, {158, 152, 142}, 0.6F) * (1.0F + 0.05F * grit);
-        colour = Rgb::Mix(Rgb::Mix(colour, rubble, 0.85F * scree), stone, rock);
-        bumps = Lerp(bumps, 2.6F, std::max(rock, 0.4F * scree));
-    }
-
-    // The sea's shore.
-    const float sea = place[Layer::Sea];
-    if (sea < 380.0F && height < 14.0F) {
-        const float sand = Smooth(3.0F, 1.9F, height + 0.8F * rough + 0.8F * stir) *
-                           Smooth(0.16F, 0.08F, slope + 0.03F * rough) *
-                           Smooth(190.0F, 110.0F, sea + 60.0F * large.v);
-        const Rgb beach = Rgb::Mix({168, 152, 118}, {214, 200, 164}, Smooth(0.1F, 1.0F, height)) *
-                          (1.0F + 0.03F * grit);
-        colour = Rgb::Mix(colour, beach, sand);
-        bumps *= 1.0F - 0.8F * sand;
-    }
-    // A lake's shore.
-    if (place.level > 0.0F) {
-        colour =
-            Rgb::Mix(colour, {134, 126, 104}, 0.6F * Smooth(1.2F, 0.2F, -depth + 0.4F * fine.v));
-    }
-
-    // Streams: gravel where they are quick.
-    if (place.river < kBankReach) {
-        const float gravel = Smooth(9.0F, 2.0F, place.river + 4.0F * middle.v) *
-                             Smooth(0.02F, 0.05F, slope + 0.02F * high);
-        colour = Rgb::Mix(colour, Rgb{164, 158, 144} * (1.0F + 0.06F * grit),
-                          0.75F * gravel * (1.0F - 0.5F * wood));
-        const float wash = Clamp01(0.5F - (place.river + 0.8F * fine.v) / std::max(texel_, 1.5F));
-        const Rgb stream = Rgb::Mix({62, 88, 88}, {112, 142, 142}, Smooth(0.02F, 0.16F, slope));
-        colour = Rgb::Mix(colour, stream, wash);
-        bumps *= 1.0F - wash;
-    }
-
-    // Snow lies where it is high, shady and not too steep.
-    const float shady = 0.7071F * (place.gx + place.gy) / (1.0F + slope);
-    const float snowHeight =
-        height + 260.0F * rough + 90.0F * stir - 120.0F * place.gy / (1.0F + slope) + 60.0F * shady;
-    const float snow =
-        Smooth(1950.0F, 2150.0F, snowHeight) * Smooth(1.15F, 0.85F, slope + 0.25F * rough);
-    if (snow > 0.0F) {
-        colour = Rgb::Mix(colour, Rgb{238, 242, 247} * (1.0F + 0.012F * grit), snow);
-        bumps *= 1.0F - 0.75F * snow;
-    }
-
-    // Sun from the north-west, blue light from the sky.
-    const float sx =
-        place.gx + bumps * (1.5F * large.dx * (1.0F - wood) + 1.2F * middle.dx * (1.0F - wood) +
-                            1.0F * fine.dx + 0.4F * tiny.dx);
-    const float sy =
-        place.gy + bumps * (1.5F * large.dy * (1.0F - wood) + 1.2F * middle.dy * (1.0F - wood) +
-                            1.0F * fine.dy + 0.4F * tiny.dy);
-    const float facing = (1.0F + 0.72F * (sx + sy)) / std::sqrt(1.0F + sx * sx + sy * sy);
-    const float sun = 0.57F * std::max(0.06F, facing) * place[Layer::Light];
-    const float sky = 0.46F * place[Layer::Light];
-    return {colour.r * (1.03F * sun + 0.92F * sky), colour.g * (sun + 0.99F * sky),
-            colour.b * (0.95F * sun + 1.12F * sky)};
+    const bool close = texel_ < 2.6F;
+    Land land{place, Grain(place.x, place.y, 67.0F, 0), middle, fine, {0.0F, 0.0F, 0.0F}};
+    if (close) land.tiny = Grain(place.x, place.y, 3.1F, 3);
+    land.rough = 0.5F * land.large.v + 0.3F * middle.v + 0.2F * fine.v;
+    land.grit = 0.6F * fine.v + 0.4F * (close ? land.tiny.v : middle.v);
+    land.slope = std::sqrt(place.gx * place.gx + place.gy * place.gy);
+    land.high = Smooth(1250.0F, 2050.0F, place.bed + 250.0F * land.rough);
+    LayGrass(land);
+    LayWoodsAndRock(land);
+    LayShores(land);
+    LayStream(land);
+    LaySnow(land);
+    return Lit(land);
 }
 
 void Painter::Paint(int x, int y, int width, int height, std::span<std::uint8_t> rgb) const {

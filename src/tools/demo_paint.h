@@ -28,9 +28,16 @@ private:
     struct Place;  // all that is known of a pixel's place
     struct Columns;
     struct Lines;
+    struct Land;
 
     [[nodiscard]] Wave Grain(float x, float y, float length, int turn) const;
     [[nodiscard]] Rgb PaintPlace(const Place& place) const;
+    void LayGrass(Land& land) const;
+    void LayWoodsAndRock(Land& land) const;
+    static void LayShores(Land& land);
+    void LayStream(Land& land) const;
+    static void LaySnow(Land& land);
+    [[nodiscard]] static Rgb Lit(const Land& land);
     [[nodiscard]] Rgb PaintWater(const Place& place, float depth, const Wave& middle,
                                  const Wave& fine) const;
     struct Field;  // a pixel's part in the farmed land
