@@ -274,6 +274,13 @@ TEST(SimulatorFile, MoreRastersThanAnyLandscapeHasAreRefusedInOneLine) {
         {"120 by 120 that fit", CopiesOfRasters(240), StatusCode::Ok, ""},
         {"more pairs", CopiesOfRasters(300), StatusCode::FileRefused, "more than 16384 pairs"},
         {"more rasters", CopiesOfRasters(60000), StatusCode::FileRefused, "more than 4096 rasters"},
+        {"each in a system of its own",
+         CopiesOfRasters(200) + ";" + Numbers(200) +
+             "INSERT INTO gpkg_spatial_ref_sys SELECT srs_name || i, 60000 + i, 'NONE', 60000 + i, "
+             "definition, '', definition_12_063, NULL FROM gpkg_spatial_ref_sys, n"
+             " WHERE srs_id = 32633;"
+             "UPDATE zpf_raster SET srs_id = 60000 + object WHERE object >= 10",
+         StatusCode::FileRefused, "more than 64 coordinate reference systems"},
         {"more skies",
          CopiesOfRasters(60000) + ";UPDATE zpf_object SET type = 2, name = 'sky' WHERE number = 10;"
                                   "UPDATE zpf_object SET parent = 10 WHERE number > 10",
