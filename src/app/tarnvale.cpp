@@ -4,7 +4,6 @@
 #include <QIcon>
 #include <QMessageBox>
 #include <QScreen>
-#include <QTimer>
 #include <array>
 #include <cstdio>
 #include <new>
@@ -68,7 +67,7 @@ bool CTarnvaleApp::InitInstance() {
     mainFrame_->FocusView();
     RedrawView();
     // From the message loop, so that the window stands before a long load begins.
-    if (!file.empty()) QTimer::singleShot(0, this, [this, file] { (void)OpenLandscape(file); });
+    if (!file.empty()) OpenLater(file);
     return true;
 }
 
@@ -151,12 +150,16 @@ Status CTarnvaleApp::AttachGraphics(GraphicsSystem& system) {
     return StatusCode::Ok;
 }
 
+void CTarnvaleApp::OpenLater(const FILEPATH& file) {
+    QMetaObject::invokeMethod(
+        this, [this, file] { (void)OpenLandscape(file); }, Qt::QueuedConnection);
+}
+
 void CTarnvaleApp::ConnectCommands() {
     CMainFrame* const frame = mainFrame_.get();
     MainMenu* const menu = &frame->Menu();
     const auto openLater = [this](const QString& file) {
-        // After the menu or the drag has ended: opening handles events itself.
-        QTimer::singleShot(0, this, [this, file] { (void)OpenLandscape(file.toStdString()); });
+        OpenLater(file.toStdString());  // after the menu or the drag has ended: it handles events itself
     };
     connect(menu, &MainMenu::Chosen, this, &CTarnvaleApp::OnCommand);
     connect(menu, &MainMenu::ChecksNeeded, this, &CTarnvaleApp::UpdateChecks);

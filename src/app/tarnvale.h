@@ -54,7 +54,8 @@ private:
     void MakeMainWindow();
     [[nodiscard]] bool OpenInput();
     [[nodiscard]] bool OpenGraphics();
-    void OpenNamedFile();
+    /// From the message loop.
+    void OpenLater(const FILEPATH& file);
 
     [[nodiscard]] Status AttachGraphics(GraphicsSystem& system);
     [[nodiscard]] Status LoadLandscape(const FILEPATH& file);
