@@ -128,23 +128,6 @@ TEST(GraphicsSystemRegistry, TheNextSystemThatOpensTakesOver) {
     }
 }
 
-TEST(GraphicsSystem, PixelFormatsSayWhereTheChannelsLie) {
-    using enum TexturePixelFormat;
-    const std::tuple<TexturePixelFormat, int, std::array<std::uint32_t, 3>, int> cases[] = {
-        {Rgb, 3, {0xFF, 0xFF00, 0xFF0000}, 0},    {Bgra, 4, {0xFF0000, 0xFF00, 0xFF}, 16},
-        {R5G6B5, 2, {0xF800, 0x07E0, 0x1F}, 11},  {A1R5G5B5, 2, {0x7C00, 0x03E0, 0x1F}, 10},
-        {X4R4G4B4, 2, {0x0F00, 0x00F0, 0x0F}, 8}, {A8R3G3B2, 2, {0xE0, 0x1C, 0x03}, 5},
-        {R3G3B2, 1, {0xE0, 0x1C, 0x03}, 5},
-    };
-    for (const auto& [format, bytes, masks, redShift] : cases) {
-        const PixelFormatDescriptor found = DescribePixelFormat(format);
-        EXPECT_EQ(BytesPerPixel(format), bytes) << static_cast<int>(format);
-        EXPECT_EQ(found.masks, masks) << static_cast<int>(format);
-        EXPECT_EQ(found.shifts[0], redShift) << static_cast<int>(format);
-    }
-    EXPECT_EQ(DescribePixelFormat(static_cast<TexturePixelFormat>(13)), PixelFormatDescriptor{});
-}
-
 TEST(GraphicsSystem, PixelScalesFollowTheWindowAndTheQuality) {
     settings::StyleQuality.SetUnsaved(0x100);
     NullGraphicsSystem system;

@@ -194,23 +194,6 @@ TEST_F(Keyboard, ThrottleGathersUpToItsLimits) {
     EXPECT_EQ(Frame(50).forward, 0) << "zero wins over a held key";
 }
 
-TEST_F(Keyboard, RecordsAddUp) {
-    FlightInput a, b;
-    a.forward = 1;
-    b.forward = -0.25F;
-    a.lookFlags = LookFlag::kLeft;
-    b.lookFlags = LookFlag::kUp;
-    b.altitudeLock = true;
-    a.anchored[8] = 2;
-    b.anchored[8] = 3;
-    a += b;
-    EXPECT_EQ(a.forward, 0.75F);
-    EXPECT_EQ(a.lookFlags, LookFlag::kLeft | LookFlag::kUp);
-    EXPECT_TRUE(a.altitudeLock);
-    EXPECT_FALSE(a.rollZero);
-    EXPECT_EQ(a.anchored[8], 5);
-}
-
 TEST_F(Keyboard, LabelsNameTheKeys) {
     const std::tuple<Action, const char*> cases[] = {
         {Action::AltitudeUp, "A, Num +"},    {Action::AltitudeDown, "Z, Enter"},

@@ -6,12 +6,12 @@
 #include <thread>
 #include <vector>
 
+#include "base/allocations_for_test.h"
 #include "base/settings.h"
 #include "graphics/nullgraphics.h"
 #include "graphics/offscreen/offscreenwindow.h"
 #include "graphics/opengl/openglgraphics.h"
 #include "landscape/simfile.h"
-#include "simulator/allocations_for_test.h"
 #include "simulator/fakes_for_test.h"
 #include "simulator/simulatr.h"
 #include "zpf/sample_for_test.h"

@@ -8,6 +8,7 @@
 #include <tuple>
 #include <vector>
 
+#include "base/allocations_for_test.h"
 #include "streaming/fakegraphics_test.h"
 
 namespace tarnvale {
@@ -282,32 +283,25 @@ TEST_F(ModelTest, AFlightKeepsToTheTexturesThatFit) {
 TEST_F(ModelTest, ASteadyFrameAllocatesNothing) {
     Open(WholeDomain(64), 65, 1);  // the 16 finest tiles fail, and are wished for again and again
     std::vector<TerrainPrimitive> mesh;
+    mesh.reserve(64);
     for (int row = 0; row < 64; ++row) mesh.push_back(Strip(0.5F, static_cast<float>(row), 1, 64));
-    long inFrames = 0;
+    std::size_t inFrames = 0;
     std::uint64_t wishes = 0;
     for (int number = 0; number < 600; ++number) {
-        const long before = fake::Allocations();
+        const std::size_t before = Allocations();
         const float turn = static_cast<float>(number) * 0.1F;
         model->SetView(EyeAt(32 + 8 * std::cos(turn), -32, 30), 1600, 1000);
         for (const TerrainPrimitive& strip : mesh) (void)model->Prepare(strip);
         model->Service();
         if (number >= 300) {
-            inFrames += fake::Allocations() - before;
+            inFrames += Allocations() - before;
             wishes += model->Figures().wishes;
         }
         std::this_thread::sleep_for(2ms);
     }
-    EXPECT_EQ(inFrames, 0);
+    EXPECT_EQ(inFrames, 0U);
     EXPECT_GT(wishes, 1000U);
     EXPECT_EQ(model->Figures().resident, 5U);
-}
-
-TEST(TextureModelRegistry, HoldsTheOneKind) {
-    const TextureModelRegistry registry;
-    EXPECT_EQ(registry.Name(0), "bandwidth_limited_resource");
-    EXPECT_NE(registry.CreateInstance(0), nullptr);
-    EXPECT_EQ(registry.CreateInstance(1), nullptr);
-    EXPECT_EQ(registry.CreateInstance(-1), nullptr);
 }
 
 }  // namespace

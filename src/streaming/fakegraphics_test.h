@@ -19,9 +19,6 @@
 
 namespace tarnvale::fake {
 
-/// Calls of operator new on this thread; only in programs that link allocations_test.cpp.
-[[nodiscard]] long Allocations();
-
 /// What a tagged tile carries in each of its pixels.
 inline std::uint32_t TagOf(int level, int entry) {
     return static_cast<std::uint32_t>(level + 1) << 24 | static_cast<std::uint32_t>(entry);

@@ -99,16 +99,6 @@ TEST(TriangleChooser, HoldsCentresInsideTheDomain) {
     EXPECT_LT(chooser.Level(0), 3);
 }
 
-TEST(TriangleChooser, CountsTriangles) {
-    const std::tuple<int, std::uint32_t, std::uint32_t> cases[] = {
-        {0, 2, 0}, {0, 3, 1}, {0, 8, 2}, {1, 2, 0}, {1, 5, 3}, {2, 2, 0}, {2, 5, 3}, {3, 9, 0},
-    };
-    for (const auto& [kind, vertices, triangles] : cases) {
-        EXPECT_EQ(TriangleChooser::Count(static_cast<PrimitiveKind>(kind), vertices), triangles)
-            << kind << ' ' << vertices;
-    }
-}
-
 using Vec = std::array<double, 3>;
 Vec To(Vec3f p) {
     return {p.x, p.y, p.z};

@@ -8,7 +8,7 @@
 #include <random>
 #include <string>
 
-#include "terrain/testallocations.h"
+#include "base/allocations_for_test.h"
 #include "terrain/testterrain.h"
 
 namespace tarnvale {
@@ -291,9 +291,9 @@ TEST_F(Terrain, SteadyFrameAllocatesNothing) {
         return true;
     };
     ASSERT_TRUE(fly());
-    const int before = testing::Allocations();
+    const std::size_t before = Allocations();
     ASSERT_TRUE(fly());
-    EXPECT_EQ(testing::Allocations(), before);
+    EXPECT_EQ(Allocations(), before);
 }
 
 TEST_F(Terrain, HugeNumbersDoNoHarm) {

@@ -76,19 +76,5 @@ TEST_F(Detail, OnlyASavedQualityReachesTheSettings) {
     EXPECT_EQ(stored, 31);
 }
 
-TEST(TerrainModelRegistry, MakesClosedModelsByIndex) {
-    const TerrainModelRegistry registry;
-    EXPECT_EQ(registry.Name(0), "quadtree_morph");
-    const auto model = registry.CreateInstance(0);
-    ASSERT_NE(model, nullptr);
-    EXPECT_FALSE(model->IsOpen());
-    EXPECT_TRUE(model->HasFeature(TerrainFeature::Intersection));
-    EXPECT_NE(model->GetIntersector(), nullptr);
-    for (const int index : {1, -1}) {
-        EXPECT_EQ(registry.CreateInstance(index), nullptr);
-        EXPECT_EQ(registry.Name(index) + registry.SecondText(index), "");
-    }
-}
-
 }  // namespace
 }  // namespace tarnvale

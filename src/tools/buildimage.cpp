@@ -221,7 +221,7 @@ public:
                 const Pixel4& pixel = from[column];
                 for (std::size_t c = 0; c < 3; ++c) {
                     tile.cells[to * 3 + c] = static_cast<std::byte>(
-                        static_cast<int>(std::clamp(pixel.c[c], 0.0F, 255.0F) + 0.5F));
+                        static_cast<int>(std::clamp(pixel.c[c] + 0.5F, 0.0F, 255.0F)));
                 }
                 if (!tile.mask.empty()) tile.mask[to] = pixel.c[3] > 0 ? 255 : 0;
             }

@@ -241,7 +241,7 @@ bool RASTERHANDLE::IsOpen() const noexcept {
 
 const RasterHeader& RASTERHANDLE::Header() const noexcept {
     static constexpr RasterHeader kNone;
-    return IsOpen() ? state_->record.header : kNone;
+    return state_ != nullptr ? state_->record.header : kNone;
 }
 
 Status RASTERHANDLE::ReadLine(int row, int column, int count, std::span<std::byte> out,

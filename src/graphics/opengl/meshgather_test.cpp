@@ -4,30 +4,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
-#include <new>
 #include <random>
 #include <vector>
 
-namespace {
-thread_local std::size_t allocations = 0;
-}
-
-void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size)) return memory;  // NOLINT
-    throw std::bad_alloc();
-}
-void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-    ++allocations;
-    return std::malloc(size);  // NOLINT
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);  // NOLINT
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-    std::free(memory);  // NOLINT
-}
+#include "base/allocations_for_test.h"
 
 namespace tarnvale {
 namespace {
@@ -138,12 +118,12 @@ TEST(MeshGather, ASteadyFrameAllocatesNothingWhateverComesFirst) {
     std::mt19937 random(7);
     const RenderMesh small = Numbered(PrimitiveKind::List, 0, 12);
     const RenderMesh strip = Numbered(PrimitiveKind::Strip, 0, 40);
-    std::vector<int> order;
-    for (int i = 0; i < 20000; ++i) order.push_back(static_cast<int>(random() % 40));
+    std::vector<int> order(20000);
+    for (int& place : order) place = static_cast<int>(random() % 40);
     std::array<GatherPlace, 40> places;
     for (int frame = 0; frame < 4; ++frame) {
         std::ranges::shuffle(order, random);
-        const std::size_t before = allocations;
+        const std::size_t before = Allocations();
         for (const int texture : order) {
             Material material;
             material.texture = static_cast<std::uint64_t>(texture) + 1;
@@ -153,7 +133,7 @@ TEST(MeshGather, ASteadyFrameAllocatesNothingWhateverComesFirst) {
         EXPECT_EQ(gather.Waiting().size(), 40U);
         gather.Clear();
         if (frame == 0) continue;  // brings the memory in
-        EXPECT_EQ(allocations, before) << "frame " << frame;
+        EXPECT_EQ(Allocations(), before) << "frame " << frame;
     }
 }
 

@@ -1,8 +1,0 @@
-#pragma once
-
-namespace tarnvale::testing {
-
-/// How often the whole test program has taken memory from the heap so far.
-[[nodiscard]] int Allocations() noexcept;
-
-}  // namespace tarnvale::testing
