@@ -56,11 +56,16 @@ std::vector<json> ReadLines(const FILEPATH& path) {
     return lines;
 }
 
+std::size_t PlaceOf(int x, int y, int across) {
+    return static_cast<std::size_t>(y) * static_cast<std::size_t>(across) +
+           static_cast<std::size_t>(x);
+}
+
 struct Picture {
     int width = 0, height = 0;
     std::vector<std::uint8_t> rgb;
     [[nodiscard]] bool Background(int x, int y) const {
-        const std::uint8_t* p = &rgb[static_cast<std::size_t>((y * width + x) * 3)];
+        const std::uint8_t* p = &rgb[PlaceOf(x, y, width) * 3];
         return p[0] == 255 && p[1] == 0 && p[2] == 255;
     }
 };
@@ -147,19 +152,19 @@ public:
 private:
     static constexpr std::int16_t kNull = -9999;
 
-    static std::size_t Index(int x, int y) { return static_cast<std::size_t>(y * kSide + x); }
+    static std::size_t Index(int x, int y) { return PlaceOf(x, y, kSide); }
 
     // Smooth hills `step` cells apart, 3 m high for each cell.
     void AddNoise(Dice& dice, int step) {
         const int across = kSide / step + 2;
-        std::vector<double> knots(static_cast<std::size_t>(across * across));
+        std::vector<double> knots(PlaceOf(0, across, across));
         for (double& knot : knots) knot = dice.Below(1000) * 0.003 * step;
         for (int y = 0; y < kSide; ++y) {
             for (int x = 0; x < kSide; ++x) {
                 const double fx = static_cast<double>(x % step) / step,
                              fy = static_cast<double>(y % step) / step;
                 const auto knot = [&](int i, int j) {
-                    return knots[static_cast<std::size_t>((y / step + j) * across + x / step + i)];
+                    return knots[PlaceOf(x / step + i, y / step + j, across)];
                 };
                 const double height = (knot(0, 0) * (1 - fx) + knot(1, 0) * fx) * (1 - fy) +
                                       (knot(0, 1) * (1 - fx) + knot(1, 1) * fx) * fy;

@@ -133,10 +133,8 @@ TEST(TriangleChooser, AgreesWithPlainGeometry) {
     int checked = 0;
     for (int round = 0; round < 300; ++round) {
         const auto kind = static_cast<PrimitiveKind>(round % 3);
-        std::vector<Vec3f> vertices;
-        for (int i = 0; i < 3 + round; ++i) {
-            vertices.push_back({place(random), -place(random), height(random)});
-        }
+        std::vector<Vec3f> vertices(3 + static_cast<std::size_t>(round));
+        for (Vec3f& vertex : vertices) vertex = {place(random), -place(random), height(random)};
         const TriangleView view{{place(random), -place(random), 20 * height(random)},
                                 pixels(random)};
         const std::uint32_t total =
