@@ -83,9 +83,26 @@ GraphicsSystem::GraphicsSystem(std::string name, int descriptionNumber, std::str
       descriptionNumber_(descriptionNumber),
       libraries_(std::move(libraries)) {}
 
-void GraphicsSystem::RequestScreenShot(FILEPATH path) {
+void GraphicsSystem::RequestScreenShot(FILEPATH path, std::function<PictureTexts()> texts) {
     screenShotPath_ = std::move(path);
+    screenShotTexts_ = std::move(texts);
     screenShotWanted_ = true;
+}
+
+void GraphicsSystem::SaveScreenShot(const PictureView& picture) {
+    screenShotWanted_ = false;
+    const auto texts = std::exchange(screenShotTexts_, {});
+    Status written = WritePicture(screenShotPath_, picture, texts ? texts() : PictureTexts{});
+    if (!written.Good()) {
+        const ErrPosn& why = GetErrPosn();
+        written = _SetErrPosn(StatusCode::ScreenShotFailed,
+                              why.detail.empty() ? screenShotPath_.string() : why.detail);
+    }
+    screenShotResult_ = written;
+}
+
+std::optional<Status> GraphicsSystem::TakeScreenShotResult() {
+    return std::exchange(screenShotResult_, std::nullopt);
 }
 
 Status GraphicsSystem::Open(RenderWindow* window) {

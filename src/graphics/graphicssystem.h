@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "base/status.h"
 #include "base/types.h"
 #include "base/vec3f.h"
+#include "graphics/picturefile.h"
 #include "graphics/rendermesh.h"
 #include "graphics/renderwindow.h"
 
@@ -110,7 +112,13 @@ public:
     virtual void DestroyTexture(TextureHandle* handle) = 0;
     /// Like DestroyTexture, but keeps the native texture for the next CreateTexture.
     virtual void RecycleTexture(TextureHandle* handle) = 0;
-    void RequestScreenShot(FILEPATH path);
+    /// The next EndFrame writes its picture to `path`; WritePicture tells in which format.
+    /// @param texts  asked for as the picture is written, for text chunks; may be empty
+    void RequestScreenShot(FILEPATH path, std::function<PictureTexts()> texts = {});
+    [[nodiscard]] bool ScreenShotWanted() const noexcept { return screenShotWanted_; }
+    /// What came of the last request, told once; none while nothing new was written.
+    /// ScreenShotFailed: nothing was written.
+    [[nodiscard]] std::optional<Status> TakeScreenShotResult();
     virtual Status Shutdown() = 0;
     /// @return 0 usable, 1 not usable and the user was told why, 2 no opinion
     [[nodiscard]] virtual int CheckAvailable() const = 0;
@@ -140,6 +148,8 @@ public:
     /// Shuts down, then starts on `window` (on loan until Shutdown). @return BadState for null
     Status Open(RenderWindow* window);
     [[nodiscard]] bool IsOpen() const noexcept { return window_ != nullptr; }
+    /// Whether anybody can see what is drawn. False while closed.
+    [[nodiscard]] bool IsVisible() const { return window_ != nullptr && window_->Visible(); }
     [[nodiscard]] int GetClientWidth() const;
     [[nodiscard]] int GetClientHeight() const;
     /// What callers use in place of BeginFrame: fetches the client size into width and height,
@@ -172,15 +182,19 @@ public:
 protected:
     GraphicsSystem(std::string name, int descriptionNumber, std::string libraries);
     virtual Status OpenDevice() = 0;
+    /// Answers the request for a screen shot. @param picture  an empty one where there is none
+    void SaveScreenShot(const PictureView& picture);
 
     RenderWindow* window_ = nullptr;  // on loan
     TexturePixelFormat pixelFormat_ = TexturePixelFormat::Bgra;
-    FILEPATH screenShotPath_;
-    bool screenShotWanted_ = false;
     bool lightingWanted_ = false;
     int skyWidth_ = 0, skyHeight_ = 0;
 
 private:
+    FILEPATH screenShotPath_;
+    std::function<PictureTexts()> screenShotTexts_;
+    bool screenShotWanted_ = false;
+    std::optional<Status> screenShotResult_;
     std::string name_;
     int descriptionNumber_;
     std::string libraries_;

@@ -79,7 +79,7 @@ void NullGraphicsSystem::RecycleTexture(TextureHandle* handle) {
 }
 
 Status NullGraphicsSystem::EndFrame() {
-    screenShotWanted_ = false;
+    if (ScreenShotWanted()) SaveScreenShot({});  // there is no picture
     return StatusCode::Ok;
 }
 

@@ -13,6 +13,8 @@ public:
     /// Client size in device pixels; 0 while there is none.
     [[nodiscard]] virtual int PixelWidth() const = 0;
     [[nodiscard]] virtual int PixelHeight() const = 0;
+    /// False while nobody can see the window: minimised, hidden, or on no screen yet.
+    [[nodiscard]] virtual bool Visible() const { return true; }
     /// Physical distance of two device pixels in millimetres.
     [[nodiscard]] virtual double PixelPitch() const = 0;
     /// Makes the context (colour 24 bits, depth at least 24, double-buffered, alpha) if there is

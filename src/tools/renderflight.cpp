@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <optional>
 #include <system_error>
 #include <thread>
 
@@ -16,6 +15,7 @@
 #include "graphics/offscreen/offscreenwindow.h"
 #include "graphics/opengl/openglgraphics.h"
 #include "landscape/simfile.h"
+#include "simulator/picturetexts.h"
 
 namespace tarnvale {
 
@@ -55,10 +55,6 @@ private:
 std::string Reason(Status status) {
     const ErrPosn& last = GetErrPosn();
     return last.code == status.Code() && !last.detail.empty() ? last.detail : GetErrString(status);
-}
-
-std::string Text(const Vec3d& point) {
-    return fmt::format("{:.10g} {:.10g} {:.7g}", point.x, point.y, point.z);
 }
 
 }  // namespace
@@ -159,12 +155,7 @@ bool RenderFlight::BuildScene(std::string& problem) {
         problem = Reason(built);
         return false;
     }
-    const COORDREFSYS& system = simulator_.GetScene()->Reference().Transform().InputCoordRefSys();
-    if (const std::optional<int> code = system.EpsgCode(); code.has_value()) {
-        system_ = fmt::format("EPSG:{}", *code);
-    } else {
-        system_ = system.Wkt();
-    }
+    system_ = SystemText(simulator_.GetScene()->Reference().Transform().InputCoordRefSys());
     return true;
 }
 
@@ -298,13 +289,10 @@ bool RenderFlight::KeepPicture(int frame, std::string& problem) {
         return false;
     }
     const CameraPose& pose = poses_[static_cast<std::size_t>(frame)];
-    const PictureTexts texts{{"Software", "Tarnvale " TARNVALE_VERSION},
-                             {"Source", options_.landscape.filename().string()},
-                             {"Position", Text(pose.eye)},
-                             {"LookAt", Text(pose.lookAt)},
-                             {"CRS", system_}};
+    const PictureTexts texts = TextsOfPicture("Tarnvale " TARNVALE_VERSION, options_.landscape,
+                                              pose.eye, pose.lookAt, system_);
     const FILEPATH path = options_.out / fmt::format("frame_{:05}.png", frame);
-    if (WritePicture(path, pixels_, options_.width, options_.height, texts)) return true;
+    if (WritePicture(path, {pixels_, options_.width, options_.height}, texts).Good()) return true;
     problem = fmt::format("picture {} can't be written", path.string());
     return false;
 }

@@ -6,11 +6,11 @@
 
 #include "base/status.h"
 #include "graphics/graphicssystem.h"
+#include "graphics/picturefile.h"
 #include "graphics/renderwindow.h"
 #include "simulator/simulatr.h"
 #include "tools/renderoptions.h"
 #include "tools/renderpath.h"
-#include "tools/renderpicture.h"
 #include "tools/renderstats.h"
 #include "tools/rendertrace.h"
 

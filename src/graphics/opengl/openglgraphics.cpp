@@ -13,7 +13,6 @@
 
 #include "base/settings.h"
 #include "graphics/opengl/driver.h"
-#include "graphics/opengl/screenshot.h"
 #include "graphics/platform.h"
 
 namespace tarnvale {
@@ -463,8 +462,7 @@ Status OpenGLGraphicsSystem::EndFrame() {
         return _SetErrPosn(StatusCode::BadState, "there is no window to show a frame on");
     Flush();
     if (capture_ == Capture::Running) capture_ = Capture::None;
-    if (screenShotWanted_) TakeScreenShot();
-    screenShotWanted_ = false;
+    if (ScreenShotWanted()) TakeScreenShot();
     if (finishFrames_) {
         fence_.Finish();
     } else {
@@ -479,15 +477,14 @@ Status OpenGLGraphicsSystem::EndFrame() {
 void OpenGLGraphicsSystem::TakeScreenShot() try {
     std::array<GLint, 4> viewport{};
     glGetIntegerv(GL_VIEWPORT, viewport.data());
-    const int width = viewport[2];
-    const int height = viewport[3];
-    if (width <= 0 || height <= 0) return;
+    const int width = std::max(viewport[2], 0);
+    const int height = std::max(viewport[3], 0);
     std::vector<std::byte> pixels(static_cast<std::size_t>(width) *
                                   static_cast<std::size_t>(height) * 4);
-    glReadPixels(0, 0, width, height, GL_BGRA, GL_UNSIGNED_BYTE, pixels.data());
-    WriteBitmap(screenShotPath_, pixels, width, height);
+    glReadPixels(0, 0, width, height, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
+    SaveScreenShot({pixels, width, height, RowOrder::BottomFirst});
 } catch (const std::bad_alloc&) {
-    // A screen shot that doesn't fit in memory isn't worth a frame.
+    SaveScreenShot({});  // it doesn't fit in memory
 }
 
 // ---- drawing

@@ -573,7 +573,10 @@ TEST(OpenGLGraphics, AScreenShotIsABitmapOfThePicture) {
     EXPECT_FALSE(std::filesystem::exists(path)) << "one request, one file";
     view.system.RequestScreenShot(FILEPATH(TARNVALE_TEST_TEMP) / "no such folder" / "shot.bmp");
     view.Begin();
-    view.End();  // goes on as if nothing had been
+    EXPECT_TRUE(view.system.TakeScreenShotResult()->Good()) << "of the first one";
+    view.End();  // flight goes on as if nothing had been
+    EXPECT_EQ(view.system.TakeScreenShotResult(), Status(StatusCode::ScreenShotFailed));
+    EXPECT_FALSE(view.system.TakeScreenShotResult().has_value()) << "told once";
 }
 
 TEST(OpenGLGraphics, ASystemCanBeOpenedAgainAndElsewhere) {
