@@ -28,6 +28,9 @@ public:
     bool MakeCurrent() override { return true; }
     void DoneCurrent() override {}
     bool SwapBuffers() override { return true; }
+    [[nodiscard]] bool Visible() const override { return visible; }
+
+    bool visible = true;
 
 private:
     int width_, height_;
@@ -104,7 +107,7 @@ struct FakeTerrainSpec {
     float northRadians = 0;
 };
 
-class FakeTerrain final : public TerrainModel {
+class FakeTerrain final : public TerrainModel, private TerrainIntersector {
 public:
     FakeTerrain(Log& log, const std::map<std::string, FakeTerrainSpec>& specs)
         : TerrainModel("fake", ""), log_(log), specs_(specs) {}
@@ -151,6 +154,17 @@ public:
     [[nodiscard]] float GetElevation(int, int) const override { return spec_.height; }
     [[nodiscard]] float GetDisplayHeight(float, float) override { return spec_.height; }
     [[nodiscard]] float GetNorthAngle(float, float) const override { return spec_.northRadians; }
+    [[nodiscard]] const TerrainIntersector* GetIntersector() const override { return this; }
+    /// A level plane without end.
+    [[nodiscard]] bool Intersect(const Vec3d& a, const Vec3d& b, const COORDREFSYS&,
+                                 Vec3d& hit) const override {
+        const double above = a.z - spec_.height * VerticalScale();
+        if (!((a.z - b.z) * above > 0)) return false;
+        const double share = above / (a.z - b.z);
+        hit = {a.x + (b.x - a.x) * share, a.y + (b.y - a.y) * share,
+               static_cast<double>(spec_.height)};
+        return true;
+    }
 
     RenderCamera lastCamera;
 

@@ -16,6 +16,11 @@ constexpr float kNearPlane = 10;
 constexpr float kFarReach = 5.5F;  // times the farthest corner
 constexpr float kMapReach = 1.5F;  // times the map eye's height
 
+// Nobody misses the picture of a side view that is minimised or hidden.
+bool Wanted(const ViewSystems& systems, int view) {
+    return systems[view] != nullptr && (view == View::kMain || systems[view]->IsVisible());
+}
+
 }  // namespace
 
 /// Adds the time of its life to a sum, where timing is on.
@@ -83,7 +88,7 @@ void FrameCycle::DrawEmpty(const ViewSystems& systems) {
     camera.nearPlane = 1;
     camera.farPlane = 2;
     for (int view = 0; view < View::kCount; ++view) {
-        if (systems[view] == nullptr) continue;
+        if (!Wanted(systems, view)) continue;
         int width = 0, height = 0;
         systems[view]->BeginView(camera, width, height, FramePass::Full);
         // A failing device is no concern of the frame cycle: the next frame tries again.
@@ -97,7 +102,7 @@ Status FrameCycle::Draw(const FrameScene& frame) {
     wireframe_ = settings::Wireframe.Get();
     Status result = StatusCode::Ok;
     for (int view = 0; view < View::kCount; ++view) {
-        if (frame.systems[view] == nullptr) continue;
+        if (!Wanted(frame.systems, view)) continue;
         const Pass pass(*this, frame.systems[view], frame.viewer);
         if (view == View::kCustom) frame.viewer.Advance(frame.cameras.custom.offset);
         DrawView(frame, view, result);

@@ -151,7 +151,7 @@ Status Simulator::DrawFrame(bool live) try {
     frameClock_.Tick(clock_->Seconds(), viewer_.Position());
     if (frameClock_.DragDue() && mouse_.left && mouse_.view == View::kMap &&
         toolMode_ == ToolMode::Viewpoint) {
-        StepMouse();
+        StepMouse(mouse_.grabbing);
     }
     UpdateNorth();
     UpdateSun();
@@ -242,6 +242,19 @@ Status Simulator::SetTextureModel(int index) try {
     return StatusCode::Ok;
 } catch (const std::bad_alloc&) {
     return _SetErrPosn(StatusCode::NoMemory);
+}
+
+Status Simulator::ZoomView(int view, ViewZoom zoom) {
+    if (!initialised_) return _SetErrPosn(StatusCode::NotInitialised);
+    if (view == View::kCustom) {
+        Custom().fieldOfView = ZoomedField(Custom().fieldOfView, zoom);
+    } else if (view == View::kMap) {
+        const float longer = scene_ != nullptr ? scene_->LongerSide() : 0;
+        settings::MapExtents = ZoomedExtents(settings::MapExtents, longer, zoom);
+    } else {
+        return _SetErrPosn(StatusCode::BadState);
+    }
+    return StatusCode::Ok;
 }
 
 void Simulator::SetFieldOfView(float degrees) {
@@ -393,36 +406,36 @@ std::optional<GroundPoint> Simulator::PickGround(int view, int x, int y) const {
 }
 
 CursorMode Simulator::OnMouse(int view, int x, int y, bool left, bool right) {
+    if (!View::Exists(view)) return CursorMode::Default;
     const bool released = mouse_.left && !left;
-    mouse_.view = view;
-    mouse_.x = x;
-    mouse_.y = y;
     const bool pressed = left && !mouse_.left;
-    mouse_.left = left;
-    mouse_.right = right;
-    if (toolMode_ != ToolMode::Viewpoint) return CursorMode::Default;
+    const bool grabbing = mouse_.grabbing && view == mouse_.view;
+    mouse_ = {view, x, y, left, right, grabbing && left};
+    if (toolMode_ != ToolMode::Viewpoint) {
+        mouse_.grabbing = false;
+        return CursorMode::Default;
+    }
     if (view != View::kMap) {
-        if (released) StepMouse();
+        if (released) StepMouse(false);
         return CursorMode::Default;
     }
     const std::optional<GroundPoint> ground = PickGround(view, x, y);
-    bool near = false;
-    if (ground.has_value()) {
-        const Vec3f away = ground->scene - viewer_.Position();
-        near =
-            std::hypot(away.x, away.y) < scene_->LongerSide() * settings::MapExtents * kGrabShare;
-    }
+    const bool near = ground.has_value() && NearViewer(*ground);
     if (pressed) mouse_.grabbing = near;
-    if (left || released) StepMouse();
-    const bool grab = near || mouse_.grabbing;
-    if (released) mouse_.grabbing = false;
-    return grab ? CursorMode::Grab : CursorMode::Default;
+    // While the button stays down the frames step, so that a busy mouse doesn't.
+    if (pressed || released) StepMouse(mouse_.grabbing || grabbing);
+    return near || grabbing || mouse_.grabbing ? CursorMode::Grab : CursorMode::Default;
 }
 
-void Simulator::StepMouse() {
+bool Simulator::NearViewer(const GroundPoint& ground) const {
+    const Vec3f away = ground.scene - viewer_.Position();
+    return std::hypot(away.x, away.y) < scene_->LongerSide() * settings::MapExtents * kGrabShare;
+}
+
+void Simulator::StepMouse(bool grabbing) {
     const std::optional<GroundPoint> ground = PickGround(mouse_.view, mouse_.x, mouse_.y);
     if (!ground.has_value()) return;
-    if (mouse_.view == View::kMap && mouse_.grabbing) {
+    if (grabbing) {
         viewer_.DragTo(ground->scene.x, ground->scene.y);
     } else {
         viewer_.LookTowards(ground->scene);

@@ -22,6 +22,7 @@
 #include "simulator/viewcameras.h"
 #include "simulator/viewer.h"
 #include "simulator/views.h"
+#include "simulator/viewzoom.h"
 
 namespace tarnvale {
 
@@ -130,12 +131,17 @@ public:
 
     void SetToolMode(ToolMode mode) noexcept { toolMode_ = mode; }
     [[nodiscard]] ToolMode GetToolMode() const noexcept { return toolMode_; }
-    /// A mouse message of a view's window.
+    /// A mouse message of a view's window: where the mouse is and which buttons are down. A click
+    /// in a view turns the viewer towards the ground there, once the left button is up again. In
+    /// the map a press near the viewer's mark grabs and drags it, one elsewhere swings the look;
+    /// the frames go on with that 16 times a second as long as the button is down.
     /// @param x, y  pixels of the view from its upper left corner; -1, -1: the mouse left the view
     CursorMode OnMouse(int view, int x, int y, bool left, bool right);
     /// The ground under a pixel of a view as last drawn; in the map view, of the flat map.
     [[nodiscard]] std::optional<GroundPoint> PickGround(int view, int x, int y) const;
 
+    /// @param view  the map or the custom view; BadState for others
+    Status ZoomView(int view, ViewZoom zoom);
     [[nodiscard]] CustomView& Custom() noexcept { return cameras_.custom; }
     /// @param view    8 to 15
     /// @param target  scene x, y and elevation; none: the view looks forward
@@ -166,7 +172,8 @@ private:
     void UpdateReadouts();
     void UpdateNorth();
     void UpdateSun();
-    void StepMouse();
+    [[nodiscard]] bool NearViewer(const GroundPoint& ground) const;
+    void StepMouse(bool grabbing);
 
     QNSYSTEM machineClock_;
     const Clock* clock_;

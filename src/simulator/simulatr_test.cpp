@@ -165,6 +165,24 @@ TEST_F(SimulatorTest, SideViewsComeFirstAndTheMapIsFlat) {
     EXPECT_FLOAT_EQ(map.camera.farPlane, map.camera.eye.z * 1.5F * 5.5F);
 }
 
+TEST_F(SimulatorTest, AHiddenSideViewCostsNothing) {
+    Attach(View::kMain);
+    fakes::RecordingGraphics side(log, "side");
+    fakes::FixedWindow sideWindow(50, 50);
+    ASSERT_TRUE(side.Open(&sideWindow).Good());
+    ASSERT_TRUE(simulator->AttachGraphicsSystem(&side, View::kRear).Good());
+    EXPECT_THAT(Frame(), testing::Contains("side begin")) << "without a landscape";
+    sideWindow.visible = false;
+    EXPECT_THAT(Frame(), ElementsAre("16 begin", "16 end"));
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
+    EXPECT_THAT(Frame(), testing::Not(testing::Contains(testing::StartsWith("side"))));
+    sideWindow.visible = true;
+    EXPECT_THAT(Frame(), testing::Contains("side meshes"));
+    window.visible = false;
+    EXPECT_THAT(Frame(), testing::Contains("16 end")) << "the main view is the caller's business";
+    ASSERT_TRUE(simulator->AttachGraphicsSystem(nullptr, View::kRear).Good());
+}
+
 TEST_F(SimulatorTest, PlanesReachTheFarthestVisibleCorner) {
     const auto& main = Attach(View::kMain);
     ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
@@ -431,31 +449,6 @@ TEST_F(SimulatorTest, CommandLineViewOrbitsItsPoint) {
     EXPECT_NEAR(map.x, 1200, 1e-3);
     EXPECT_NEAR(map.y, 1700, 1e-3);
     EXPECT_NEAR(map.z, 150, 1e-3);
-}
-
-TEST_F(SimulatorTest, TheMapIsGrabbedNearTheViewerAndSwungElsewhere) {
-    Attach(View::kMain);
-    Attach(View::kMap);
-    ASSERT_TRUE(simulator->BuildScene({Entry("land", {"a"})}).Good());
-    Frame();
-    // The window is 200 x 100; its centre is the viewer's place above the centre of the landscape.
-    EXPECT_EQ(simulator->OnMouse(View::kMap, 100, 50, false, false), CursorMode::Grab);
-    EXPECT_EQ(simulator->OnMouse(View::kMap, 150, 50, false, false), CursorMode::Default);
-    EXPECT_EQ(simulator->OnMouse(View::kMap, -1, -1, false, false), CursorMode::Default);
-
-    simulator->OnMouse(View::kMap, 100, 50, true, false);
-    simulator->OnMouse(View::kMap, 110, 60, true, false);
-    const std::optional<GroundPoint> there = simulator->PickGround(View::kMap, 110, 60);
-    ASSERT_TRUE(there.has_value());
-    EXPECT_NEAR(simulator->GetViewer().Position().x, there->scene.x, 0.01);
-    EXPECT_NEAR(simulator->GetViewer().Position().y, there->scene.y, 0.01);
-    simulator->OnMouse(View::kMap, 110, 60, false, false);
-
-    const Vec3f stays = simulator->GetViewer().Position();
-    simulator->OnMouse(View::kMap, 60, 20, true, false);
-    EXPECT_EQ(simulator->GetViewer().Position(), stays);
-    EXPECT_NEAR(simulator->GetViewer().LookAt().x,
-                simulator->PickGround(View::kMap, 60, 20)->scene.x, 0.01);
 }
 
 }  // namespace
