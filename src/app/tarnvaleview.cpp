@@ -1,8 +1,17 @@
 #include "app/tarnvaleview.h"
 
+#include <QCursor>
+#include <QGuiApplication>
+#include <QIcon>
 #include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPixmap>
 #include <QScreen>
 #include <QWheelEvent>
+#include <cmath>
+
+#include "base/textres.h"
+#include "simulator/simulatr.h"
 
 namespace tarnvale {
 
@@ -23,6 +32,15 @@ QSurfaceFormat ViewFormat() {
     return format;
 }
 
+// The hand that takes hold of the viewer's mark in the map.
+QCursor GrabCursor(double pixelRatio) {
+    constexpr QSize kSize(32, 32);
+    constexpr QPoint kPalm(15, 14);
+    const QIcon icon(QString::fromStdString(TEXTRES::ResourceFolder()) + "/icons/grab.svg");
+    const QPixmap picture = icon.pixmap(kSize, pixelRatio);
+    return picture.isNull() ? QCursor(Qt::OpenHandCursor) : QCursor(picture, kPalm.x(), kPalm.y());
+}
+
 }  // namespace
 
 CTarnvaleView::CTarnvaleView() {
@@ -32,6 +50,11 @@ CTarnvaleView::CTarnvaleView() {
 
 CTarnvaleView::~CTarnvaleView() {
     DestroyContext();
+}
+
+void CTarnvaleView::Serve(Simulator* simulator, int view) {
+    simulator_ = simulator;
+    view_ = view;
 }
 
 int CTarnvaleView::PixelWidth() const {
@@ -89,6 +112,7 @@ bool CTarnvaleView::SwapBuffers() {
 
 bool CTarnvaleView::event(QEvent* event) {
     if (event->type() == QEvent::FocusOut) ReleaseKeys();
+    if (event->type() == QEvent::Leave) TellMouse({-1, -1}, QGuiApplication::mouseButtons());
     return QWindow::event(event);
 }
 
@@ -152,6 +176,7 @@ Key KeyOf(int qtKey, bool onKeypad) {
 }
 
 void CTarnvaleView::ReleaseKeys() {
+    if (keyOwner_ != nullptr) keyOwner_->ReleaseKeys();
     if (keySink_ != nullptr) keySink_->AllKeysUp();
 }
 
@@ -160,22 +185,96 @@ bool CTarnvaleView::KeyPressed(const QKeyEvent& event) {
     // A chord belongs to the menus.
     const bool plain =
         (event.modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier)) == 0;
+    // Input systems without a control for screen shots leave this key free, and it isn't one of
+    // flight: the view that has it takes its own picture.
+    if (plain && event.key() == Qt::Key_F5) {
+        if (!event.isAutoRepeat()) emit ScreenShotWanted();
+        return true;
+    }
+    if (keyOwner_ != nullptr) return keyOwner_->KeyPressed(event);
     return plain && keySink_ != nullptr && keySink_->KeyDown(key, event.isAutoRepeat());
 }
 
 bool CTarnvaleView::KeyReleased(const QKeyEvent& event) {
     // X11 sends a release before each repeat; only the last one is real.
     if (event.isAutoRepeat()) return true;
+    if (keyOwner_ != nullptr) return keyOwner_->KeyReleased(event);
     const Key key = KeyOf(event.key(), event.modifiers().testFlag(Qt::KeypadModifier));
     return keySink_ != nullptr && keySink_->KeyUp(key);
 }
 
 void CTarnvaleView::keyPressEvent(QKeyEvent* event) {
-    if (!KeyPressed(*event)) QWindow::keyPressEvent(event);
+    if (KeyPressed(*event)) return;
+    if (event->key() == Qt::Key_Tab || event->key() == Qt::Key_Backtab) {
+        emit FocusLeaves(event->key() == Qt::Key_Tab);
+        return;
+    }
+    QWindow::keyPressEvent(event);
 }
 
 void CTarnvaleView::keyReleaseEvent(QKeyEvent* event) {
-    if (!KeyReleased(*event)) QWindow::keyReleaseEvent(event);
+    if (KeyReleased(*event)) return;
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
+        emit FocusLeaves(true);  // where Enter flies nothing it does what Tab does
+        return;
+    }
+    QWindow::keyReleaseEvent(event);
+}
+
+void CTarnvaleView::TellMouse(const QMouseEvent& event) {
+    const QPointF pixel = event.position() * devicePixelRatio();
+    TellMouse({static_cast<int>(std::floor(pixel.x())), static_cast<int>(std::floor(pixel.y()))},
+              event.buttons());
+}
+
+void CTarnvaleView::TellMouse(const QPoint& pixel, Qt::MouseButtons buttons) {
+    if (simulator_ == nullptr) return;
+    const bool left = buttons.testFlag(Qt::LeftButton), right = buttons.testFlag(Qt::RightButton);
+    ShowCursor(simulator_->OnMouse(view_, pixel.x(), pixel.y(), left, right));
+    emit ViewClicked(left, right);
+}
+
+void CTarnvaleView::ShowCursor(CursorMode mode) {
+    if (mode == cursorMode_) return;
+    cursorMode_ = mode;
+    switch (mode) {
+        case CursorMode::None:
+            setCursor(Qt::BlankCursor);
+            break;
+        case CursorMode::Default:
+            unsetCursor();
+            break;
+        case CursorMode::Grab:
+            setCursor(GrabCursor(devicePixelRatio()));
+            break;
+    }
+}
+
+void CTarnvaleView::mouseMoveEvent(QMouseEvent* event) {
+    TellMouse(*event);
+}
+
+void CTarnvaleView::mousePressEvent(QMouseEvent* event) {
+    if (QGuiApplication::focusWindow() != this) requestActivate();
+    if (event->button() != Qt::LeftButton && event->button() != Qt::RightButton) {
+        QWindow::mousePressEvent(event);
+        return;
+    }
+    TellMouse(*event);
+}
+
+void CTarnvaleView::mouseDoubleClickEvent(QMouseEvent* event) {
+    mousePressEvent(event);  // the second press of two quick clicks is a press
+}
+
+// A release is no step of its own: the move after it tells that the button is up. Not every window
+// system sends one by itself, and a click has to act at once, so it is made here.
+void CTarnvaleView::mouseReleaseEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton && event->button() != Qt::RightButton) {
+        QWindow::mouseReleaseEvent(event);
+        return;
+    }
+    TellMouse(*event);
 }
 
 void CTarnvaleView::wheelEvent(QWheelEvent* event) {
