@@ -15,6 +15,7 @@
 #include "app/apptext.h"
 #include "app/mainframe.h"
 #include "app/mainmenu.h"
+#include "app/sideviews.h"
 #include "app/splash.h"
 #include "app/statusprogress.h"
 #include "app/tarnvaleview.h"
@@ -60,9 +61,11 @@ bool CTarnvaleApp::InitInstance() {
         ShowError(status);
         return false;
     }
+    MakeSideViews();
     if (!OpenInput()) return false;
     simulator_->SetProgress(&mainFrame_->Reporter());
     if (!OpenGraphics()) return false;
+    sideViews_->Attach(graphics_, mainFrame_.get());
     RebuildMenus();
     mainFrame_->FocusView();
     RedrawView();
@@ -115,6 +118,20 @@ void CTarnvaleApp::MakeMainWindow() {
     mainFrame_->raise();
 }
 
+void CTarnvaleApp::MakeSideViews() {
+    mainView_->Serve(simulator_.get(), View::kMain);
+    sideViews_ = std::make_unique<SideViews>(*simulator_, *mainView_);
+    SideViews* const views = sideViews_.get();
+    connect(views, &SideViews::WheelTurned, this, [this](int delta) { wheelDelta_ = delta; });
+    connect(views, &SideViews::RedrawNeeded, this, &CTarnvaleApp::RedrawView);
+    connect(views, &SideViews::ScreenShotWanted, this, &CTarnvaleApp::TakeScreenShot);
+    connect(views, &SideViews::ViewClicked, this, &CTarnvaleApp::OnViewClicked);
+    connect(views, &SideViews::ViewShown, this, &CTarnvaleApp::UpdateChecks);
+    connect(mainView_, &CTarnvaleView::ViewClicked, this, &CTarnvaleApp::OnViewClicked);
+    connect(mainView_, &CTarnvaleView::ScreenShotWanted, this,
+            [this] { TakeScreenShot(View::kMain); });
+}
+
 bool CTarnvaleApp::OpenInput() {
     if (input_ == nullptr) return true;
     const Status status = input_->Open(mainView_);
@@ -159,7 +176,8 @@ void CTarnvaleApp::ConnectCommands() {
     CMainFrame* const frame = mainFrame_.get();
     MainMenu* const menu = &frame->Menu();
     const auto openLater = [this](const QString& file) {
-        OpenLater(file.toStdString());  // after the menu or the drag has ended: it handles events itself
+        OpenLater(
+            file.toStdString());  // after the menu or the drag has ended: it handles events itself
     };
     connect(menu, &MainMenu::Chosen, this, &CTarnvaleApp::OnCommand);
     connect(menu, &MainMenu::ChecksNeeded, this, &CTarnvaleApp::UpdateChecks);
@@ -180,10 +198,10 @@ int CTarnvaleApp::Run() {
     constexpr qint64 kGap = 250;  // milliseconds; a dialog or a hidden window, not a slow frame
     QElapsedTimer messages;
     while (!quit_) {
-        // Nothing to draw again and again without a landscape, and nothing to see in a hidden
-        // window.
-        const bool flying =
-            simulator_->IsLandscapeReady(ReadyLevel::Terrain) && mainView_->isExposed();
+        // Nothing to draw again and again without a landscape, and nothing to see in hidden
+        // windows.
+        const bool flying = simulator_->IsLandscapeReady(ReadyLevel::Terrain) &&
+                            (mainView_->isExposed() || sideViews_->AnyVisible());
         messages.start();
         processEvents(flying ? QEventLoop::AllEvents
                              : QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
@@ -197,6 +215,8 @@ int CTarnvaleApp::Run() {
 
 void CTarnvaleApp::ExitInstance() {
     if (input_ != nullptr) input_->Close();
+    if (sideViews_ != nullptr) sideViews_->CloseWithProgram();
+    sideViews_.reset();
     if (simulator_ != nullptr) simulator_->Unload();
     if (graphics_ != nullptr) (void)graphics_->Shutdown();
     simulator_.reset();
@@ -216,9 +236,10 @@ void CTarnvaleApp::RunFrame() {
     (void)input_->ReadFlightInput(record, simulator_->ReadoutValues().instantFrameRate,
                                   wheelDelta_);
     wheelDelta_ = 0;
-    if (record.screenShot) TakeScreenShot();
+    if (record.screenShot) TakeScreenShot(sideViews_->FocusedView());
     ShowFlightState(record);
     if (!simulator_->Update(&record, true).Good()) quit_ = true;
+    TellOfScreenShots();
 }
 
 void CTarnvaleApp::ShowFlightState(const FlightInput& record) {
@@ -253,6 +274,7 @@ Status CTarnvaleApp::OpenLandscape(const FILEPATH& path) {
     ++filesOpened_;
     opening_ = true;
     mainFrame_->EnableCommands(false);
+    sideViews_->EnableCommands(false);
     mainFrame_->Reporter().Reset();
 
     const Status status = LoadLandscape(file);
@@ -260,6 +282,8 @@ Status CTarnvaleApp::OpenLandscape(const FILEPATH& path) {
     mainFrame_->Reporter().End();
     opening_ = false;
     mainFrame_->EnableCommands(true);
+    sideViews_->EnableCommands(true);
+    RebuildMenus();
     const bool flying = simulator_->IsLandscapeReady(ReadyLevel::Terrain);
     mainFrame_->EnableLandscapeCommands(flying);
     if (!status.Good()) {
@@ -268,9 +292,10 @@ Status CTarnvaleApp::OpenLandscape(const FILEPATH& path) {
         if (!flying) RedrawView();
         return status;
     }
+    landscape_ = file;
+    sideViews_->CloseLandscapeViews();
     mainFrame_->AddRecentFile(file);
     mainFrame_->ShowLandscapeName(file);
-    RebuildMenus();
     _iniWrite("SimulatorFilePath", file.string());
     if (commandLineView_.active && filesOpened_ == 1) RestoreView();
     mainFrame_->FocusView();
@@ -281,6 +306,7 @@ void CTarnvaleApp::RedrawView() {
     if (simulator_ == nullptr || opening_ || graphics_ == nullptr || !graphics_->IsOpen()) return;
     if (!simulator_->IsLandscapeReady(ReadyLevel::Terrain))
         (void)simulator_->Update(nullptr, false);
+    TellOfScreenShots();
 }
 
 void CTarnvaleApp::ShowError(Status status) {
@@ -292,17 +318,44 @@ bool CTarnvaleApp::ChangeGraphicsSystem(GraphicsSystem* system) {
     if (system == nullptr || graphics_ == nullptr) return false;
     GraphicsSystem* const old = graphics_;
     (void)simulator_->AttachGraphicsSystem(nullptr, View::kMain);
+    sideViews_->Attach(nullptr, mainFrame_.get());
     (void)old->Shutdown();
-    const Status status = AttachGraphics(*system);
-    if (status.Good()) {
+    const Status opened = AttachGraphics(*system);
+    if (opened.Good()) {
         graphics_ = system;
+    } else {
+        ShowError(opened);
+        ShowError(_SetErrPosn(StatusCode::GraphicsSystemReplaced,
+                              TextOf(old->Name().c_str()).toStdString()));
+        if (const Status again = AttachGraphics(*old); !again.Good()) ShowError(again);
+    }
+    sideViews_->Attach(graphics_, mainFrame_.get());
+    return opened.Good();
+}
+
+bool CTarnvaleApp::ChangeInputSystem(InputSystem* system) {
+    if (system == nullptr) return false;
+    if (input_ != nullptr) input_->Close();
+    const Status opened = system->Open(mainView_);
+    if (opened.Good()) {
+        input_ = system;
         return true;
     }
-    ShowError(status);
-    ShowError(
-        _SetErrPosn(StatusCode::GraphicsSystemReplaced, TextOf(old->Name().c_str()).toStdString()));
-    (void)AttachGraphics(*old);
+    ShowError(opened);
+    if (input_ != nullptr && !input_->Open(mainView_).Good()) input_ = nullptr;
     return false;
+}
+
+void CTarnvaleApp::FocusMainWindow() {
+    mainFrame_->FocusView();
+}
+
+void CTarnvaleApp::SetViewTitle(int view, const std::string& text) {
+    sideViews_->SetTitle(view, text);
+}
+
+void CTarnvaleApp::ShowView(int view, bool show) {
+    sideViews_->ShowView(view, show);
 }
 
 }  // namespace tarnvale

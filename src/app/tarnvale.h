@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QTranslator>
 #include <memory>
+#include <string>
 
 #include "app/commandline.h"
 #include "app/commands.h"
@@ -16,6 +17,7 @@ namespace tarnvale {
 
 class CMainFrame;
 class CTarnvaleView;
+class SideViews;
 
 /// The program: owns the simulator and everything that lives as long as the process, brings the
 /// parts up in order, runs the message loop, and opens landscapes. Thread: the user interface's.
@@ -38,13 +40,16 @@ public:
     /// @return the status, Cancelled if the user stopped it
     Status OpenLandscape(const FILEPATH& file);
 
-    /// One step of the flight: input, viewer, all views.
-    void RunFrame();
-    /// Draws by another system from now on. @return false if that failed: the old one is back in
-    /// force
-    [[nodiscard]] bool ChangeGraphicsSystem(GraphicsSystem* system);
-
-    // SimulatorHost. Nothing in a landscape can be edited yet, so nothing can be lost.
+    // SimulatorHost
+    void RunFrame() override;
+    [[nodiscard]] bool ChangeGraphicsSystem(GraphicsSystem* system) override;
+    void FocusMainWindow() override;
+    [[nodiscard]] bool ChangeInputSystem(InputSystem* system) override;
+    void SetViewTitle(int view, const std::string& text) override;
+    void ShowView(int view, bool show) override;
+    void RebuildMenus() override;
+    void OnViewClicked(bool /*left*/, bool /*right*/) override {}  // no tool follows the mouse yet
+    /// Nothing in a landscape can be edited yet, so nothing can be lost.
     [[nodiscard]] bool MayReplaceLandscape() override { return true; }
 
 private:
@@ -52,6 +57,7 @@ private:
     [[nodiscard]] bool CheckSurroundings();
     [[nodiscard]] bool ChooseGraphics();
     void MakeMainWindow();
+    void MakeSideViews();
     [[nodiscard]] bool OpenInput();
     [[nodiscard]] bool OpenGraphics();
     /// From the message loop.
@@ -68,8 +74,6 @@ private:
     // Commands
     void OnCommand(Command command, bool checked);
     void UpdateChecks();
-    /// The generated entries, for the landscape that is open.
-    void RebuildMenus();
     void ToggleWireframe();
     void ToggleTexture(int layer, int texture);
     void ChooseLanguage(const QString& language);
@@ -77,7 +81,8 @@ private:
     /// @return whether the tool is the one in force now
     bool SelectTool(ToolMode mode);
     void AskForLandscape();
-    void TakeScreenShot();
+    void TakeScreenShot(int view);
+    void TellOfScreenShots();
     void RestoreView();
     void ShowAbout();
 
@@ -89,6 +94,8 @@ private:
     GraphicsSystem* graphics_ = nullptr;  // one of graphicsSystems_
     InputSystem* input_ = nullptr;        // one of inputSystems_, or null: flight without controls
     std::unique_ptr<Simulator> simulator_;
+    std::unique_ptr<SideViews> sideViews_;
+    FILEPATH landscape_;                 // the open one
     CTarnvaleView* mainView_ = nullptr;  // owned by the main frame
     CommandLineView commandLineView_;
     int filesOpened_ = 0;

@@ -10,10 +10,14 @@
 #include "app/mainframe.h"
 #include "app/mainmenu.h"
 #include "app/manualwindow.h"
+#include "app/screenshots.h"
+#include "app/sideviews.h"
 #include "app/tarnvale.h"
 #include "app/tarnvaleview.h"
+#include "app/viewdialog.h"
 #include "base/inistore.h"
 #include "base/settings.h"
+#include "simulator/picturetexts.h"
 
 namespace tarnvale {
 
@@ -35,8 +39,8 @@ void CTarnvaleApp::OnCommand(Command command, bool checked) {
             AskForLandscape();
             break;
         case Command::FileScreenShot:
-            TakeScreenShot();
-            break;
+            TakeScreenShot(sideViews_->FocusedView());
+            return;
         case Command::FileExit:
             mainFrame_->close();
             return;
@@ -54,6 +58,19 @@ void CTarnvaleApp::OnCommand(Command command, bool checked) {
             break;
         case Command::ViewRestore:
             RestoreView();
+            break;
+        case Command::WindowLeft:
+        case Command::WindowRight:
+        case Command::WindowRear:
+        case Command::WindowUp:
+        case Command::WindowDown:
+        case Command::WindowVertical:
+        case Command::WindowMap:
+            sideViews_->ToggleView(View::kLeft + static_cast<int>(command) -
+                                   static_cast<int>(Command::WindowLeft));
+            break;
+        case Command::WindowCustom:
+            sideViews_->ToggleView(View::kCustom);
             break;
         case Command::HelpManual:
             ShowManual(mainFrame_.get());
@@ -74,6 +91,11 @@ void CTarnvaleApp::UpdateChecks() {
     menu.Check(Command::ViewWireframe, settings::Wireframe.Get());
     menu.Check(Command::ViewSky, settings::Sky.Get());
     menu.Check(Command::ViewFullScreen, mainFrame_->isFullScreen());
+    for (int view = View::kLeft; view <= View::kMap; ++view) {
+        menu.Check(static_cast<Command>(static_cast<int>(Command::WindowLeft) + view),
+                   sideViews_->IsShown(view));
+    }
+    menu.Check(Command::WindowCustom, sideViews_->IsShown(View::kCustom));
     menu.ShowAppearance(Stored("Language"), Stored("Theme"));
     // What these open isn't there yet.
     for (const Command later : {Command::FileChooseAtlas, Command::ViewSky, Command::ViewPOIs}) {
@@ -94,6 +116,7 @@ void CTarnvaleApp::RebuildMenus() {
         }
     }
     mainFrame_->Menu().RebuildLayers(entries);
+    sideViews_->RebuildLayerLists();
     UpdateChecks();
 }
 
@@ -142,10 +165,33 @@ void CTarnvaleApp::AskForLandscape() {
     if (!file.isEmpty()) (void)OpenLandscape(FILEPATH(file.toStdString()));
 }
 
-void CTarnvaleApp::TakeScreenShot() {
-    const QString file = QFileDialog::getSaveFileName(mainFrame_.get(), TextOf("screenshot"),
-                                                      QString(), QStringLiteral("BMP (*.bmp)"));
-    if (!file.isEmpty()) graphics_->RequestScreenShot(FILEPATH(file.toStdString()));
+void CTarnvaleApp::TakeScreenShot(int view) {
+    if (opening_ || simulator_->GetGraphicsSystem(view) == nullptr) return;
+    ViewWindow* const window = sideViews_->Window(view);
+    const FILEPATH file =
+        AskForScreenShotFile(window != nullptr ? static_cast<QWidget*>(window) : mainFrame_.get());
+    simulator_->SkipTime();  // no frames were drawn behind the dialog
+    if (!file.empty()) {
+        // The pose is asked for when the picture is there.
+        simulator_->GetGraphicsSystem(view)->RequestScreenShot(file, [this, view] {
+            return TextsOfView(*simulator_, view, "Tarnvale " TARNVALE_VERSION, landscape_);
+        });
+        RedrawView();
+    }
+    if (window != nullptr) {
+        window->FocusPicture();
+    } else {
+        mainFrame_->FocusView();
+    }
+}
+
+void CTarnvaleApp::TellOfScreenShots() {
+    for (int view = 0; view < View::kCount; ++view) {
+        GraphicsSystem* const system = simulator_->GetGraphicsSystem(view);
+        if (system == nullptr) continue;
+        if (const auto written = system->TakeScreenShotResult(); written && !written->Good())
+            ShowError(*written);
+    }
 }
 
 void CTarnvaleApp::RestoreView() {

@@ -10,12 +10,27 @@
 #include "base/clock.h"
 #include "graphics/graphicssystem.h"
 #include "simulator/scene.h"
+#include "simulator/simulatorhost.h"
 
 // Stand-ins that write down who was called, in one log, so that tests can read the order of a
 // frame.
 namespace tarnvale::fakes {
 
 using Log = std::vector<std::string>;
+
+/// A program that nothing reaches.
+class QuietHost : public SimulatorHost {
+public:
+    void RunFrame() override {}
+    bool ChangeGraphicsSystem(GraphicsSystem*) override { return false; }
+    void FocusMainWindow() override {}
+    bool ChangeInputSystem(InputSystem*) override { return false; }
+    void SetViewTitle(int, const std::string&) override {}
+    void ShowView(int, bool) override {}
+    void RebuildMenus() override {}
+    void OnViewClicked(bool, bool) override {}
+    bool MayReplaceLandscape() override { return true; }
+};
 
 class FixedWindow final : public RenderWindow {
 public:

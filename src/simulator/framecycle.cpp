@@ -16,9 +16,9 @@ constexpr float kNearPlane = 10;
 constexpr float kFarReach = 5.5F;  // times the farthest corner
 constexpr float kMapReach = 1.5F;  // times the map eye's height
 
-// Nobody misses the picture of a side view that is minimised or hidden.
+// Nobody misses the picture of a view that is minimised or hidden.
 bool Wanted(const ViewSystems& systems, int view) {
-    return systems[view] != nullptr && (view == View::kMain || systems[view]->IsVisible());
+    return systems[view] != nullptr && systems[view]->IsVisible();
 }
 
 }  // namespace

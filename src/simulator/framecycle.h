@@ -39,8 +39,8 @@ class FrameCycle final : private TerrainSink {
 public:
     /// Clears and shows every open view, as long as there is no landscape.
     void DrawEmpty(const ViewSystems& systems);
-    /// Draws views 0 to 16 that are open, the main view last. A side view that nobody can see is
-    /// left out, and its picture stays.
+    /// Draws views 0 to 16 that are open, the main view last. A view that nobody can see is left
+    /// out, and its picture stays.
     /// @return the status of the last terrain that was drawn, 0 if there was none
     Status Draw(const FrameScene& frame);
 
