@@ -12,7 +12,7 @@ namespace tarnvale {
 /// Runs everything but the drawing: textures are counted against the budget but hold nothing,
 /// meshes are counted and dropped. Measures the engine alone, and needs no driver, only a window's
 /// size.
-class NullGraphicsSystem final : public GraphicsSystem {
+class NullGraphicsSystem : public GraphicsSystem {
 public:
     NullGraphicsSystem() : NullGraphicsSystem(std::make_shared<TextureBudget>()) {}
     explicit NullGraphicsSystem(std::shared_ptr<TextureBudget> budget);
