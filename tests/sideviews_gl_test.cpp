@@ -195,6 +195,23 @@ TEST(SideViewsGL, ATextureIsTurnedOffInOneViewAlone) {
     EXPECT_GT(Difference(before, program.Picture(View::kVertical)), 0.1);
 }
 
+TEST(SideViewsGL, AMinimisedViewIsNotDrawn) {
+    Program program;
+    ASSERT_NO_FATAL_FAILURE(program.Open());
+    ASSERT_NO_FATAL_FAILURE(program.Show(View::kDown));
+    ViewWindow& window = *program.views->Window(View::kDown);
+    window.showMinimized();
+    ASSERT_TRUE(program.Turn([&] { return !program.views->AnyVisible(); }));
+    GraphicsSystem& system = *program.simulator.GetGraphicsSystem(View::kDown);
+    const FILEPATH shot = folder / "minimised.png";
+    system.RequestScreenShot(shot);
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(program.simulator.DrawFrame(true).Good());
+    EXPECT_TRUE(system.ScreenShotWanted()) << "a picture was drawn";
+    program.views->ShowView(View::kDown, true);
+    EXPECT_TRUE(program.Turn([&] { return !system.ScreenShotWanted(); })) << "drawn again";
+    EXPECT_TRUE(std::filesystem::exists(shot));
+}
+
 struct Usage {
     long handles = 0, threads = 0, resident = 0;  // resident in kilobytes
 };

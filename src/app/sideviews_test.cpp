@@ -62,7 +62,12 @@ public:
 class SideViewsTest : public testing::Test {
 protected:
     void SetUp() override {
-        std::filesystem::remove(IniPath());
+        // Tests run side by side: each has settings of its own.
+        const std::string ini = std::string(TARNVALE_TEST_TEMP "/sideviews_") +
+                                testing::UnitTest::GetInstance()->current_test_info()->name() +
+                                ".ini";
+        std::filesystem::remove(ini);
+        qputenv("TARNVALE_INI", ini.c_str());
         settings::MapExtents = 100;
         mainView->SetKeySink(&sink);
         ASSERT_TRUE(simulator.Initialize(nullptr).Good());
@@ -291,10 +296,3 @@ TEST(ScreenShots, ANameGetsTheSuffixOfItsKindOnce) {
 
 }  // namespace
 }  // namespace tarnvale
-
-int main(int argc, char** argv) {
-    testing::InitGoogleTest(&argc, argv);
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    const QApplication app(argc, argv);
-    return RUN_ALL_TESTS();
-}

@@ -34,7 +34,9 @@ protected:
         std::ifstream file(folder / name, std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};
     }
-    const FILEPATH folder = FILEPATH(TARNVALE_TEST_TEMP) / "picture file";
+    const FILEPATH folder = FILEPATH(TARNVALE_TEST_TEMP) /
+                            (std::string("picture file ") +
+                             testing::UnitTest::GetInstance()->current_test_info()->name());
 };
 
 TEST_F(PictureFile, TheNameChoosesBetweenBitmapAndPng) {

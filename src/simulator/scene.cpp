@@ -287,8 +287,11 @@ void Scene::SetFieldOfView(float degrees) {
 bool Scene::Settled() const {
     for (const auto& layer : layers_) {
         for (const TextureLayer& texture : layer->textures) {
-            for (const auto& model : texture.models) {
-                if (model != nullptr && model->IsOpen() && !model->Settled()) return false;
+            for (int view = 0; view < View::kCount; ++view) {
+                const auto& model = texture.models[view];
+                if (model == nullptr || !model->IsOpen()) continue;
+                // What nobody sees isn't drawn, and its wishes wait until it is.
+                if (systems_[view]->IsVisible() && !model->Settled()) return false;
             }
         }
     }

@@ -128,7 +128,7 @@ public:
     Status SceneToMap(const Vec3f& scene, float exaggeration, Vec3d& map) const;
 
     void SetFieldOfView(float degrees);
-    /// True when every open texture model of an attached view has all tiles that it wished for.
+    /// True when every open texture model of a view that is drawn has all tiles that it wished for.
     [[nodiscard]] bool Settled() const;
 
 private:

@@ -158,7 +158,8 @@ public:
     /// @return BadState without a landscape or where the point can't be converted
     Status MapToScene(const Vec3d& map, Vec3f& scene) const;
     Status SceneToMap(const Vec3f& scene, Vec3d& map) const;
-    /// True when every open texture has all the tiles that the last frame wished for.
+    /// True when every open texture of a visible view has all the tiles that the last frame wished
+    /// for.
     [[nodiscard]] bool Settled() const;
 
     void SetFrameObserver(FrameObserver* observer) noexcept { cycle_.SetObserver(observer); }
