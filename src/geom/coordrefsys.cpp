@@ -279,6 +279,25 @@ double COORDREFSYS::MetresPerUnit() const {
     return UnitOf(context.get(), system.get());
 }
 
+double COORDREFSYS::DegreesPerUnit() const {
+    constexpr double kDegreesPerRadian = 57.29577951308232;
+    const ProjContext context = NewProjContext();
+    const ProjObject system = Unbound(context.get(), Parse(context.get(), wkt_));
+    if (system == nullptr || !IsGeographicType(proj_get_type(system.get()))) return 0;
+    return UnitOf(context.get(), system.get()) * kDegreesPerRadian;
+}
+
+std::string COORDREFSYS::AreaOfUse() const {
+    const ProjContext context = NewProjContext();
+    const ProjObject system = Unbound(context.get(), Parse(context.get(), wkt_));
+    const char* area = nullptr;
+    if (system == nullptr || proj_get_area_of_use(context.get(), system.get(), nullptr, nullptr,
+                                                  nullptr, nullptr, &area) == 0) {
+        return {};
+    }
+    return area != nullptr ? area : "";
+}
+
 std::optional<int> COORDREFSYS::EpsgCode() const {
     const ProjContext context = NewProjContext();
     const ProjObject system = Parse(context.get(), wkt_);

@@ -43,7 +43,10 @@ public:
         const;  ///< WKT1 as GDAL writes it; empty if it can't be said so
     [[nodiscard]] std::string Name() const;
     [[nodiscard]] bool IsGeographic() const;
-    [[nodiscard]] double MetresPerUnit() const;  ///< of a projected axis; 0 for geographic
+    [[nodiscard]] double MetresPerUnit() const;   ///< of a projected axis; 0 for geographic
+    [[nodiscard]] double DegreesPerUnit() const;  ///< of a geographic axis; 0 for projected
+    /// What the registry says of where it is meant to be used, one line; empty if it says nothing.
+    [[nodiscard]] std::string AreaOfUse() const;
     /// @return the code of the EPSG registry that this system equals, if there is one
     [[nodiscard]] std::optional<int> EpsgCode() const;
     /// Whether coordinates of the one are coordinates of the other to a millimetre or so, however

@@ -1,0 +1,91 @@
+#include "geom/crslist.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "geom/coordop.h"
+
+namespace tarnvale {
+namespace {
+
+COORDREFSYS System(const std::string& text) {
+    COORDREFSYS system;
+    EXPECT_TRUE(COORDREFSYS::FromText(text, system).Good()) << text;
+    return system;
+}
+
+const std::vector<CoordRefSysEntry>& Entries() {
+    static const std::vector<CoordRefSysEntry> entries = ReadCoordRefSystems();
+    return entries;
+}
+
+std::string First(const std::string& text) {
+    const auto found = FindCoordRefSystems(Entries(), text);
+    return found.empty() ? "" : Entries()[found.front()].code;
+}
+
+TEST(CoordRefSystems, AreFoundByNameOrCode) {
+    const std::tuple<const char*, const char*> cases[] = {
+        {"4326", "EPSG:4326"},
+        {"epsg:25832", "EPSG:25832"},
+        {"  ETRS89   utm ZONE 32n  EPSG:25832", "EPSG:25832"},
+        {"no such system anywhere", ""},
+    };
+    for (const auto& [text, code] : cases) EXPECT_EQ(First(text), code) << text;
+    // Words of the name count more than digits inside a code.
+    const auto named = FindCoordRefSystems(Entries(), "wgs utm 32n");
+    ASSERT_GE(named.size(), 2U);
+    for (std::size_t i = 0; i < 2; ++i)
+        EXPECT_NE(Entries()[named[i]].name.find("UTM zone 32N"), std::string::npos) << i;
+    EXPECT_EQ(FindCoordRefSystems(Entries(), " ").size(), Entries().size());
+}
+
+TEST(CoordRefSystems, HoldOnlyWhatAMapOfTheEarthCanUse) {
+    ASSERT_GT(Entries().size(), 3000U);
+    for (const char* absent : {"IAU_2015:50610", "EPSG:4978", "EPSG:5773"})
+        EXPECT_NE(First(absent), absent) << "a moon's, a geocentric and a height system";
+    const auto utm = std::ranges::find(Entries(), "EPSG:32632", &CoordRefSysEntry::code);
+    ASSERT_NE(utm, Entries().end());
+    EXPECT_NE(utm->area.find("northern hemisphere"), std::string::npos);
+    EXPECT_EQ(System("EPSG:32632").AreaOfUse(), utm->area);
+    EXPECT_EQ(System("+proj=utm +zone=32").AreaOfUse(), "");
+}
+
+TEST(CoordRefSys, AngleOfAGeographicAxis) {
+    EXPECT_NEAR(System("EPSG:4326").DegreesPerUnit(), 1, 1e-12);
+    EXPECT_NEAR(System("EPSG:4807").DegreesPerUnit(), 0.9, 1e-12) << "gon";
+    EXPECT_EQ(System("EPSG:32632").DegreesPerUnit(), 0);
+}
+
+TEST(CoordOpList, LeadsFromSystemToSystemOrNowhere) {
+    COORDOP_LIST operations;
+    double x = 500000, y = 0;
+    ASSERT_TRUE(operations.ConvertPoint(x, y).Good());
+    EXPECT_EQ(x, 500000) << "as made it converts nothing";
+    ASSERT_TRUE(COORDOP_LIST::Create(System("EPSG:32632"), System("EPSG:4326"), operations).Good());
+    ASSERT_TRUE(operations.ConvertPoint(x, y).Good());
+    EXPECT_NEAR(x, 9, 1e-9) << "the zone's middle on the equator";
+    EXPECT_NEAR(y, 0, 1e-9);
+
+    EXPECT_EQ(COORDOP_LIST::Create(COORDREFSYS(), System("EPSG:4326"), operations),
+              StatusCode::BadState)
+        << "the old conversion stays";
+    COORDOP_LIST back;
+    ASSERT_TRUE(COORDOP_LIST::Create(System("EPSG:4326"), System("EPSG:32632"), back).Good());
+    double longitude = 9, latitude = 200;
+    EXPECT_EQ(back.ConvertPoint(longitude, latitude), StatusCode::BadState);
+    EXPECT_EQ(longitude, 9);
+    EXPECT_EQ(latitude, 200);
+    const COORDOP_LIST copy = operations;
+    x = 500000, y = 0;
+    operations = COORDOP_LIST();
+    ASSERT_TRUE(copy.ConvertPoint(x, y).Good());
+    EXPECT_NEAR(x, 9, 1e-9);
+}
+
+}  // namespace
+}  // namespace tarnvale
