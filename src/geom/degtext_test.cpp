@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <limits>
 #include <tuple>
 
 namespace tarnvale {
 namespace {
+
+[[maybe_unused]] const int kEnglish = ::setenv("LC_ALL", "C", 1);  // before any text is read
 
 TEST(ConvertDegsToString, WritesSixFormats) {
     // 12.5875 degrees are 35 minutes and 15 seconds past 12.

@@ -120,6 +120,7 @@ struct FakeTerrainSpec {
     std::string system;  // as COORDREFSYS::FromText reads it; empty for none
     StatusCode open = StatusCode::Ok, update = StatusCode::Ok, draw = StatusCode::Ok;
     float northRadians = 0;
+    bool pickable = true;  // rays meet the plane at its height, also beyond its edges
 };
 
 class FakeTerrain final : public TerrainModel, private TerrainIntersector {
@@ -169,7 +170,8 @@ public:
     [[nodiscard]] float GetElevation(int, int) const override { return spec_.height; }
     [[nodiscard]] float GetDisplayHeight(float, float) override { return spec_.height; }
     [[nodiscard]] float GetNorthAngle(float, float) const override { return spec_.northRadians; }
-    [[nodiscard]] const TerrainIntersector* GetIntersector() const override { return this; }
+    [[nodiscard]] const TerrainIntersector* GetIntersector() const override { return spec_.pickable ? this : nullptr;
+    }
     /// A level plane without end.
     [[nodiscard]] bool Intersect(const Vec3d& a, const Vec3d& b, const COORDREFSYS&,
                                  Vec3d& hit) const override {

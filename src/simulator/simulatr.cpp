@@ -96,6 +96,7 @@ Status Simulator::BuildScene(const QNLIST<SimTerrainEntry>& terrains) try {
     Unload();
     scene_ = std::move(scene);
     scene_->OpenTextures();
+    readouts_.Scale().SetLandscape(scene_->Reference().Transform().OutputCoordRefSys());
     SetCrossingSpeeds();
     settings::MapExtents = 100;
     return RestoreInitialViewpoint(false);
@@ -115,7 +116,8 @@ void Simulator::Unload() {
     for (int view = View::kFirstPoi; view < View::kMain; ++view)
         cameras_.SetTarget(view, std::nullopt);
     mouse_ = {};
-    readouts_ = {};
+    readoutValues_ = {};
+    readouts_.Clear();
     frameClock_.Restart();
     northDegrees_ = 0;
     controlsLive_ = false;
@@ -126,7 +128,7 @@ bool Simulator::IsLandscapeReady(ReadyLevel level) const {
 }
 
 FlightConditions Simulator::Conditions() const {
-    return {scene_.get(), exaggeration_, frameClock_.Now(), readouts_.instantFrameRate,
+    return {scene_.get(), exaggeration_, frameClock_.Now(), readoutValues_.instantFrameRate,
             mouse_.left || mouse_.right};
 }
 
@@ -171,15 +173,24 @@ Status Simulator::DrawFrame(bool live) try {
 }
 
 void Simulator::UpdateReadouts() {
-    readouts_.instantFrameRate = frameClock_.FrameRate();
-    readouts_.averageFrameRate = frameClock_.AverageFrameRate();
-    readouts_.velocity = frameClock_.Velocity();
-    const Vec3f& position = viewer_.Position();
-    readouts_.position = position;
-    readouts_.pitch = viewer_.Shown().pitch;
-    readouts_.roll = viewer_.Shown().roll;
-    readouts_.heading = viewer_.Shown().heading;
-    readouts_.surfaceElevation = scene_->FirstLayer(position.x, position.y);
+    ReadoutRecorder::FillFlight(*this, frameClock_, readouts_.Scale(), readoutValues_);
+    // The ground is looked for only where somebody sees it, and as often as it is shown: what the
+    // last frame drew.
+    if (readouts_.HasDisplay() && frameClock_.ReadoutsDue()) ShowReadouts(false);
+}
+
+void Simulator::ShowReadouts(bool force) {
+    readoutRecorder_.FillPlaces(*this, {mouse_.view, mouse_.x, mouse_.y}, readouts_.Scale(),
+                                readoutValues_);
+    readouts_.Update(readoutValues_, readouts_.Scale().IsLatLon(), force);
+}
+
+void Simulator::RefreshReadouts() try {
+    if (!readouts_.HasDisplay() || !IsLandscapeReady(ReadyLevel::Terrain)) return;
+    ReadoutRecorder::FillFlight(*this, frameClock_, readouts_.Scale(), readoutValues_);
+    ShowReadouts(true);
+} catch (const std::bad_alloc&) {
+    (void)_SetErrPosn(StatusCode::NoMemory);
 }
 
 void Simulator::UpdateNorth() {

@@ -17,6 +17,9 @@
 #include "simulator/frameclock.h"
 #include "simulator/framecycle.h"
 #include "simulator/frameobserver.h"
+#include "simulator/readoutrecord.h"
+#include "simulator/readouts.h"
+#include "simulator/readoutvalues.h"
 #include "simulator/scene.h"
 #include "simulator/simulatorhost.h"
 #include "simulator/viewcameras.h"
@@ -25,15 +28,6 @@
 #include "simulator/viewzoom.h"
 
 namespace tarnvale {
-
-/// What readouts show; refreshed once a frame.
-struct SimulatorReadoutValues {
-    float instantFrameRate = 0, averageFrameRate = 0;  ///< frames a second
-    float velocity = 0;                                ///< scene units a second
-    Vec3f position;                                    ///< scene
-    float pitch = 0, roll = 0, heading = 0;            ///< degrees, as shown
-    float surfaceElevation = 0;                        ///< under the viewer, elevation units
-};
 
 /// A point of the ground.
 struct GroundPoint {
@@ -149,7 +143,14 @@ public:
     /// A view as it was last drawn; an empty picture for no such view.
     [[nodiscard]] const ViewPicture& Picture(int view) const { return cycle_.Picture(view); }
 
-    [[nodiscard]] const SimulatorReadoutValues& ReadoutValues() const noexcept { return readouts_; }
+    /// The record of the last frame.
+    [[nodiscard]] const SimulatorReadoutValues& ReadoutValues() const noexcept {
+        return readoutValues_;
+    }
+    [[nodiscard]] Readouts& GetReadouts() noexcept { return readouts_; }
+    /// Shows everything anew at once, without a frame: after a format, a unit or the system of the
+    /// readouts changed. Nothing to do while they have no display or there is no landscape.
+    void RefreshReadouts();
     [[nodiscard]] const Viewer& GetViewer() const noexcept { return viewer_; }
     /// The open landscape, or null.
     [[nodiscard]] const Scene* GetScene() const noexcept { return scene_.get(); }
@@ -171,6 +172,7 @@ private:
     [[nodiscard]] FlightConditions Conditions() const;
     void SetCrossingSpeeds();
     void UpdateReadouts();
+    void ShowReadouts(bool force);
     void UpdateNorth();
     void UpdateSun();
     [[nodiscard]] bool NearViewer(const GroundPoint& ground) const;
@@ -190,7 +192,9 @@ private:
     ViewCameras cameras_;
     FrameClock frameClock_;
     FrameCycle cycle_;
-    SimulatorReadoutValues readouts_;
+    SimulatorReadoutValues readoutValues_;
+    ReadoutRecorder readoutRecorder_;
+    Readouts readouts_;
     float fieldOfView_ = ViewCameras::kFieldOfView;
     float exaggeration_ = 1;
     float northDegrees_ = 0;
