@@ -43,7 +43,7 @@ std::vector<std::string> WordsOf(std::string_view text) {
     }
 }
 
-constexpr std::size_t kRanks = 4;
+constexpr std::size_t kRanks = 6;
 
 bool BeginsAWord(std::string_view text, std::string_view word) {
     for (auto at = text.find(word); at != std::string_view::npos; at = text.find(word, at + 1)) {
@@ -56,7 +56,8 @@ bool BeginsAWord(std::string_view text, std::string_view word) {
 
 // Where an entry stands among those found: the smaller, the nearer to what was meant.
 // @return kRanks where a word is missing
-std::size_t RankOf(const CoordRefSysEntry& entry, std::span<const std::string> words) {
+std::size_t RankOf(const CoordRefSysEntry& entry, std::span<const std::string> words,
+                   const std::optional<GeographicPlace>& place) {
     const std::string_view key = entry.key, code = key.substr(0, entry.code.size());
     const std::string_view name = key.substr(code.size());
     bool wholeCode = false, number = false, inName = true;
@@ -69,10 +70,17 @@ std::size_t RankOf(const CoordRefSysEntry& entry, std::span<const std::string> w
     }
     if (wholeCode) return 0;
     if (number) return 1;
-    return inName ? 2 : 3;
+    const bool meant = place.has_value() && entry.bounds.Holds(*place);
+    return (inName ? 2U : 4U) + (meant ? 0U : 1U);
 }
 
 }  // namespace
+
+bool GeographicArea::Holds(const GeographicPlace& place) const noexcept {
+    if (place.latitude < south || place.latitude > north) return false;
+    if (west <= east) return place.longitude >= west && place.longitude <= east;
+    return place.longitude >= west || place.longitude <= east;
+}
 
 std::vector<CoordRefSysEntry> ReadCoordRefSystems() {
     const ProjContext context = NewProjContext();
@@ -95,6 +103,10 @@ std::vector<CoordRefSysEntry> ReadCoordRefSystems() {
         entry.code = std::string(info.auth_name) + ":" + info.code;
         entry.name = info.name;
         if (info.area_name != nullptr) entry.area = info.area_name;
+        if (info.bbox_valid != 0) {
+            entry.bounds = {info.west_lon_degree, info.south_lat_degree, info.east_lon_degree,
+                            info.north_lat_degree};
+        }
         entry.key = Lower(entry.code + " " + entry.name);
         entries.push_back(std::move(entry));
     }
@@ -102,11 +114,12 @@ std::vector<CoordRefSysEntry> ReadCoordRefSystems() {
 }
 
 std::vector<std::uint32_t> FindCoordRefSystems(std::span<const CoordRefSysEntry> entries,
-                                               std::string_view text) {
+                                               std::string_view text,
+                                               const std::optional<GeographicPlace>& place) {
     const std::vector<std::string> words = WordsOf(text);
     std::array<std::vector<std::uint32_t>, kRanks> ranks;
     for (std::uint32_t i = 0; i < entries.size(); ++i) {
-        const std::size_t rank = RankOf(entries[i], words);
+        const std::size_t rank = RankOf(entries[i], words, place);
         if (rank < kRanks) ranks[rank].push_back(i);
     }
     std::vector<std::uint32_t> found;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -8,10 +9,23 @@
 
 namespace tarnvale {
 
+/// A place on the earth, degrees.
+struct GeographicPlace {
+    double longitude = 0, latitude = 0;
+};
+
+/// Degrees; east is less than west where the area crosses the 180th meridian.
+struct GeographicArea {
+    double west = -180, south = -90, east = 180, north = 90;
+    [[nodiscard]] bool Holds(const GeographicPlace& place) const noexcept;
+};
+
 /// An entry of the coordinate library's database.
 struct CoordRefSysEntry {
     std::string code;  ///< "EPSG:32632", as COORDREFSYS::FromText reads it
-    std::string name, area;
+    std::string name;
+    std::string area;  ///< where it is meant to be used, in words
+    GeographicArea bounds;
     std::string key;  ///< what is searched in: code and name in lower case
 };
 
@@ -21,9 +35,10 @@ struct CoordRefSysEntry {
 
 /// Indices of the entries whose code or name holds every word of `text`, whatever the case of its
 /// ASCII letters. First those with a word as their code, then as their code's number, then those
-/// in whose name every word begins a word, then the rest; each in the order of `entries`. All of
-/// them for no words.
+/// in whose name every word begins a word, then the rest; of these two, those that are meant for
+/// `place` come first. Otherwise in the order of `entries`. All of them for no words.
 [[nodiscard]] std::vector<std::uint32_t> FindCoordRefSystems(
-    std::span<const CoordRefSysEntry> entries, std::string_view text);
+    std::span<const CoordRefSysEntry> entries, std::string_view text,
+    const std::optional<GeographicPlace>& place = std::nullopt);
 
 }  // namespace tarnvale

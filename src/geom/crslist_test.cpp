@@ -44,6 +44,27 @@ TEST(CoordRefSystems, AreFoundByNameOrCode) {
     EXPECT_EQ(FindCoordRefSystems(Entries(), " ").size(), Entries().size());
 }
 
+TEST(CoordRefSystems, ThoseMeantForAPlaceComeFirst) {
+    const std::tuple<const char*, GeographicPlace, const char*> cases[] = {
+        {"utm", {9, 47}, "northern hemisphere"},
+        {"map grid", {174, -41}, "New Zealand"},
+        {"utm zone 1", {179.9, -17}, "Fiji"}};  // across the 180th meridian
+    for (const auto& [text, place, area] : cases) {
+        const auto found = FindCoordRefSystems(Entries(), text, place);
+        ASSERT_FALSE(found.empty()) << text;
+        EXPECT_TRUE(Entries()[found.front()].bounds.Holds(place)) << text;
+        const bool named = std::ranges::any_of(
+            found.begin(), found.begin() + 10,
+            [&](std::uint32_t i) { return Entries()[i].area.find(area) != std::string::npos; });
+        EXPECT_TRUE(named) << text;
+        EXPECT_EQ(found.size(), FindCoordRefSystems(Entries(), text).size());
+    }
+    EXPECT_EQ(
+        Entries()[FindCoordRefSystems(Entries(), "2193", GeographicPlace{9, 47}).front()].code,
+        "EPSG:2193")
+        << "a code counts more than the place";
+}
+
 TEST(CoordRefSystems, HoldOnlyWhatAMapOfTheEarthCanUse) {
     ASSERT_GT(Entries().size(), 3000U);
     for (const char* absent : {"IAU_2015:50610", "EPSG:4978", "EPSG:5773"})
