@@ -52,6 +52,26 @@ ReadoutPlace PlaceUnder(const Simulator& simulator, int view, int x, int y,
 
 }  // namespace
 
+std::optional<GeographicPlace> LandscapeCentre(const Simulator& simulator) {
+    const Scene* const scene = simulator.GetScene();
+    if (scene == nullptr || scene->Empty()) return std::nullopt;
+    const Box& box = scene->WholeBox();
+    Vec3d map;
+    COORDREFSYS globe;
+    COORDOP_LIST operations;
+    if (!simulator
+             .SceneToMap({static_cast<float>(box.CentreX()), static_cast<float>(box.CentreY()), 0},
+                         map)
+             .Good() ||
+        !COORDREFSYS::FromIdentity(COORDREFSYS::kFixedReference, globe).Good() ||
+        !COORDOP_LIST::Create(scene->Reference().Transform().OutputCoordRefSys(), globe, operations)
+             .Good() ||
+        !operations.ConvertPoint(map.x, map.y).Good()) {
+        return std::nullopt;
+    }
+    return GeographicPlace{map.x, map.y};
+}
+
 void ReadoutRecorder::FillFlight(const Simulator& simulator, const FrameClock& clock,
                                  const ReadoutScale& scale, SimulatorReadoutValues& values) {
     values.instantFrameRate = clock.FrameRate();

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <optional>
+
+#include "geom/crslist.h"
 #include "simulator/frameclock.h"
 #include "simulator/readoutscale.h"
 #include "simulator/readoutvalues.h"
@@ -12,6 +15,10 @@ class Simulator;
 struct MousePlace {
     int view = View::kMain, x = -1, y = -1;
 };
+
+/// The middle of the open landscape; none without one, or where its system has no place on the
+/// globe. Takes some ten milliseconds.
+[[nodiscard]] std::optional<GeographicPlace> LandscapeCentre(const Simulator& simulator);
 
 /// Makes the record that readouts show, out of what the simulator tells. Thread: the frame
 /// cycle's.

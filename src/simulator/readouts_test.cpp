@@ -8,6 +8,7 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -333,6 +334,10 @@ TEST_F(ReadoutValuesTest, TellWhatTheViewerAndThePixelsSee) {
     EXPECT_NEAR(values.eastWestExtents, 650, 1e-3);
     EXPECT_EQ(values.minimumElevation, 0);
     EXPECT_EQ(values.maximumElevation, 300);
+    const std::optional<GeographicPlace> middle = LandscapeCentre(simulator);
+    ASSERT_TRUE(middle.has_value());
+    EXPECT_NEAR(middle->longitude, 9, 1e-9);
+    EXPECT_NEAR(middle->latitude, 45.15, 0.01);
     EXPECT_EQ(shown.At(kViewer, 0), "4999375.00");
     EXPECT_EQ(shown.At(kViewer, 0, 1), "500000.00");
 
