@@ -15,6 +15,7 @@
 #include "app/apptext.h"
 #include "app/mainframe.h"
 #include "app/mainmenu.h"
+#include "app/readoutswindow.h"
 #include "app/sideviews.h"
 #include "app/splash.h"
 #include "app/statusprogress.h"
@@ -63,6 +64,7 @@ bool CTarnvaleApp::InitInstance() {
     }
     MakeSideViews();
     if (!OpenInput()) return false;
+    MakeToolWindows();
     simulator_->SetProgress(&mainFrame_->Reporter());
     if (!OpenGraphics()) return false;
     sideViews_->Attach(graphics_, mainFrame_.get());
@@ -130,6 +132,12 @@ void CTarnvaleApp::MakeSideViews() {
     connect(mainView_, &CTarnvaleView::ViewClicked, this, &CTarnvaleApp::OnViewClicked);
     connect(mainView_, &CTarnvaleView::ScreenShotWanted, this,
             [this] { TakeScreenShot(View::kMain); });
+}
+
+void CTarnvaleApp::MakeToolWindows() {
+    readouts_ = std::make_unique<ReadoutsWindow>(*simulator_, mainFrame_.get());
+    connect(readouts_.get(), &ReadoutsWindow::ShownChanged, this, &CTarnvaleApp::UpdateChecks);
+    readouts_->ShowAtStart();
 }
 
 bool CTarnvaleApp::OpenInput() {
@@ -215,6 +223,8 @@ int CTarnvaleApp::Run() {
 
 void CTarnvaleApp::ExitInstance() {
     if (input_ != nullptr) input_->Close();
+    if (readouts_ != nullptr) readouts_->CloseWithProgram();
+    readouts_.reset();
     if (sideViews_ != nullptr) sideViews_->CloseWithProgram();
     sideViews_.reset();
     if (simulator_ != nullptr) simulator_->Unload();

@@ -17,6 +17,7 @@ namespace tarnvale {
 
 class CMainFrame;
 class CTarnvaleView;
+class ReadoutsWindow;
 class SideViews;
 
 /// The program: owns the simulator and everything that lives as long as the process, brings the
@@ -58,6 +59,7 @@ private:
     [[nodiscard]] bool ChooseGraphics();
     void MakeMainWindow();
     void MakeSideViews();
+    void MakeToolWindows();
     [[nodiscard]] bool OpenInput();
     [[nodiscard]] bool OpenGraphics();
     /// From the message loop.
@@ -95,6 +97,7 @@ private:
     InputSystem* input_ = nullptr;        // one of inputSystems_, or null: flight without controls
     std::unique_ptr<Simulator> simulator_;
     std::unique_ptr<SideViews> sideViews_;
+    std::unique_ptr<ReadoutsWindow> readouts_;
     FILEPATH landscape_;                 // the open one
     CTarnvaleView* mainView_ = nullptr;  // owned by the main frame
     CommandLineView commandLineView_;

@@ -10,6 +10,7 @@
 #include "app/mainframe.h"
 #include "app/mainmenu.h"
 #include "app/manualwindow.h"
+#include "app/readoutswindow.h"
 #include "app/screenshots.h"
 #include "app/sideviews.h"
 #include "app/tarnvale.h"
@@ -46,6 +47,9 @@ void CTarnvaleApp::OnCommand(Command command, bool checked) {
             return;
         case Command::ViewStatusBar:
             mainFrame_->ShowStatusBar(checked);
+            break;
+        case Command::ViewReadouts:
+            readouts_->Toggle();
             break;
         case Command::ViewWireframe:
             ToggleWireframe();
@@ -88,6 +92,7 @@ void CTarnvaleApp::OnCommand(Command command, bool checked) {
 void CTarnvaleApp::UpdateChecks() {
     MainMenu& menu = mainFrame_->Menu();
     menu.Check(Command::ViewStatusBar, mainFrame_->StatusBarShown());
+    menu.Check(Command::ViewReadouts, readouts_->isVisible());
     menu.Check(Command::ViewWireframe, settings::Wireframe.Get());
     menu.Check(Command::ViewSky, settings::Sky.Get());
     menu.Check(Command::ViewFullScreen, mainFrame_->isFullScreen());
