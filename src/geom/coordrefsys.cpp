@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cmath>
 #include <cstdlib>
 #include <initializer_list>
@@ -222,6 +223,50 @@ ProjObject Parse(PJ_CONTEXT* context, const std::string& wkt) {
     return wkt.empty() ? nullptr : ProjObject(proj_create(context, wkt.c_str()));
 }
 
+bool IsWord(std::string_view text) {
+    return !text.empty() && std::ranges::all_of(text, [](char c) {
+        return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+               c == '_' || c == '-' || c == '.';
+    });
+}
+
+// Only what has the form of a definition: anything else would be searched for among the names of
+// the registry, loosely, and for as long as a second.
+// @return null if it isn't understood
+ProjObject Create(PJ_CONTEXT* context, std::string definition) {
+    const auto holds = [&definition](const char* part) {
+        return definition.find(part) != std::string::npos;
+    };
+    if (definition.starts_with("+") || definition.starts_with("proj=")) {
+        if (!holds("proj=") && !holds("init=")) return nullptr;
+        if (!holds("type=crs")) definition += " +type=crs";
+        return ProjObject(proj_create(context, definition.c_str()));
+    }
+    const auto colon = definition.find(':');
+    const std::string_view text = definition;
+    if (colon != std::string::npos && IsWord(text.substr(0, colon))) {
+        const std::string code = definition.substr(colon + 1);
+        std::string authority = definition.substr(0, colon);
+        std::ranges::transform(authority, authority.begin(),
+                               [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+        if (IsWord(code)) {
+            return ProjObject(proj_create_from_database(context, authority.c_str(), code.c_str(),
+                                                        PJ_CATEGORY_CRS, 0, nullptr));
+        }
+        // a horizontal system and one of heights
+        if (!code.empty() && code.find_first_not_of("0123456789+") == std::string::npos)
+            return ProjObject(proj_create(context, (authority + ":" + code).c_str()));
+    }
+    const auto bracket = definition.find('[');
+    auto keyword = text.substr(0, bracket == std::string::npos ? 0 : bracket);
+    keyword = keyword.substr(0, keyword.find_last_not_of(" \t\r\n") + 1);
+    if (!definition.starts_with("{") && !definition.starts_with("urn:") &&
+        !definition.starts_with("http") && !IsWord(keyword)) {
+        return nullptr;
+    }
+    return ProjObject(proj_create(context, definition.c_str()));
+}
+
 }  // namespace
 
 Status COORDREFSYS::FromText(std::string_view text, COORDREFSYS& out) {
@@ -232,13 +277,8 @@ Status COORDREFSYS::FromText(std::string_view text, COORDREFSYS& out) {
     const auto first = text.find_first_not_of(" \t\r\n");
     if (first == std::string_view::npos || text.size() > kLongestText) return fail();
     std::string definition(text.substr(first, text.find_last_not_of(" \t\r\n\0") - first + 1));
-    // Anything else would be searched for among the names of the registry, slowly and loosely.
-    if (definition.find_first_of("+=[{:") == std::string::npos) return fail();
-    const bool projString = definition.starts_with("+") || definition.starts_with("proj=");
-    if (projString && definition.find("type=crs") == std::string::npos) definition += " +type=crs";
     const ProjContext context = NewProjContext();
-    const ProjObject system =
-        Horizontal(context.get(), ProjObject(proj_create(context.get(), definition.c_str())));
+    const ProjObject system = Horizontal(context.get(), Create(context.get(), definition));
     if (system == nullptr) return fail();
     std::string wkt = AsWkt(context.get(), system.get(), PJ_WKT2_2019);
     if (wkt.empty()) return fail();

@@ -76,6 +76,21 @@ TEST(CoordRefSystems, HoldOnlyWhatAMapOfTheEarthCanUse) {
     EXPECT_EQ(System("+proj=utm +zone=32").AreaOfUse(), "");
 }
 
+TEST(CoordRefSys, OnlyWhatHasTheFormOfADefinitionIsRead) {
+    for (const char* text :
+         {"epsg:25832", "OGC:CRS84", "EPSG:2393+5717", "EPSG:4326\n", "urn:ogc:def:crs:EPSG::4326",
+          "+proj=utm +zone=32", "proj=longlat datum=WGS84"}) {
+        EXPECT_TRUE(System(text).Valid()) << text;
+    }
+    // Names would be found somehow, by a search that takes up to a second.
+    for (const char* text : {"WGS 84", "UTM=", "+", "+p", "+proj", "proj", "[", "{", ":",
+                             "EPSG:", "EPSG:999999", "a name: b", "PROJCS[\"a\""}) {
+        COORDREFSYS system;
+        EXPECT_EQ(COORDREFSYS::FromText(text, system), StatusCode::BadState) << text;
+        EXPECT_FALSE(system.Valid());
+    }
+}
+
 TEST(CoordRefSys, AngleOfAGeographicAxis) {
     EXPECT_NEAR(System("EPSG:4326").DegreesPerUnit(), 1, 1e-12);
     EXPECT_NEAR(System("EPSG:4807").DegreesPerUnit(), 0.9, 1e-12) << "gon";
