@@ -168,8 +168,10 @@ void CoordSystemDialog::FillRecent() {
 void CoordSystemDialog::Search() {
     const QString text = search_->text().trimmed();
     const bool definition = LooksLikeADefinition(text);
-    // A definition is nothing to search for, and no words find everything.
-    model_->SetFilter(definition ? QStringLiteral(" ") : text);
+    if (definition)
+        model_->ShowNone();
+    else
+        model_->SetFilter(text);
     recent_->setCurrentItem(nullptr);
     if (text.isEmpty()) {
         Show(scale_.System(), {});

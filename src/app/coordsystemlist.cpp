@@ -29,6 +29,12 @@ void CoordSystemModel::SetFilter(const QString& text) {
     endResetModel();
 }
 
+void CoordSystemModel::ShowNone() {
+    beginResetModel();
+    shown_.clear();
+    endResetModel();
+}
+
 const CoordRefSysEntry& CoordSystemModel::Entry(int row) const {
     return list_.Entries()[shown_[static_cast<std::size_t>(row)]];
 }

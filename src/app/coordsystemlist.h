@@ -43,6 +43,7 @@ public:
     CoordSystemModel(const CoordSystemList& list, const std::optional<GeographicPlace>& place,
                      QObject* parent);
     void SetFilter(const QString& text);
+    void ShowNone();
     [[nodiscard]] const CoordRefSysEntry& Entry(int row) const;
 
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
