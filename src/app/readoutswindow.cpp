@@ -116,24 +116,24 @@ void ReadoutsWindow::Toggle() {
     if (isVisible())
         reject();
     else
-        Open();
+        ShowWindow();
 }
 
 void ReadoutsWindow::ShowAtStart() {
     bool shown = false;
-    if (_iniRead(kShown, shown) && shown) Open();
+    if (_iniRead(kShown, shown) && shown) ShowWindow();
 }
 
 void ReadoutsWindow::CloseWithProgram() {
     withProgram_ = true;
-    if (isVisible()) Close();
+    if (isVisible()) HideWindow();
 }
 
 void ReadoutsWindow::reject() {
-    if (isVisible()) Close();
+    if (isVisible()) HideWindow();
 }
 
-void ReadoutsWindow::Open() {
+void ReadoutsWindow::ShowWindow() {
     if (pages_ == nullptr) Build();
     if (!RestorePlacement(*this, kPlacement)) {
         // Wide enough for all tabs, where the screen is.
@@ -149,7 +149,7 @@ void ReadoutsWindow::Open() {
     emit ShownChanged(true);
 }
 
-void ReadoutsWindow::Close() {
+void ReadoutsWindow::HideWindow() {
     simulator_.GetReadouts().SetDisplay(nullptr);
     SavePlacement(*this, kPlacement);
     if (!withProgram_) _iniWrite(kShown, false);
@@ -194,7 +194,7 @@ void ReadoutsWindow::Build() {
 
 QWidget* ReadoutsWindow::BuildPage(const ReadoutPage& page, std::vector<Row>& rows) {
     auto* const panel = new QWidget;
-    panel->setObjectName(QStringLiteral("page_") + QLatin1String(page.title));
+    panel->setObjectName(QStringLiteral("readouts_page_") + QLatin1String(page.title));
     auto* const grid = new QGridLayout(panel);
     const QFontMetrics metrics(panel->font());
     const int valueWidth = metrics.horizontalAdvance(kValueSample);

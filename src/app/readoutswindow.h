@@ -49,8 +49,8 @@ private:
     };
 
     void ShowReadout(const ReadoutField& field, std::string_view text) override;
-    void Open();
-    void Close();
+    void ShowWindow();
+    void HideWindow();
     void Build();
     [[nodiscard]] QWidget* BuildPage(const ReadoutPage& page, std::vector<Row>& rows);
     [[nodiscard]] QWidget* MakeField(const ReadoutPage& page, const ReadoutRow& row, int column,

@@ -51,7 +51,11 @@ protected:
         static const QApplication application(count, arguments);
     }
     void SetUp() override {
-        std::filesystem::remove(IniPath());
+        // A file of each test's own, since they may run side by side.
+        const auto* const test = testing::UnitTest::GetInstance()->current_test_info();
+        const FILEPATH ini = FILEPATH(TARNVALE_TEST_TEMP) / (std::string(test->name()) + ".ini");
+        ::setenv("TARNVALE_INI", ini.c_str(), 1);
+        std::filesystem::remove(ini);
         settings::Format.SetUnsaved(128);
         specs["land"].grid = {500'000 - 325, 10, 0, 5'000'000, 0, -10};
         specs["land"].system = "EPSG:32632";
