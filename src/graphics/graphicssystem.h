@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/color.h"
+#include "base/optionpanel.h"
 #include "base/status.h"
 #include "base/types.h"
 #include "base/vec3f.h"
@@ -144,6 +145,12 @@ public:
     virtual void BeginFrame(const RenderCamera& camera, int width, int height, FramePass pass) = 0;
     /// Counters since the last full BeginFrame.
     [[nodiscard]] virtual DrawCounters Counters() const = 0;
+
+    /// Controls of its own on the graphics page of the options, called on prototypes: adds them;
+    /// shows them while it is the system selected there; takes over what they show.
+    virtual void AddOptionControls(OptionPanel&) {}
+    virtual void ShowOptionControls(OptionPanel&, bool) {}
+    virtual void ApplyOptionControls(const OptionPanel&) {}
 
     /// Shuts down, then starts on `window` (on loan until Shutdown). @return BadState for null
     Status Open(RenderWindow* window);

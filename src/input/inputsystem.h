@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "base/optionpanel.h"
 #include "base/status.h"
 #include "base/types.h"
 #include "input/flightinput.h"
@@ -113,6 +114,11 @@ public:
     [[nodiscard]] virtual QNSTRING GetKeyboardLabel(Action action) const = 0;
     [[nodiscard]] virtual QNSTRING GetJoystickLabel(Action) const { return {}; }
     [[nodiscard]] virtual QNSTRING GetMouseLabel(Action) const { return {}; }
+    /// Controls of its own on the controls page of the options: adds and shows them; takes over
+    /// what they show.
+    virtual void AddOptionControls(OptionPanel&) {}
+    virtual void ShowOptionControls(OptionPanel&, bool) {}
+    virtual void ApplyOptionControls(const OptionPanel&) {}
     virtual void ReadRaw(FlightInput& record) = 0;
     [[nodiscard]] virtual std::unique_ptr<InputSystem> CreateInstance() const = 0;
     [[nodiscard]] const std::string& Name() const noexcept { return name_; }

@@ -24,6 +24,13 @@ float HeightOf(const TerrainLayer& layer, float x, float y) {
                                        Cell(std::round(row + kRoundingBias)));
 }
 
+std::vector<float> OffsetsOf(const TerrainLayer& layer) {
+    std::vector<float> offsets;
+    offsets.reserve(layer.textures.size());
+    for (const TextureLayer& texture : layer.textures) offsets.push_back(texture.verticalOffset);
+    return offsets;
+}
+
 }  // namespace
 
 std::unique_ptr<TerrainModel> RegisteredModels::MakeTerrain(int index) const {
@@ -126,6 +133,11 @@ Status Scene::SetTerrainModel(int index) try {
         const Status opened = OpenTerrain(layers_[i]->item, index, models[i]);
         if (!opened.Good()) return opened;
     }
+    if (offsetsSet_) {
+        for (std::size_t i = 0; i < layers_.size(); ++i) {
+            models[i]->SetElevationOffsets(OffsetsOf(*layers_[i]));
+        }
+    }
     for (int view = 0; view < View::kCount; ++view) CloseModels(view);
     for (std::size_t i = 0; i < layers_.size(); ++i) layers_[i]->terrain = std::move(models[i]);
     PlaceAll();
@@ -212,6 +224,47 @@ Status Scene::SetTextureVisible(int layer, int texture, int view, bool on) {
     OpenModels(*layers_[layer], view);
     RebuildExtents(*layers_[layer]);
     return StatusCode::Ok;
+}
+
+std::vector<LayerOffset> Scene::Offsets() const {
+    std::vector<LayerOffset> offsets;
+    for (const auto& layer : layers_) {
+        for (const TextureLayer& texture : layer->textures) {
+            offsets.push_back(
+                {layer->item.header.name, texture.item.header.name, texture.verticalOffset});
+        }
+    }
+    return offsets;
+}
+
+Status Scene::SetOffsets(std::span<const float> offsets) try {
+    std::size_t count = 0;
+    for (const auto& layer : layers_) count += layer->textures.size();
+    if (offsets.size() != count ||
+        !std::ranges::all_of(offsets, [](float offset) { return std::isfinite(offset); })) {
+        return _SetErrPosn(StatusCode::BadState);
+    }
+    std::vector<std::vector<float>> lists;
+    std::size_t from = 0;
+    for (const auto& layer : layers_) {
+        const auto own = offsets.subspan(from, layer->textures.size());
+        lists.emplace_back(own.begin(), own.end());
+        from += own.size();
+    }
+
+    offsetRange_ = {};
+    offsetsSet_ = true;
+    for (std::size_t i = 0; i < layers_.size(); ++i) {
+        for (std::size_t j = 0; j < lists[i].size(); ++j) {
+            layers_[i]->textures[j].verticalOffset = lists[i][j];
+            offsetRange_.minimum = std::min(offsetRange_.minimum, lists[i][j]);
+            offsetRange_.maximum = std::max(offsetRange_.maximum, lists[i][j]);
+        }
+        layers_[i]->terrain->SetElevationOffsets(std::move(lists[i]));
+    }
+    return StatusCode::Ok;
+} catch (const std::bad_alloc&) {
+    return _SetErrPosn(StatusCode::NoMemory);
 }
 
 bool Scene::Ready(ReadyLevel level) const {

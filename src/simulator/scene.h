@@ -1,8 +1,10 @@
 #pragma once
 
 #include <array>
+#include <limits>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -69,6 +71,18 @@ struct TerrainLayer {
         extents;  ///< bounds of what is visible, for culling
 };
 
+/// What can be raised or lowered against its terrain, with the names that the file gives.
+struct LayerOffset {
+    std::string layer, name;
+    float offset = 0;  ///< elevation units
+};
+
+/// Lowest and highest offset; the wrong way round where there is none.
+struct OffsetRange {
+    float minimum = std::numeric_limits<float>::max();
+    float maximum = std::numeric_limits<float>::lowest();
+};
+
 /// The layers of an open landscape. The first is the reference layer: positions, north and
 /// exaggeration refer to it, and the others are placed in its scene. Opens whole or not at all.
 /// Thread: the frame cycle's.
@@ -103,6 +117,16 @@ public:
 
     /// @return BadState for an index out of range
     Status SetTextureVisible(int layer, int texture, int view, bool on);
+
+    /// The vertical offsets of all textures, layer by layer, as SetOffsets takes them.
+    [[nodiscard]] std::vector<LayerOffset> Offsets() const;
+    /// Gives each texture its offset and each terrain the list of its textures' offsets, so that
+    /// culling sees every height at which the terrain is drawn. Models set later get the list too.
+    /// @param offsets  elevation units, as many as Offsets answers and in that order
+    /// @return BadState, and nothing is changed, for another count or a number that isn't finite
+    Status SetOffsets(std::span<const float> offsets);
+    /// Of the textures, as SetOffsets set them last.
+    [[nodiscard]] const OffsetRange& TextureOffsets() const noexcept { return offsetRange_; }
 
     [[nodiscard]] bool Ready(ReadyLevel level) const;
     [[nodiscard]] const std::vector<std::unique_ptr<TerrainLayer>>& Layers() const {
@@ -148,6 +172,8 @@ private:
     int textureIndex_ = 0;
     std::vector<std::unique_ptr<TerrainLayer>> layers_;
     Box box_;
+    OffsetRange offsetRange_;
+    bool offsetsSet_ = false;  // until then each terrain has its one offset of 0
 };
 
 }  // namespace tarnvale

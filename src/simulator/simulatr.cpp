@@ -302,6 +302,21 @@ Status Simulator::ToggleTextureVisible(int layer, int texture, int view) {
     return SetTextureVisible(layer, texture, view, !layers[layer]->textures[texture].visible[view]);
 }
 
+std::vector<LayerOffset> Simulator::LayerOffsets() const {
+    return scene_ != nullptr ? scene_->Offsets() : std::vector<LayerOffset>();
+}
+
+Status Simulator::SetLayerOffsets(std::span<const float> offsets) {
+    if (!initialised_) return _SetErrPosn(StatusCode::NotInitialised);
+    if (scene_ == nullptr) return _SetErrPosn(StatusCode::NoLandscape);
+    return scene_->SetOffsets(offsets);
+}
+
+void Simulator::TerrainSettingsChanged() {
+    if (scene_ == nullptr) return;
+    for (const auto& layer : scene_->Layers()) layer->terrain->SettingsChanged();
+}
+
 int Simulator::AddActionPoint(const Vec3f& position, float radius) {
     return actionPoints_.Add(position, radius);
 }

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
+#include <vector>
 
 #include "base/clock.h"
 #include "base/progress.h"
@@ -96,6 +98,14 @@ public:
     /// @return BadState for an index out of range
     Status SetTextureVisible(int layer, int texture, int view, bool on);
     Status ToggleTextureVisible(int layer, int texture, int view);
+    /// The vertical offsets of what stands on the layers; empty without a landscape.
+    [[nodiscard]] std::vector<LayerOffset> LayerOffsets() const;
+    /// @param offsets  elevation units, in the order of LayerOffsets
+    /// @return NoLandscape; BadState, and nothing is changed, for another count or a number that
+    ///         isn't finite
+    Status SetLayerOffsets(std::span<const float> offsets);
+    /// Tells the terrains that the settings of their detail have changed.
+    void TerrainSettingsChanged();
     /// @param position  scene. @return the point's index
     int AddActionPoint(const Vec3f& position, float radius);
 
