@@ -1,0 +1,69 @@
+#include "app/numberfield.h"
+
+#include <QLabel>
+#include <QSignalBlocker>
+#include <cmath>
+#include <optional>
+
+namespace tarnvale {
+
+namespace {
+
+constexpr int kFrameAndArrows = 56;  // pixels, generous for any style
+
+std::optional<double> Parse(const QLocale& locale, const QString& text) {
+    const QString trimmed = text.trimmed();
+    bool good = false;
+    double value = locale.toDouble(trimmed, &good);
+    if (!good) value = QLocale::c().toDouble(trimmed, &good);
+    if (!good) {
+        QString pointed = trimmed;
+        value = QLocale::c().toDouble(pointed.replace(QLatin1Char(','), QLatin1Char('.')), &good);
+    }
+    if (!good || !std::isfinite(value)) return std::nullopt;
+    return value;
+}
+
+}  // namespace
+
+NumberField::NumberField(QWidget* parent) : QDoubleSpinBox(parent) {
+    setKeyboardTracking(false);  // half a number is no value yet
+    setStepType(QAbstractSpinBox::AdaptiveDecimalStepType);
+    setAlignment(Qt::AlignRight);
+    connect(this, &QDoubleSpinBox::valueChanged, this, [this](double shown) {
+        number_.Enter(shown);
+        emit Edited();
+    });
+}
+
+void NumberField::SetLook(const NumberLook& look) {
+    const QSignalBlocker quiet(this);
+    number_ = EditedNumber(look.factor, look.range);
+    setDecimals(look.decimals);
+    setRange(number_.ShownRange().least, number_.ShownRange().most);
+    // As wide as what is usual: a range of nine digits would push the units out of sight.
+    const QString sample = QStringLiteral("0000000") + QString(look.decimals, QLatin1Char('0'));
+    setFixedWidth(fontMetrics().horizontalAdvance(sample) + kFrameAndArrows);
+    setAccessibleDescription(look.unit);
+    if (unit_ != nullptr) unit_->setText(look.unit);
+}
+
+void NumberField::Load(double kept) {
+    const QSignalBlocker quiet(this);
+    number_.Load(kept);
+    setValue(number_.Shown());
+}
+
+QValidator::State NumberField::validate(QString& text, int&) const {
+    return Parse(locale(), text).has_value() ? QValidator::Acceptable : QValidator::Intermediate;
+}
+
+double NumberField::valueFromText(const QString& text) const {
+    return Parse(locale(), text).value_or(value());
+}
+
+void NumberField::fixup(QString& text) const {
+    text = textFromValue(value());
+}
+
+}  // namespace tarnvale

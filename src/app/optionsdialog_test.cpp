@@ -1,0 +1,507 @@
+#include "app/optionsdialog.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QCheckBox>
+#include <QColorDialog>
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QListWidget>
+#include <QRadioButton>
+#include <QSignalSpy>
+#include <QTabWidget>
+#include <map>
+#include <set>
+#include <tuple>
+
+#include "app/colourbutton.h"
+#include "app/widgets_for_test.h"
+#include "base/settings.h"
+#include "base/textres.h"
+#include "input/standardinput.h"
+#include "simulator/fakes_for_test.h"
+
+namespace tarnvale {
+namespace {
+
+using testing::ElementsAre;
+using widgets::Get;
+using widgets::IsStored;
+using widgets::Press;
+using widgets::Stored;
+using widgets::Type;
+using widgets::TypeAndEnter;
+using Button = QDialogButtonBox;
+
+constexpr COLOR kSlate{0x1234, 0x5678, 0x9ABC, 0};
+
+class OptionsDialogTest : public testing::Test {
+protected:
+    OptionsDialogTest() {
+        widgets::NewStore();
+        settings::BackgroundColor.SetUnsaved(kSlate);
+        settings::FogColor.SetUnsaved({1, 2, 3, 0});
+        settings::UseBackgroundColor.SetUnsaved(false);
+        settings::Fog.SetUnsaved(false);
+        settings::FogType.SetUnsaved(0);
+        settings::FogStart.SetUnsaved(4000.123F);
+        settings::FogDensity.SetUnsaved(0.0001F);
+        settings::UseSun.SetUnsaved(true);
+        settings::SunElevationAngle.SetUnsaved(45);
+        settings::Subterrain.SetUnsaved(false);
+        settings::VerticalExaggeration.SetUnsaved(1);
+        settings::TerrainChoice.SetUnsaved(1);
+        settings::TerrainQuality.SetUnsaved(85);
+        settings::FrameRate.SetUnsaved(20);
+        TerrainModel::SetQuality(85, false);
+        settings::UseMinimumHeight.SetUnsaved(false);
+        settings::UseMaximumHeight.SetUnsaved(false);
+        settings::MinimumHeight.SetUnsaved(100);
+        settings::MaximumHeight.SetUnsaved(100);
+        settings::TurnSpeed.SetUnsaved(45);
+        settings::UpDownSpeed = 500;
+        settings::MapExtents = 100;
+        settings::MapViewOrientationNorth.SetUnsaved(true);
+        settings::MapLocator.SetUnsaved(0);
+
+        auto first = std::make_unique<widgets::TestSystem>("directx", true);
+        auto second = std::make_unique<widgets::TestSystem>("opengl");
+        direct = first.get();
+        open = second.get();
+        systems.Register(GraphicsSystemRegistry::kDirect3D, std::move(first));
+        systems.Register(GraphicsSystemRegistry::kOpenGL, std::move(second));
+        systems.FindAvailable();
+        EXPECT_TRUE(simulator.Initialize(nullptr).Good());
+        EXPECT_TRUE(open->Open(&window).Good());
+        EXPECT_TRUE(simulator.AttachGraphicsSystem(open, View::kMain).Good());
+        context.changeGraphicsSystem = [this](GraphicsSystem* system) {
+            asked = system;
+            if (mayChange) (void)simulator.AttachGraphicsSystem(system, View::kMain);
+            return mayChange;
+        };
+        // Feet, radians and kilometres an hour, so that a conversion forgotten shows.
+        context.unit = [](UnitUse use) {
+            switch (use) {
+                case UnitUse::Angle:
+                    return UserUnit{0.017453292519943295, "rad"};
+                case UnitUse::Velocity:
+                    return UserUnit{3.6, "km/h"};
+                default:
+                    return UserUnit{3.2808398950131233, "ft"};
+            }
+        };
+    }
+    ~OptionsDialogTest() override {
+        settings::VerticalExaggeration.SetUnsaved(1);
+        TerrainModel::SetVerticalScale(1);
+        settings::MapExtents = 100;
+    }
+    OptionsDialog& Open() {
+        dialog = std::make_unique<OptionsDialog>(context);
+        dialog->Open();
+        (void)QTest::qWaitForWindowActive(dialog.get());
+        return *dialog;
+    }
+    void ShowPage(int index) { dialog->findChild<QTabWidget*>()->setCurrentIndex(index); }
+
+    fakes::Log log;
+    std::map<std::string, fakes::FakeTerrainSpec> specs{{"land", {}}};
+    int aliveTextures = 0, textureRoom = 100;
+    fakes::FixedWindow window{200, 100};
+    GraphicsSystemRegistry systems;
+    widgets::TestSystem *direct = nullptr, *open = nullptr;
+    Simulator simulator{
+        std::make_unique<fakes::FakeModels>(log, specs, aliveTextures, textureRoom)};
+    StandardInput input;
+    GraphicsSystem* asked = nullptr;
+    bool mayChange = true;
+    OptionsContext context{simulator, systems, &input, {}};
+    std::unique_ptr<OptionsDialog> dialog;
+};
+
+enum Page { kGraphics, kEffects, kTerrain, kControls, kMapView, kExaggeration };
+
+TEST_F(OptionsDialogTest, OpensWithinATenthOfASecond) {
+    QElapsedTimer clock;
+    clock.start();
+    Open();
+    (void)QTest::qWaitForWindowExposed(dialog.get());
+    const qint64 first = clock.restart();
+    dialog->reject();
+    clock.restart();
+    dialog->Open();
+    (void)QTest::qWaitForWindowExposed(dialog.get());
+    const qint64 again = clock.elapsed();
+    RecordProperty("first_ms", static_cast<int>(first));
+    RecordProperty("again_ms", static_cast<int>(again));
+    EXPECT_LT(again, 100) << "first time: " << first;
+    EXPECT_LT(first, 500) << "far above what it takes, for a busy machine";
+}
+
+TEST_F(OptionsDialogTest, OkWithoutATouchChangesNothing) {
+    Open();
+    Press(*dialog, Button::Ok);
+    EXPECT_FALSE(dialog->isVisible());
+    EXPECT_EQ(settings::FogStart.Get(), 4000.123F) << "though it showed rounded, and in feet";
+    EXPECT_EQ(settings::BackgroundColor.Get(), kSlate);
+    EXPECT_FALSE(IsStored("FogStart"));
+    EXPECT_FALSE(IsStored("BackgroundColor"));
+    EXPECT_FALSE(IsStored("PitchSpeed"));
+    EXPECT_EQ(asked, nullptr);
+}
+
+TEST_F(OptionsDialogTest, WhatCanBeSeenChangesAtOnceAndCancelBringsItBack) {
+    Open();
+    QSignalSpy seen(dialog.get(), &OptionsDialog::settingsChanged);
+    ShowPage(kExaggeration);
+    TypeAndEnter(Get<NumberField>(*dialog, "vertical_exaggeration_c"), "2.5");
+    EXPECT_EQ(settings::VerticalExaggeration.Get(), 2.5F);
+    ShowPage(kEffects);
+    Get<QCheckBox>(*dialog, "fog").click();
+    TypeAndEnter(Get<NumberField>(*dialog, "start_c"), "328.084");
+    EXPECT_NEAR(settings::FogStart.Get(), 100, 0.01);
+    ShowPage(kTerrain);
+    TypeAndEnter(Get<NumberField>(*dialog, "quality"), "30");
+    EXPECT_EQ(TerrainModel::Quality(), 30);
+    ShowPage(kMapView);
+    TypeAndEnter(Get<NumberField>(*dialog, "extents_c"), "25");
+    EXPECT_EQ(settings::MapExtents, 25);
+    EXPECT_GE(seen.count(), 5);
+
+    QTest::keyClick(dialog.get(), Qt::Key_Escape);
+    EXPECT_FALSE(dialog->isVisible());
+    EXPECT_EQ(settings::VerticalExaggeration.Get(), 1);
+    EXPECT_FALSE(settings::Fog.Get());
+    EXPECT_EQ(settings::FogStart.Get(), 4000.123F);
+    EXPECT_EQ(TerrainModel::Quality(), 85);
+    EXPECT_EQ(settings::MapExtents, 100);
+    for (const char* key : {"VerticalExaggeration", "Fog", "FogStart", "TerrainQuality"}) {
+        EXPECT_FALSE(IsStored(key)) << key;
+    }
+}
+
+TEST_F(OptionsDialogTest, ApplyKeepsAndStaysAndALaterCancelGoesBackToThere) {
+    Open();
+    ShowPage(kExaggeration);
+    NumberField& exaggeration = Get<NumberField>(*dialog, "vertical_exaggeration_c");
+    TypeAndEnter(exaggeration, "2");
+    Press(*dialog, Button::Apply);
+    EXPECT_TRUE(dialog->isVisible());
+    float stored = 0;
+    EXPECT_TRUE(Stored("VerticalExaggeration", stored));
+    EXPECT_EQ(stored, 2);
+    TypeAndEnter(exaggeration, "3");
+    Press(*dialog, Button::Cancel);
+    EXPECT_EQ(settings::VerticalExaggeration.Get(), 2);
+}
+
+TEST_F(OptionsDialogTest, AHalfTypedNumberCountsWhenAButtonsKeyIsPressed) {
+    Open();
+    ShowPage(kExaggeration);
+    Type(Get<NumberField>(*dialog, "vertical_exaggeration_c"), "4");
+    EXPECT_EQ(settings::VerticalExaggeration.Get(), 1) << "half a number is no value yet";
+    dialog->accept();
+    float stored = 0;
+    EXPECT_TRUE(Stored("VerticalExaggeration", stored));
+    EXPECT_EQ(stored, 4);
+}
+
+TEST_F(OptionsDialogTest, AHalfTypedNumberIsGoneAfterCancel) {
+    Open();
+    ShowPage(kExaggeration);
+    Type(Get<NumberField>(*dialog, "vertical_exaggeration_c"), "4");
+    QTest::keyClick(dialog.get(), Qt::Key_Escape);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(settings::VerticalExaggeration.Get(), 1);
+    Open();
+    ShowPage(kExaggeration);
+    Type(Get<NumberField>(*dialog, "vertical_exaggeration_c"), "5");
+    dialog.reset();
+    EXPECT_EQ(settings::VerticalExaggeration.Get(), 1) << "nor does it outlive the dialog";
+}
+
+TEST_F(OptionsDialogTest, WhatIsNoNumberOrOutOfRangeIsHeld) {
+    Open();
+    ShowPage(kExaggeration);
+    NumberField& exaggeration = Get<NumberField>(*dialog, "vertical_exaggeration_c");
+    const std::tuple<const char*, float> cases[] = {
+        {"150", 100}, {"-3", 0.01F}, {"0", 0.01F},  {"7", 7},     {"wide", 7},
+        {"", 7},      {"1,5", 1.5F}, {"nan", 1.5F}, {"1e9", 100},
+    };
+    for (const auto& [typed, held] : cases) {
+        Type(exaggeration, typed);
+        if (*typed == '\0') QTest::keyClick(&exaggeration, Qt::Key_Delete);
+        QTest::keyClick(&exaggeration, Qt::Key_Tab);
+        EXPECT_EQ(settings::VerticalExaggeration.Get(), held) << typed;
+        EXPECT_NEAR(exaggeration.value(), held, 1e-6) << typed;
+    }
+}
+
+TEST_F(OptionsDialogTest, EffectsEnableWhatTheirSwitchesSay) {
+    Open();
+    ShowPage(kEffects);
+    const auto usable = [this](const char* name) {
+        return Get<QWidget>(*dialog, name).isEnabled();
+    };
+    EXPECT_FALSE(usable("subterrain_color_c") || usable("subterrain_opacity_c"));
+    Get<QCheckBox>(*dialog, "subterrain").click();
+    EXPECT_TRUE(usable("subterrain_color_c") && usable("subterrain_opacity_c"));
+    EXPECT_TRUE(usable("elevation_c") && usable("azimuth_c"));
+    Get<QCheckBox>(*dialog, "sun").click();
+    EXPECT_FALSE(usable("elevation_c") || usable("azimuth_c"));
+
+    EXPECT_FALSE(usable("fog_color_c") || usable("linear") || usable("start_c") || usable("end_c"));
+    Get<QCheckBox>(*dialog, "fog").click();
+    EXPECT_TRUE(usable("fog_color_c") && usable("linear") && usable("start_c") && usable("end_c"));
+    EXPECT_FALSE(usable("density_c"));
+    Get<QRadioButton>(*dialog, "exponential_two").click();
+    EXPECT_TRUE(usable("density_c") && !usable("start_c") && !usable("end_c"));
+    EXPECT_EQ(settings::FogType.Get(), 2);
+    Get<QCheckBox>(*dialog, "use_background_color").click();
+    EXPECT_FALSE(usable("fog_color_c"));
+}
+
+TEST_F(OptionsDialogTest, TheFogFollowsTheBackgroundWhileItUsesIt) {
+    settings::Fog.SetUnsaved(true);
+    Open();
+    ShowPage(kEffects);
+    auto& background = Get<ColourButton>(*dialog, "background_color_c");
+    auto& fog = Get<ColourButton>(*dialog, "fog_color_c");
+    auto& use = Get<QCheckBox>(*dialog, "use_background_color");
+    EXPECT_EQ(fog.Color(), (COLOR{1, 2, 3, 0}));
+    use.click();
+    EXPECT_EQ(fog.Color(), kSlate);
+    EXPECT_EQ(settings::FogColor.Get(), kSlate) << "seen at once";
+    use.click();
+    EXPECT_EQ(fog.Color(), (COLOR{1, 2, 3, 0})) << "its own colour isn't lost";
+    use.click();
+
+    QTest::mouseClick(&background, Qt::LeftButton);
+    auto* const picker = background.findChild<QColorDialog*>();
+    ASSERT_NE(picker, nullptr);
+    picker->setCurrentColor(QColor(255, 128, 0));
+    const COLOR orange{0xFFFF, 0x8080, 0, 0};
+    EXPECT_EQ(settings::BackgroundColor.Get(), orange);
+    EXPECT_EQ(fog.Color(), orange);
+    picker->accept();
+    Press(*dialog, Button::Ok);
+    COLOR stored;
+    EXPECT_TRUE(Stored("FogColor", stored));
+    EXPECT_EQ(stored, orange);
+}
+
+TEST_F(OptionsDialogTest, AColourDialogCancelledBringsTheColourBackBitForBit) {
+    Open();
+    ShowPage(kEffects);
+    auto& background = Get<ColourButton>(*dialog, "background_color_c");
+    QTest::mouseClick(&background, Qt::LeftButton);
+    auto* const picker = background.findChild<QColorDialog*>();
+    ASSERT_NE(picker, nullptr);
+    EXPECT_EQ(settings::BackgroundColor.Get(), kSlate) << "opening rounds nothing to 8 bits";
+    picker->setCurrentColor(Qt::red);
+    EXPECT_EQ(settings::BackgroundColor.Get(), (COLOR{0xFFFF, 0, 0, 0}));
+    picker->reject();
+    EXPECT_EQ(settings::BackgroundColor.Get(), kSlate);
+}
+
+TEST_F(OptionsDialogTest, TerrainHoldsAQualityOrAFrameRate) {
+    _iniWrite("TerrainChoice", std::int32_t{9});
+    Open();
+    std::int32_t choice = 0;
+    EXPECT_TRUE(Stored("TerrainChoice", choice));
+    EXPECT_EQ(choice, 1) << "an unknown choice is written back";
+    ShowPage(kTerrain);
+    auto& quality = Get<NumberField>(*dialog, "quality");
+    auto& rate = Get<NumberField>(*dialog, "frame_rate");
+    EXPECT_TRUE(quality.isEnabled() && !rate.isEnabled());
+    Get<QRadioButton>(*dialog, "frame_rate_c").click();
+    EXPECT_TRUE(!quality.isEnabled() && rate.isEnabled());
+    EXPECT_EQ(settings::TerrainChoice.Get(), 2) << "regulated at once";
+    TypeAndEnter(rate, "0.2");
+    EXPECT_EQ(rate.value(), 1) << "a rate below 1 is held";
+    TypeAndEnter(rate, "40");
+    TerrainModel::SetQuality(50, false);  // as the frame rate moves it
+    Press(*dialog, Button::Ok);
+    double stored = 0;
+    EXPECT_TRUE(Stored("FrameRate", stored));
+    EXPECT_EQ(stored, 40);
+    EXPECT_TRUE(Stored("TerrainChoice", choice));
+    EXPECT_EQ(choice, 2);
+    EXPECT_EQ(TerrainModel::Quality(), 85) << "OK puts the dialog's quality in force";
+}
+
+TEST_F(OptionsDialogTest, SpeedsAndHeightsAreInTheUsersUnitsAndWaitForOk) {
+    Open();
+    ShowPage(kControls);
+    auto& upDown = Get<NumberField>(*dialog, "speed_up_down_c");
+    EXPECT_NEAR(upDown.value(), 1800, 0.01) << "500 m/s in km/h";
+    EXPECT_EQ(upDown.decimals(), 2);
+    TypeAndEnter(upDown, "3600");
+    TypeAndEnter(Get<NumberField>(*dialog, "turn_speed_c"), "1.57");
+    EXPECT_EQ(settings::UpDownSpeed, 500);
+    auto& minimum = Get<NumberField>(*dialog, "minimum_height");
+    auto& maximum = Get<NumberField>(*dialog, "maximum_height");
+    EXPECT_FALSE(minimum.isEnabled());
+    Get<QCheckBox>(*dialog, "minimum_height_c").click();
+    Get<QCheckBox>(*dialog, "maximum_height_c").click();
+    TypeAndEnter(minimum, "1000");
+    EXPECT_NEAR(maximum.value(), 1000, 0.01) << "raised with it";
+    TypeAndEnter(maximum, "500");
+    EXPECT_NEAR(minimum.value(), 500, 0.01) << "lowered with it";
+    Press(*dialog, Button::Ok);
+    EXPECT_NEAR(settings::UpDownSpeed, 1000, 0.01);
+    EXPECT_NEAR(settings::TurnSpeed.Get(), 89.954, 0.01);
+    float height = 0;
+    bool use = false;
+    EXPECT_TRUE(Stored("MinimumHeight", height) && Stored("UseMinimumHeight", use));
+    EXPECT_NEAR(height, 152.4, 0.01);
+    EXPECT_TRUE(use);
+    EXPECT_FALSE(IsStored("UpDownSpeed")) << "kept in the process only";
+    EXPECT_FALSE(IsStored("PitchSpeed")) << "nobody changed it";
+}
+
+TEST_F(OptionsDialogTest, ALandscapeThatOpensBringsItsOwnSpeedsAndExtents) {
+    Open();
+    ShowPage(kControls);
+    TypeAndEnter(Get<NumberField>(*dialog, "speed_up_down_c"), "77");
+    ShowPage(kMapView);
+    TypeAndEnter(Get<NumberField>(*dialog, "extents_c"), "20");
+    settings::UpDownSpeed = 250;
+    settings::MapExtents = 100;
+    dialog->LandscapeOpened();
+    EXPECT_NEAR(Get<NumberField>(*dialog, "speed_up_down_c").value(), 900, 0.01);
+    Press(*dialog, Button::Ok);
+    EXPECT_EQ(settings::UpDownSpeed, 250);
+    EXPECT_EQ(settings::MapExtents, 100);
+}
+
+TEST_F(OptionsDialogTest, ASystemIsChangedByOkAndSelectedBackIfThatFails) {
+    mayChange = false;
+    Open();
+    auto& list = Get<QListWidget>(*dialog, "graphics_system_c");
+    ASSERT_EQ(list.count(), 2);
+    EXPECT_EQ(list.currentRow(), 1) << "the one in use";
+    EXPECT_FALSE(Get<QLabel>(*dialog, "graphics_description").text().isEmpty());
+    list.setCurrentRow(0);
+    std::string stored;
+    EXPECT_TRUE(Stored("GraphicsSystem", stored));
+    EXPECT_EQ(stored, "directx") << "written as it is selected";
+    EXPECT_EQ(asked, nullptr);
+    Press(*dialog, Button::Apply);
+    EXPECT_EQ(asked, direct);
+    EXPECT_EQ(list.currentRow(), 1);
+    EXPECT_TRUE(Stored("GraphicsSystem", stored));
+    EXPECT_EQ(stored, "opengl");
+
+    mayChange = true;
+    list.setCurrentRow(0);
+    Get<QComboBox>(*dialog, "adapter_c").setCurrentIndex(1);
+    Press(*dialog, Button::Ok);
+    EXPECT_EQ(simulator.GetGraphicsSystem(View::kMain), direct);
+    EXPECT_EQ(direct->adapter, 1) << "its own controls were taken over";
+}
+
+TEST_F(OptionsDialogTest, CancelLeavesTheStoredSystem) {
+    _iniWrite("GraphicsSystem", std::string("opengl"));
+    Open();
+    Get<QListWidget>(*dialog, "graphics_system_c").setCurrentRow(0);
+    Press(*dialog, Button::Cancel);
+    std::string stored;
+    EXPECT_TRUE(Stored("GraphicsSystem", stored));
+    EXPECT_EQ(stored, "opengl");
+    EXPECT_EQ(asked, nullptr);
+    dialog->Open();
+    EXPECT_EQ(Get<QListWidget>(*dialog, "graphics_system_c").currentRow(), 1);
+}
+
+TEST_F(OptionsDialogTest, ASystemsOwnControlsShowOnlyWhileItIsSelected) {
+    Open();
+    const auto shown = [this](const char* name) { return !Get<QWidget>(*dialog, name).isHidden(); };
+    EXPECT_FALSE(shown("adapter_c") || shown("antialias") || shown("smooth_texture"));
+    auto& list = Get<QListWidget>(*dialog, "graphics_system_c");
+    list.setCurrentRow(0);
+    EXPECT_TRUE(shown("adapter_c") && shown("antialias") && shown("smooth_texture"));
+    list.setCurrentRow(1);
+    EXPECT_FALSE(shown("adapter_c") || shown("antialias") || shown("smooth_texture"));
+}
+
+TEST_F(OptionsDialogTest, AMapThatTurnsWithTheViewerOffersOnlyTheArrow) {
+    context.hasMapLocator = true;
+    Open();
+    ShowPage(kMapView);
+    auto& orientation = Get<QComboBox>(*dialog, "orientation_c");
+    auto& locator = Get<QComboBox>(*dialog, "locator_c");
+    EXPECT_EQ(locator.count(), 2);
+    orientation.setCurrentIndex(1);
+    EXPECT_FALSE(settings::MapViewOrientationNorth.Get());
+    EXPECT_EQ(locator.count(), 1);
+    EXPECT_EQ(settings::MapLocator.Get(), 1);
+    QTest::mouseClick(&Get<QPushButton>(*dialog, "configure_"), Qt::LeftButton);
+    auto& colors = Get<QDialog>(*dialog, "MapLocatorColors");
+    EXPECT_EQ(colors.findChildren<ColourButton*>().size(), 1);
+    colors.reject();
+    orientation.setCurrentIndex(0);
+    EXPECT_EQ(settings::MapLocator.Get(), 0) << "the user's own choice comes back";
+}
+
+TEST_F(OptionsDialogTest, WhatIsNotDrawnYetCanBeSeenButNotUsed) {
+    Open();
+    for (const char* name : {"locator_c", "configure_", "compass", "size_c",
+                             "exaggerate_extruded_polygons", "volume_of_interest_transparency"}) {
+        EXPECT_FALSE(Get<QWidget>(*dialog, name).isEnabled()) << name;
+    }
+    EXPECT_FALSE(Get<QWidget>(*dialog, "locator_c").toolTip().isEmpty());
+}
+
+TEST_F(OptionsDialogTest, ADialogThatGoesUndoesWhatWasOnlyTried) {
+    Open();
+    ShowPage(kExaggeration);
+    TypeAndEnter(Get<NumberField>(*dialog, "vertical_exaggeration_c"), "9");
+    dialog.reset();
+    EXPECT_EQ(settings::VerticalExaggeration.Get(), 1);
+}
+
+// Letters of a page and of the buttons below it: each once, in each language.
+TEST_F(OptionsDialogTest, EveryControlHasANameAndNoTwoShareALetter) {
+    for (const char* language : {"en", "de"}) {
+        ::setenv("LC_ALL", language, 1);
+        TEXTRES::Terminate();
+        context.hasOverlays = context.hasCompass = context.hasMapLocator = true;
+        Open();
+        for (int i = kGraphics; i <= kExaggeration; ++i) {
+            const QWidget& page = *dialog->Page(i);
+            std::set<QChar> letters;
+            const auto add = [&letters, language](const QString& text) {
+                const qsizetype at = text.indexOf(QLatin1Char('&'));
+                if (at < 0 || at + 1 >= text.size()) return;
+                EXPECT_TRUE(letters.insert(text[at + 1].toUpper()).second)
+                    << language << ": " << text.toStdString();
+            };
+            for (const auto* button : dialog->findChild<QDialogButtonBox*>()->buttons()) {
+                add(button->text());
+            }
+            for (const QLabel* label : page.findChildren<QLabel*>()) {
+                if (label->buddy() != nullptr) add(label->text());
+            }
+            for (const QAbstractButton* button : page.findChildren<QAbstractButton*>()) {
+                add(button->text());
+            }
+            for (const QWidget* control : page.findChildren<QWidget*>()) {
+                if (control->focusPolicy() == Qt::NoFocus || control->objectName().isEmpty() ||
+                    control->objectName().startsWith(QLatin1String("qt_"))) {
+                    continue;
+                }
+                const auto* const button = qobject_cast<const QAbstractButton*>(control);
+                EXPECT_TRUE(!control->accessibleName().isEmpty() ||
+                            (button != nullptr && !button->text().isEmpty()))
+                    << control->objectName().toStdString();
+            }
+        }
+    }
+    ::setenv("LC_ALL", "C", 1);
+    TEXTRES::Terminate();
+}
+
+}  // namespace
+}  // namespace tarnvale
