@@ -109,7 +109,7 @@ void ControlsPage::HoldHeights(HeightChange changed) {
 
 void ControlsPage::Keep() {
     for (std::size_t i = 0; i < linear_.size(); ++i) {
-        *kLinear[i] = static_cast<float>(linear_[i]->Kept());
+        if (linear_[i]->Entered()) *kLinear[i] = static_cast<float>(linear_[i]->Kept());
         Store(*kTurning[i], static_cast<float>(turning_[i]->Kept()));
     }
     Store(settings::MinimumHeight, static_cast<float>(minimum_->Kept()));

@@ -36,7 +36,8 @@ GraphicsPage::GraphicsPage(const OptionsContext& context, SettingsTrial& trial)
         systems_.push_back(system);
         list_->addItem(TextOf(system->Name().c_str()));
     }
-    list_->setMaximumHeight(list_->sizeHintForRow(0) * 5);
+    constexpr int kRows = 3;  // room for as many systems as there are kinds
+    list_->setFixedHeight(list_->sizeHintForRow(0) * kRows + 2 * list_->frameWidth());
     connect(list_, &QListWidget::currentRowChanged, this, &GraphicsPage::Select);
 }
 

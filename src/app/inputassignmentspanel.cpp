@@ -25,7 +25,7 @@ constexpr const char* kShow = "ShowInputAssignments";
 constexpr int kActions = static_cast<int>(Action::Count);
 struct Column {
     const char* titleKey;
-    int width;  // pixels, before it is fitted to what it holds
+    int width;  // pixels at least, however little it holds
 };
 constexpr std::array<Column, 4> kColumns{
     {{"action", 110}, {"keyboard", 60}, {"joystick", 70}, {"mouse", 60}}};
@@ -61,18 +61,17 @@ InputAssignmentsPanel::InputAssignmentsPanel(const InputSystem* input, QWidget* 
     : QWidget(parent, Qt::Tool), input_(input), table_(new QTableWidget(kActions, 4, this)) {
     setObjectName(QStringLiteral("InputAssignmentsPanel"));
     setWindowTitle(TextOf("input_assignments"));
+    setAttribute(Qt::WA_ShowWithoutActivating);  // the keys still fly
     table_->setObjectName(QStringLiteral("input_assignments"));
     table_->setAccessibleName(windowTitle());
     table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
     table_->setSelectionBehavior(QAbstractItemView::SelectRows);
     table_->setTabKeyNavigation(false);
+    table_->setWordWrap(false);
     table_->verticalHeader()->hide();
     QStringList titles;
     for (const Column& column : kColumns) titles << TextOf(column.titleKey);
     table_->setHorizontalHeaderLabels(titles);
-    for (std::size_t i = 0; i < kColumns.size(); ++i) {
-        table_->setColumnWidth(static_cast<int>(i), kColumns[i].width);
-    }
     for (int row = 0; row < kActions; ++row) {
         for (int column = 0; column < 4; ++column) {
             table_->setItem(row, column, new QTableWidgetItem);
@@ -108,8 +107,12 @@ void InputAssignmentsPanel::Refresh() {
         }
     }
     ColourRows();
-    table_->resizeRowsToContents();
     table_->resizeColumnsToContents();
+    for (int column = 0; column < 4; ++column) {
+        const int least = kColumns[static_cast<std::size_t>(column)].width;
+        table_->setColumnWidth(column, std::max(table_->columnWidth(column), least));
+    }
+    table_->resizeRowsToContents();
 }
 
 void InputAssignmentsPanel::ColourRows() {
@@ -143,7 +146,6 @@ void InputAssignmentsPanel::Toggle() {
     const bool show = !isVisible();
     if (show) {
         Present();
-        activateWindow();
     } else {
         hide();
         emit Shown(false);

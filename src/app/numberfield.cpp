@@ -2,6 +2,7 @@
 
 #include <QLabel>
 #include <QSignalBlocker>
+#include <QWheelEvent>
 #include <cmath>
 #include <optional>
 
@@ -30,8 +31,10 @@ NumberField::NumberField(QWidget* parent) : QDoubleSpinBox(parent) {
     setKeyboardTracking(false);  // half a number is no value yet
     setStepType(QAbstractSpinBox::AdaptiveDecimalStepType);
     setAlignment(Qt::AlignRight);
+    setFocusPolicy(Qt::StrongFocus);  // the wheel alone doesn't take the focus
     connect(this, &QDoubleSpinBox::valueChanged, this, [this](double shown) {
         number_.Enter(shown);
+        entered_ = true;
         emit Edited();
     });
 }
@@ -51,6 +54,7 @@ void NumberField::SetLook(const NumberLook& look) {
 void NumberField::Load(double kept) {
     const QSignalBlocker quiet(this);
     number_.Load(kept);
+    entered_ = false;
     setValue(number_.Shown());
 }
 
@@ -60,6 +64,14 @@ QValidator::State NumberField::validate(QString& text, int&) const {
 
 double NumberField::valueFromText(const QString& text) const {
     return Parse(locale(), text).value_or(value());
+}
+
+void NumberField::wheelEvent(QWheelEvent* event) {
+    if (hasFocus()) {
+        QDoubleSpinBox::wheelEvent(event);
+    } else {
+        event->ignore();
+    }
 }
 
 void NumberField::fixup(QString& text) const {

@@ -34,6 +34,8 @@ public:
     void Load(double kept);
     /// @return what was loaded, bit for bit, unless the user has entered something else
     [[nodiscard]] double Kept() const noexcept { return number_.Kept(); }
+    /// Whether the user has entered anything since the value was loaded.
+    [[nodiscard]] bool Entered() const noexcept { return entered_; }
 
 signals:
     /// The user has entered another value.
@@ -43,9 +45,12 @@ protected:
     [[nodiscard]] QValidator::State validate(QString& text, int& position) const override;
     [[nodiscard]] double valueFromText(const QString& text) const override;
     void fixup(QString& text) const override;
+    /// A wheel that scrolls past changes nothing.
+    void wheelEvent(QWheelEvent* event) override;
 
 private:
     EditedNumber number_{1, {0, 0}};
+    bool entered_ = false;
     QLabel* unit_ = nullptr;  // on loan
 };
 

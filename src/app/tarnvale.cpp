@@ -13,8 +13,11 @@
 
 #include "app/appearance.h"
 #include "app/apptext.h"
+#include "app/graphicssystemdialog.h"
+#include "app/inputassignmentspanel.h"
 #include "app/mainframe.h"
 #include "app/mainmenu.h"
+#include "app/optionsdialog.h"
 #include "app/readoutswindow.h"
 #include "app/sideviews.h"
 #include "app/splash.h"
@@ -107,7 +110,19 @@ bool CTarnvaleApp::ChooseGraphics() {
         ShowError(_SetErrPosn(StatusCode::NoGraphicsSystem));
         return false;
     }
-    return true;
+    return AskForGraphicsSystem(wanted);
+}
+
+bool CTarnvaleApp::AskForGraphicsSystem(const std::string& stored) {
+    bool ask = true, clean = false;
+    (void)_iniRead("ShowGraphicsSystemDialog", ask);
+    (void)_iniRead("CleanClose", clean);
+    if (!graphicsSystems_.MustAsk(ask, clean)) return true;
+    GraphicsSystemDialog dialog(graphicsSystems_, stored, ask);
+    const bool go = dialog.exec() == QDialog::Accepted;
+    _iniWrite("ShowGraphicsSystemDialog", dialog.AlwaysAsk());
+    if (go && dialog.Chosen() != nullptr) graphics_ = dialog.Chosen();
+    return go;
 }
 
 void CTarnvaleApp::MakeMainWindow() {
@@ -138,6 +153,9 @@ void CTarnvaleApp::MakeToolWindows() {
     readouts_ = std::make_unique<ReadoutsWindow>(*simulator_, mainFrame_.get());
     connect(readouts_.get(), &ReadoutsWindow::ShownChanged, this, &CTarnvaleApp::UpdateChecks);
     readouts_->ShowAtStart();
+    assignments_ = std::make_unique<InputAssignmentsPanel>(input_, mainFrame_.get());
+    connect(assignments_.get(), &InputAssignmentsPanel::Shown, this, &CTarnvaleApp::UpdateChecks);
+    assignments_->ShowAtStart();
 }
 
 bool CTarnvaleApp::OpenInput() {
@@ -223,8 +241,11 @@ int CTarnvaleApp::Run() {
 
 void CTarnvaleApp::ExitInstance() {
     if (input_ != nullptr) input_->Close();
+    if (assignments_ != nullptr) assignments_->CloseWithProgram();
     if (readouts_ != nullptr) readouts_->CloseWithProgram();
+    assignments_.reset();
     readouts_.reset();
+    options_.reset();
     if (sideViews_ != nullptr) sideViews_->CloseWithProgram();
     sideViews_.reset();
     if (simulator_ != nullptr) simulator_->Unload();
@@ -304,6 +325,7 @@ Status CTarnvaleApp::OpenLandscape(const FILEPATH& path) {
     }
     landscape_ = file;
     sideViews_->CloseLandscapeViews();
+    if (options_ != nullptr) options_->LandscapeOpened();
     mainFrame_->AddRecentFile(file);
     mainFrame_->ShowLandscapeName(file);
     _iniWrite("SimulatorFilePath", file.string());
@@ -325,7 +347,7 @@ void CTarnvaleApp::ShowError(Status status) {
 }
 
 bool CTarnvaleApp::ChangeGraphicsSystem(GraphicsSystem* system) {
-    if (system == nullptr || graphics_ == nullptr) return false;
+    if (system == nullptr || graphics_ == nullptr || opening_) return false;
     GraphicsSystem* const old = graphics_;
     (void)simulator_->AttachGraphicsSystem(nullptr, View::kMain);
     sideViews_->Attach(nullptr, mainFrame_.get());

@@ -17,6 +17,8 @@ namespace tarnvale {
 
 class CMainFrame;
 class CTarnvaleView;
+class InputAssignmentsPanel;
+class OptionsDialog;
 class ReadoutsWindow;
 class SideViews;
 
@@ -57,6 +59,7 @@ private:
     // The start, step by step; each shows why it fails.
     [[nodiscard]] bool CheckSurroundings();
     [[nodiscard]] bool ChooseGraphics();
+    [[nodiscard]] bool AskForGraphicsSystem(const std::string& stored);
     void MakeMainWindow();
     void MakeSideViews();
     void MakeToolWindows();
@@ -83,6 +86,8 @@ private:
     /// @return whether the tool is the one in force now
     bool SelectTool(ToolMode mode);
     void AskForLandscape();
+    void OpenOptions();
+    void OpenLayerOffsets();
     void TakeScreenShot(int view);
     void TellOfScreenShots();
     void RestoreView();
@@ -98,6 +103,8 @@ private:
     std::unique_ptr<Simulator> simulator_;
     std::unique_ptr<SideViews> sideViews_;
     std::unique_ptr<ReadoutsWindow> readouts_;
+    std::unique_ptr<OptionsDialog> options_;  // made when first asked for
+    std::unique_ptr<InputAssignmentsPanel> assignments_;
     FILEPATH landscape_;                 // the open one
     CTarnvaleView* mainView_ = nullptr;  // owned by the main frame
     CommandLineView commandLineView_;

@@ -7,9 +7,12 @@
 
 #include "app/appearance.h"
 #include "app/apptext.h"
+#include "app/inputassignmentspanel.h"
+#include "app/layeroffsetsdialog.h"
 #include "app/mainframe.h"
 #include "app/mainmenu.h"
 #include "app/manualwindow.h"
+#include "app/optionsdialog.h"
 #include "app/readoutswindow.h"
 #include "app/screenshots.h"
 #include "app/sideviews.h"
@@ -51,6 +54,15 @@ void CTarnvaleApp::OnCommand(Command command, bool checked) {
         case Command::ViewReadouts:
             readouts_->Toggle();
             break;
+        case Command::ViewControls:
+            assignments_->Toggle();
+            break;
+        case Command::ViewOptions:
+            OpenOptions();
+            return;
+        case Command::LayerOffsets:
+            OpenLayerOffsets();
+            return;
         case Command::ViewWireframe:
             ToggleWireframe();
             break;
@@ -93,6 +105,7 @@ void CTarnvaleApp::UpdateChecks() {
     MainMenu& menu = mainFrame_->Menu();
     menu.Check(Command::ViewStatusBar, mainFrame_->StatusBarShown());
     menu.Check(Command::ViewReadouts, readouts_->isVisible());
+    menu.Check(Command::ViewControls, assignments_ != nullptr && assignments_->isVisible());
     menu.Check(Command::ViewWireframe, settings::Wireframe.Get());
     menu.Check(Command::ViewSky, settings::Sky.Get());
     menu.Check(Command::ViewFullScreen, mainFrame_->isFullScreen());
@@ -123,6 +136,25 @@ void CTarnvaleApp::RebuildMenus() {
     mainFrame_->Menu().RebuildLayers(entries);
     sideViews_->RebuildLayerLists();
     UpdateChecks();
+}
+
+void CTarnvaleApp::OpenOptions() {
+    if (options_ == nullptr) {
+        OptionsContext context{
+            *simulator_, graphicsSystems_, input_,
+            [this](GraphicsSystem* system) { return ChangeGraphicsSystem(system); }};
+        options_ = std::make_unique<OptionsDialog>(std::move(context), mainFrame_.get());
+        connect(options_.get(), &OptionsDialog::settingsChanged, this, &CTarnvaleApp::RedrawView);
+        connect(options_.get(), &QDialog::finished, mainFrame_.get(), &CMainFrame::FocusView);
+    }
+    options_->Open();
+}
+
+void CTarnvaleApp::OpenLayerOffsets() {
+    auto* const dialog = new LayerOffsetsDialog(*simulator_, mainFrame_.get());
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &QDialog::finished, mainFrame_.get(), &CMainFrame::FocusView);
+    dialog->open();
 }
 
 void CTarnvaleApp::ToggleWireframe() {

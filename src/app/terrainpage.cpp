@@ -46,7 +46,8 @@ void TerrainPage::Enable() {
 void TerrainPage::TryOut() {
     Enable();
     tried_ = true;
-    TerrainModel::SetQuality(quality_->Kept(), false);
+    // Where the frame rate is held it has moved the quality, and goes on from there.
+    if (byQuality_->isChecked()) TerrainModel::SetQuality(quality_->Kept(), false);
     trial_.Try(settings::FrameRate, frameRate_->Kept());
     Try(settings::TerrainChoice, byFrameRate_->isChecked() ? 2 : 1);
 }

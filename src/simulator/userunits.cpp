@@ -1,16 +1,31 @@
 #include "simulator/userunits.h"
 
+#include "base/settings.h"
+#include "geom/units.h"
+
 namespace tarnvale {
+
+namespace {
+
+UserUnit UnitOf(UnitClass kind, int number) {
+    UserUnit unit;
+    if (!GetUnitConversion(kind, 0, number, unit.factor).Good()) number = 0;  // not one of ours
+    unit.symbol = GetUnitSymbol(kind, number);
+    return unit;
+}
+
+}  // namespace
 
 UserUnit UserUnitFor(UnitUse use) {
     switch (use) {
         case UnitUse::Distance:
+            return UnitOf(UnitClass::Length, settings::DistanceUnits.Get());
         case UnitUse::Elevation:
-            return {1, "m"};
+            return UnitOf(UnitClass::Length, settings::ElevationUnits.Get());
         case UnitUse::Angle:
-            return {1, "°"};
+            return UnitOf(UnitClass::Angle, settings::AngleUnits.Get());
         case UnitUse::Velocity:
-            return {1, "m/s"};
+            return UnitOf(UnitClass::Velocity, settings::VelocityUnits.Get());
     }
     return {};
 }
