@@ -18,7 +18,8 @@ LayerOffsetsDialog::LayerOffsetsDialog(Simulator& simulator, QWidget* parent, co
     setObjectName(QStringLiteral("LayerOffsetsDialog"));
     setWindowTitle(TextOf("layer_offsets"));
     auto* const rows = new QWidget(this);
-    auto* const form = new QFormLayout(rows);
+    auto* const form = new QFormLayout;
+    rows->setLayout(form);
     QString layer;
     const std::vector<LayerOffset> offsets = simulator.LayerOffsets();
     for (const LayerOffset& offset : offsets) {

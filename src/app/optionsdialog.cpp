@@ -73,7 +73,7 @@ Page* OptionsDialog::Add(const char* titleKey) {
     return page;
 }
 
-void OptionsDialog::Open() {
+void OptionsDialog::open() {
     if (!isVisible()) {
         for (OptionPage* const page : pages_) page->Load();
         FitToScreen();

@@ -24,8 +24,6 @@ public:
     /// Undoes what was tried but not kept, as Cancel does.
     ~OptionsDialog() override;
 
-    /// Shows the values in force; brings the dialog to the front if it is open already.
-    void Open();
     /// Call it after a landscape has opened, which brings some values of its own.
     void LandscapeOpened();
     [[nodiscard]] OptionPage* Page(int index) const { return pages_.at(index); }
@@ -35,6 +33,8 @@ signals:
     void settingsChanged();
 
 public slots:
+    /// Shows the values in force; brings the dialog to the front if it is open already.
+    void open() override;
     void accept() override;
     void reject() override;
 

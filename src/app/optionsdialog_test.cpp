@@ -99,7 +99,7 @@ protected:
     }
     OptionsDialog& Open() {
         dialog = std::make_unique<OptionsDialog>(context);
-        dialog->Open();
+        dialog->open();
         (void)QTest::qWaitForWindowActive(dialog.get());
         return *dialog;
     }
@@ -130,7 +130,7 @@ TEST_F(OptionsDialogTest, OpensWithinATenthOfASecond) {
     const qint64 first = clock.restart();
     dialog->reject();
     clock.restart();
-    dialog->Open();
+    dialog->open();
     (void)QTest::qWaitForWindowExposed(dialog.get());
     const qint64 again = clock.elapsed();
     RecordProperty("first_ms", static_cast<int>(first));
@@ -411,7 +411,7 @@ TEST_F(OptionsDialogTest, CancelLeavesTheStoredSystem) {
     EXPECT_TRUE(Stored("GraphicsSystem", stored));
     EXPECT_EQ(stored, "opengl");
     EXPECT_EQ(asked, nullptr);
-    dialog->Open();
+    dialog->open();
     EXPECT_EQ(Get<QListWidget>(*dialog, "graphics_system_c").currentRow(), 1);
 }
 

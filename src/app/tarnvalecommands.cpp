@@ -147,7 +147,7 @@ void CTarnvaleApp::OpenOptions() {
         connect(options_.get(), &OptionsDialog::settingsChanged, this, &CTarnvaleApp::RedrawView);
         connect(options_.get(), &QDialog::finished, mainFrame_.get(), &CMainFrame::FocusView);
     }
-    options_->Open();
+    options_->open();
 }
 
 void CTarnvaleApp::OpenLayerOffsets() {
