@@ -217,6 +217,11 @@ TEST_F(SideViewsTest, TheStripZoomsAndTurnsAndChoosesTextures) {
     QTest::keyClick(Find<QDoubleSpinBox>(View::kCustom, "ViewPitch"), Qt::Key_Down);
     QTest::keyClick(Find<QDoubleSpinBox>(View::kCustom, "ViewOffset"), Qt::Key_Up);
     Find<QDoubleSpinBox>(View::kCustom, "ViewRoll")->setValue(-12.5);
+    auto* const offset = Find<QDoubleSpinBox>(View::kCustom, "ViewOffset");
+    offset->setFocus();
+    QTest::keyClick(offset, Qt::Key_Return);
+    EXPECT_FALSE(offset->hasFocus()) << "the keys fly again";
+    EXPECT_TRUE(sink.down.empty()) << "but this one doesn't";
     EXPECT_EQ(simulator.Custom().yaw, 5);
     EXPECT_EQ(simulator.Custom().pitch, -5);
     EXPECT_EQ(simulator.Custom().roll, -12.5F);

@@ -247,6 +247,12 @@ void ViewWindow::changeEvent(QEvent* event) {
 
 // A window manager may give the focus to the window instead of the picture inside it.
 void ViewWindow::keyPressEvent(QKeyEvent* event) {
+    const bool ends = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter ||
+                      event->key() == Qt::Key_Escape;
+    if (ends && focusWidget() != container_) {
+        FocusPicture();  // a number is entered: the keys fly again
+        return;
+    }
     if (!commandsOn_ || !picture_->KeyPressed(*event)) QWidget::keyPressEvent(event);
 }
 

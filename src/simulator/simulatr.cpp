@@ -212,6 +212,7 @@ Status Simulator::AttachGraphicsSystem(GraphicsSystem* system, int view) try {
     if (!View::Exists(view)) return _SetErrPosn(StatusCode::BadState);
     if (systems_[view] == system) return StatusCode::Ok;
     if (scene_ != nullptr) scene_->DetachView(view);
+    if (mouse_.view == view) mouse_ = {};  // the release of a held button may never come
     systems_[view] = system;
     if (system == nullptr) return StatusCode::Ok;
     // A texel that isn't wholly opaque is dropped, never blended.

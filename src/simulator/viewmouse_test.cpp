@@ -168,6 +168,14 @@ TEST_F(ViewMouse, ADragElsewhereSwingsTheLook) {
     EXPECT_EQ(TheViewer().LookAt(), look) << "outside there is no ground to turn to";
 }
 
+TEST_F(ViewMouse, AViewThatClosesLetsGo) {
+    simulator->OnMouse(View::kMap, 60, 20, true, false);
+    ASSERT_TRUE(simulator->AttachGraphicsSystem(nullptr, View::kMap).Good());
+    ASSERT_TRUE(simulator->PlaceByLookAt({325, -325, 600}, {325, 0, 300}, true).Good());
+    Frame(100);
+    ExpectFacing(TheViewer(), {325, 0, 300});
+}
+
 TEST_F(ViewMouse, AHeldButtonEndsAnAutomaticMotion) {
     ASSERT_TRUE(simulator->StartCommandLineView(30, -30, 50, 0, 0, 500, 10, 1, true).Good());
     const FlightInput still;
