@@ -7,7 +7,7 @@ import subprocess
 import sys
 import time
 
-from desktop import Desktop, check, colours, difference, wait_for
+from desktop import Desktop, check, colours, difference, processor_seconds, wait_for
 
 MAIN = "my land - Tarnvale"
 WHOLE = "100%x100%+0+0"
@@ -48,6 +48,12 @@ def setting(key):
         if line.startswith(key + "="):
             return line.split("=", 1)[1]
     return None
+
+
+def at_rest(process):
+    before = processor_seconds(process)
+    time.sleep(2)
+    return processor_seconds(process) - before <= 0.05
 
 
 def save_shot(name):
@@ -194,4 +200,8 @@ with Desktop(sys.argv[1], sys.argv[2], size="1400x900") as desktop:
     desktop.focus(MAIN)
     desktop.key("ctrl+q")
     check(program.wait(20) == 0, "and the program ends again")
+
+    program = desktop.start()
+    wait_for(lambda: desktop.window("Left"), 30, "a side view without a landscape")
+    wait_for(lambda: at_rest(program), 20, "side views without a landscape to use no processor time")
 print("all ok")

@@ -56,6 +56,9 @@ ViewWindow::ViewWindow(int view, Simulator& simulator, CTarnvaleView& keys, QWid
       failure_(new QLabel(this)),
       layerMenu_(new QMenu(this)) {
     setObjectName(QStringLiteral("ViewWindow%1").arg(view));
+    // Several windows that come up at once and each take the focus for their picture would take
+    // it from each other for ever; and the main view keeps it when a command opens one.
+    setAttribute(Qt::WA_ShowWithoutActivating);
     picture_->Serve(&simulator, view);
     picture_->ShareKeysOf(&keys);
     container_->setFocusPolicy(Qt::StrongFocus);
