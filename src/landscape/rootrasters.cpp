@@ -38,23 +38,18 @@ bool FitsBySizes(const ZPF::RasterHeader& grid, const ZPF::RasterHeader& image, 
 }
 
 bool FitsInDomain(const TextureDomain& domain, const ZPF::RasterHeader& image, QNSTRING* why) {
-    constexpr const char* kBox = "the terrain spans pixels {} to {} by {} to {} of it";
     const auto [x0, x1, y0, y1] = std::array{domain.x0, domain.x1, domain.y0, domain.y1};
-    if (!IsPowerOfTwo(x1 - x0) || !IsPowerOfTwo(y1 - y0)) {
-        return Explain(
-            false, why,
-            "the terrain spans pixels {} to {} by {} to {} of it, which aren't powers of "
-            "two",
-            x0, x1, y0, y1);
+    const bool powers = IsPowerOfTwo(x1 - x0) && IsPowerOfTwo(y1 - y0);
+    const bool inside = x0 < 1 && image.columns <= x1 && y0 < 1 && image.rows <= y1;
+    if (why != nullptr) {
+        *why = fmt::format("the terrain spans pixels {} to {} by {} to {} of it", x0, x1, y0, y1);
+        if (!powers) {
+            *why += ", which aren't powers of two";
+        } else if (!inside) {
+            *why += fmt::format(", but its {} x {} pixels reach beyond", image.columns, image.rows);
+        }
     }
-    if (x0 >= 1 || image.columns > x1 || y0 >= 1 || image.rows > y1) {
-        return Explain(
-            false, why,
-            "the terrain spans pixels {} to {} by {} to {} of it, but its {} x {} pixels "
-            "reach beyond",
-            x0, x1, y0, y1, image.columns, image.rows);
-    }
-    return Explain(true, why, kBox, x0, x1, y0, y1);
+    return powers && inside;
 }
 
 }  // namespace

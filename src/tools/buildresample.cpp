@@ -264,6 +264,7 @@ void ResampledRaster::SampleUpright(int width, int height, std::span<Pixel4> out
     const double yPixel = (nodes_[static_cast<std::size_t>(nodeColumns_)].y - first.y) / kNodeStep;
     const auto columns = static_cast<std::size_t>(width);
     std::vector<Taps> across;
+    across.reserve(columns);
     for (int x = 0; x < width; ++x) across.push_back(TapsAt(x_, first.x + (x + 0.5) * xPixel));
     // The lines that were resampled along x last, each in the slot of its number.
     std::vector<Pixel4> lines(columns * kMostTaps);
