@@ -75,7 +75,7 @@ bool CTarnvaleApp::InitInstance() {
     mainFrame_->FocusView();
     RedrawView();
     // From the message loop, so that the window stands before a long load begins.
-    if (!file.empty()) OpenLater(file);
+    if (!file.empty()) emit mainFrame_->OpenWanted(QString::fromStdString(file.string()));
     return true;
 }
 
@@ -193,25 +193,18 @@ Status CTarnvaleApp::AttachGraphics(GraphicsSystem& system) {
     return StatusCode::Ok;
 }
 
-void CTarnvaleApp::OpenLater(const FILEPATH& file) {
-    QMetaObject::invokeMethod(
-        this, [this, file] { (void)OpenLandscape(file); }, Qt::QueuedConnection);
-}
-
 void CTarnvaleApp::ConnectCommands() {
     CMainFrame* const frame = mainFrame_.get();
     MainMenu* const menu = &frame->Menu();
-    const auto openLater = [this](const QString& file) {
-        OpenLater(
-            file.toStdString());  // after the menu or the drag has ended: it handles events itself
-    };
+    const auto open = [this](const QString& file) { (void)OpenLandscape(file.toStdString()); };
     connect(menu, &MainMenu::Chosen, this, &CTarnvaleApp::OnCommand);
     connect(menu, &MainMenu::ChecksNeeded, this, &CTarnvaleApp::UpdateChecks);
     connect(menu, &MainMenu::TextureToggled, this, &CTarnvaleApp::ToggleTexture);
     connect(menu, &MainMenu::LanguageChosen, this, &CTarnvaleApp::ChooseLanguage);
     connect(menu, &MainMenu::ThemeChosen, this, &CTarnvaleApp::ChooseTheme);
-    connect(menu, &MainMenu::OpenWanted, this, openLater);
-    connect(frame, &CMainFrame::OpenWanted, this, openLater);
+    // Queued, so that the menu or the drag has ended: opening handles events itself.
+    connect(menu, &MainMenu::OpenWanted, this, open, Qt::QueuedConnection);
+    connect(frame, &CMainFrame::OpenWanted, this, open, Qt::QueuedConnection);
     connect(frame, &CMainFrame::ToolWanted, this,
             [this](int mode) { SelectTool(static_cast<ToolMode>(mode)); });
     connect(frame, &CMainFrame::Closed, this, [this] { quit_ = true; });

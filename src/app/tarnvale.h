@@ -65,8 +65,6 @@ private:
     void MakeToolWindows();
     [[nodiscard]] bool OpenInput();
     [[nodiscard]] bool OpenGraphics();
-    /// From the message loop.
-    void OpenLater(const FILEPATH& file);
 
     [[nodiscard]] Status AttachGraphics(GraphicsSystem& system);
     [[nodiscard]] Status LoadLandscape(const FILEPATH& file);

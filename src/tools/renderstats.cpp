@@ -64,6 +64,7 @@ FrameTimes WithoutClock(const FrameTimes& times, double clock) {
 nlohmann::ordered_json FlightFigures::ToJson() const {
     nlohmann::ordered_json json;
     std::vector<FrameTimes> parts;
+    parts.reserve(measuredParts.size());
     for (const FrameTimes& times : measuredParts) parts.push_back(WithoutClock(times, clock));
     json["open_s"] = Rounded(open, 1e6);
     json["first_frame_s"] = Rounded(firstFrame, 1e6);
@@ -78,6 +79,7 @@ nlohmann::ordered_json FlightFigures::ToJson() const {
         {"service_ms", &FrameTimes::service}};
     for (const auto& [name, part] : names) {
         std::vector<double> values;
+        values.reserve(parts.size());
         for (const FrameTimes& times : parts) values.push_back(times.*part);
         json[name] = Milliseconds(std::move(values));
     }
@@ -87,6 +89,7 @@ nlohmann::ordered_json FlightFigures::ToJson() const {
     json["draw_calls"] = calls.median;
     json["draw_calls_max"] = calls.max;
     std::vector<double> engine;
+    engine.reserve(parts.size());
     for (const FrameTimes& times : parts) engine.push_back(times.mesh + times.prepare);
     json["mesh_prepare_us_per_triangle"] =
         perTriangles.median > 0 ? nlohmann::ordered_json(Rounded(

@@ -403,8 +403,10 @@ void Database::SetObjects(std::vector<ObjectRecord> objects) {
 }
 
 std::span<const ObjectRecord* const> Database::Children(int parent) const {
-    const auto found = std::ranges::equal_range(byParent_, parent, {}, &ObjectRecord::parent);
-    return {found.begin(), found.end()};
+    // Both ends by themselves: clang 14 can't take in what equal_range answers.
+    const auto first = std::ranges::lower_bound(byParent_, parent, {}, &ObjectRecord::parent);
+    const auto last = std::ranges::upper_bound(byParent_, parent, {}, &ObjectRecord::parent);
+    return {first, last};
 }
 
 const ObjectRecord* Database::Find(int number) const {

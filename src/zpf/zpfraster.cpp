@@ -241,7 +241,8 @@ bool RASTERHANDLE::IsOpen() const noexcept {
 
 const RasterHeader& RASTERHANDLE::Header() const noexcept {
     static constexpr RasterHeader kNone;
-    return state_ != nullptr ? state_->record.header : kNone;
+    const State* const state = state_.get();
+    return state != nullptr ? state->record.header : kNone;
 }
 
 Status RASTERHANDLE::ReadLine(int row, int column, int count, std::span<std::byte> out,
