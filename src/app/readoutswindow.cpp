@@ -194,7 +194,7 @@ void ReadoutsWindow::Build() {
 
 QWidget* ReadoutsWindow::BuildPage(const ReadoutPage& page, std::vector<Row>& rows) {
     auto* const panel = new QWidget;
-    panel->setObjectName(QStringLiteral("readouts_page_") + QLatin1String(page.title));
+    panel->setObjectName(QStringLiteral("Page.") + QLatin1String(page.title));
     auto* const grid = new QGridLayout(panel);
     const QFontMetrics metrics(panel->font());
     const int valueWidth = metrics.horizontalAdvance(kValueSample);
