@@ -28,7 +28,7 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     program = desktop.start(landscape)
     desktop.focus("my land - Tarnvale")
     time.sleep(2)
-    desktop.key("alt+v", "d")
+    desktop.key("alt+v", "r")
     wait_for(lambda: desktop.window("Readouts"), 10, "the readouts window")
     check("ShowReadouts=true" in desktop.ini.read_text(), "the open window is noted")
 

@@ -44,12 +44,6 @@ COORDREFSYS System(const char* text) {
 
 class ReadoutsWindowTest : public testing::Test {
 protected:
-    static void SetUpTestSuite() {
-        static int count = 1;
-        static char name[] = "readoutswindow_test";
-        static char* arguments[] = {name, nullptr};
-        static const QApplication application(count, arguments);
-    }
     void SetUp() override {
         // A file of each test's own, since they may run side by side.
         const auto* const test = testing::UnitTest::GetInstance()->current_test_info();

@@ -102,10 +102,12 @@ void CTarnvaleApp::OnCommand(Command command, bool checked) {
 }
 
 void CTarnvaleApp::UpdateChecks() {
+    // While the program starts or ends, not all windows are there.
+    if (readouts_ == nullptr || sideViews_ == nullptr || assignments_ == nullptr) return;
     MainMenu& menu = mainFrame_->Menu();
     menu.Check(Command::ViewStatusBar, mainFrame_->StatusBarShown());
     menu.Check(Command::ViewReadouts, readouts_->isVisible());
-    menu.Check(Command::ViewControls, assignments_ != nullptr && assignments_->isVisible());
+    menu.Check(Command::ViewControls, assignments_->isVisible());
     menu.Check(Command::ViewWireframe, settings::Wireframe.Get());
     menu.Check(Command::ViewSky, settings::Sky.Get());
     menu.Check(Command::ViewFullScreen, mainFrame_->isFullScreen());

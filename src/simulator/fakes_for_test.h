@@ -170,7 +170,8 @@ public:
     [[nodiscard]] float GetElevation(int, int) const override { return spec_.height; }
     [[nodiscard]] float GetDisplayHeight(float, float) override { return spec_.height; }
     [[nodiscard]] float GetNorthAngle(float, float) const override { return spec_.northRadians; }
-    [[nodiscard]] const TerrainIntersector* GetIntersector() const override { return spec_.pickable ? this : nullptr;
+    [[nodiscard]] const TerrainIntersector* GetIntersector() const override {
+        return spec_.pickable ? this : nullptr;
     }
     /// A level plane without end.
     [[nodiscard]] bool Intersect(const Vec3d& a, const Vec3d& b, const COORDREFSYS&,
