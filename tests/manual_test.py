@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """The manual: its links lead somewhere, and its pictures are taken from the program itself.
 
-usage: manual_test.py BIN_DIR WORK_DIR MANUAL_DIR [--update]
+usage: manual_test.py BIN_DIR WORK_DIR [--update]
 
 Every picture is taken anew into WORK_DIR. --update puts them into the manual.
 """
@@ -13,7 +13,7 @@ import time
 
 from desktop import Desktop, check, colours, wait_for
 
-manual = pathlib.Path(sys.argv[3])
+manual = pathlib.Path(__file__).resolve().parent.parent / "docs/manual"
 pages = {page.name: page.read_text(encoding="utf-8") for page in manual.glob("*.md")}
 wanted = set()
 for name, text in pages.items():
@@ -53,7 +53,7 @@ with Desktop(sys.argv[1], sys.argv[2], "1400x900") as desktop:
 
     desktop.key("ctrl+comma")
     options = wait_for(lambda: desktop.window("Options"), 10, "the options")
-    desktop.key("Tab", "Right")
+    desktop.key("ctrl+Tab")  # the effects
     take("options", options)
     desktop.key("Escape")
     desktop.focus("demo - Tarnvale")
