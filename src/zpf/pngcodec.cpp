@@ -18,6 +18,9 @@ namespace {
 // as fast as looking for everything, and as short.
 constexpr int kColorLevel = 4, kNumberLevel = 1;
 constexpr png_alloc_size_t kLongestChunk = 4 << 20;
+// Where the last row begins, hardly more than that row and the end of the file is to come. Whatever
+// else the stream holds, libpng would inflate to the end.
+constexpr std::size_t kLongestEnd = 64 << 10;
 
 // libpng leaves a function by longjmp: between setjmp and the end of the work no object with a
 // destructor may come into being, so reading and writing are plain functions over plain structures.
@@ -114,12 +117,16 @@ const char* ReadTile(Input* input, Wanted wanted, png_bytepp rows, std::size_t r
     } else if (!SetUp(png, wanted, png_get_bit_depth(png, info), color)) {
         wrong = "a PNG of another kind of pixels than the raster's";
     } else {
-        png_set_interlace_handling(png);
+        const int passes = png_set_interlace_handling(png);
         png_read_update_info(png, info);
         if (png_get_rowbytes(png, info) != rowBytes) {
             wrong = "a PNG of another kind of pixels than the raster's";
         } else {
-            png_read_image(png, rows);
+            for (int row = 0; row < passes * kTileSide; ++row) {
+                if (row == passes * kTileSide - 1 && input->left > kLongestEnd)
+                    input->left = kLongestEnd;
+                png_read_row(png, rows[row % kTileSide], nullptr);
+            }
             png_read_end(png, nullptr);
         }
     }

@@ -1,4 +1,5 @@
 #include <turbojpeg.h>
+#include <zlib.h>
 
 #include <chrono>
 #include <ctime>
@@ -234,6 +235,27 @@ std::vector<std::byte> JpegOf(int side) {
     return blob;
 }
 
+// A PNG of a tile whose stream goes on behind the picture.
+std::vector<std::byte> SwellingPng() {
+    std::vector<std::byte> png, stream;
+    EXPECT_TRUE(Good(EncodePng(std::vector<std::byte>(kTileCells * 3), PixelOrder::Rgb, {}, png)));
+    EXPECT_TRUE(Good(Deflate(std::vector<std::byte>(200 << 20), stream)));
+    const auto put = [&png](std::size_t number) {
+        for (int shift = 24; shift >= 0; shift -= 8)
+            png.push_back(static_cast<std::byte>(number >> shift & 0xFF));
+    };
+    png.resize(8 + 25);  // signature and header
+    for (const auto& [kind, data] : {std::pair{"IDAT", stream}, {"IEND", {}}}) {
+        put(data.size());
+        const std::size_t start = png.size();
+        for (int i = 0; i < 4; ++i) png.push_back(static_cast<std::byte>(kind[i]));
+        png.insert(png.end(), data.begin(), data.end());
+        put(crc32(0, reinterpret_cast<const Bytef*>(&png[start]),
+                  static_cast<uInt>(png.size() - start)));
+    }
+    return png;
+}
+
 // Whatever stands in one tile's place costs that tile alone.
 TEST(Hostile, ATileThatIsNoneCostsOnlyItself) {
     std::vector<std::byte> png, half = JpegOf(kTileSide), plain;
@@ -254,6 +276,7 @@ TEST(Hostile, ATileThatIsNoneCostsOnlyItself) {
         {"half a JPEG", 2, half},
         {"PNG that says it is huge", 2, wide},
         {"PNG with a flipped bit", 2, badCheck},
+        {"PNG that swells behind its picture", 2, SwellingPng()},
         {"longer than any tile", 2, std::vector<std::byte>(5 << 20)},
         {"stream that swells", 1, plain},
         {"8 bits where 16 belong", 1, grey},
