@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cfenv>
 #include <cmath>
 #include <limits>
 #include <numbers>
@@ -254,7 +255,9 @@ TEST_F(Terrain, PointIsPickedOnTheGroundOrOnThePlane) {
         << "beside the terrain";
     // Level with the plane: no such place, and nothing to divide by.
     point = {7, 7, 7};
+    std::feclearexcept(FE_ALL_EXCEPT);
     EXPECT_FALSE(terrain_.PickPoint({300, -100, 50}, {200, -100, 50}, point, true));
+    EXPECT_EQ(std::fetestexcept(FE_DIVBYZERO), 0);
     EXPECT_EQ(point, (Vec3d{7, 7, 7}));
 }
 
