@@ -465,6 +465,19 @@ TEST(Render, WhatIsWrongIsSaidInOneLine) {
     }
 }
 
+// The library is there, and no driver: as on a machine where Mesa's own are missing.
+TEST(Render, WithoutADriverItSaysSoInOneLine) {
+    const ScratchFolder folder;
+    ASSERT_TRUE(Good(RandomLandscape(10).Write(folder / "random.sim")));
+    ASSERT_EQ(setenv("LIBGL_DRIVERS_PATH", "/nonexistent", 1), 0);
+    const Outcome outcome = Render((folder / "random.sim").string() + " --fly 2 --size 64x48");
+    ASSERT_EQ(unsetenv("LIBGL_DRIVERS_PATH"), 0);
+    if (outcome.code == 0) GTEST_SKIP() << "this driver has all its parts in one";
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_THAT(outcome.said, testing::HasSubstr("no driver draws OpenGL"));
+    EXPECT_EQ(std::ranges::count(outcome.said, '\n'), 1) << outcome.said;
+}
+
 TEST(CameraPath, ReadsWhatPeopleWriteAndNamesTheLineOtherwise) {
     const std::string header = "x,y,z,look_x,look_y,look_z\n";
     const std::tuple<const char*, std::string, const char*> bad[] = {

@@ -88,6 +88,9 @@ EglDevice TryOpen(EGLDisplay display) {
 }
 
 EglDevice Open() {
+    // Where a driver lacks a part, Mesa prints a line for each place that it looked at; what counts
+    // is whether a device remains, and that is told in one.
+    (void)setenv("EGL_LOG_LEVEL", "fatal", 0);  // NOLINT(concurrency-mt-unsafe)
     const auto getDisplay = Load<PFNEGLGETPLATFORMDISPLAYEXTPROC>("eglGetPlatformDisplayEXT");
     if (getDisplay == nullptr) return {};
     const Devices devices;
