@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <turbojpeg.h>
 #include <zlib.h>
 
@@ -296,10 +297,9 @@ TEST(Hostile, ATileThatIsNoneCostsOnlyItself) {
             hex += kDigits[std::to_integer<unsigned>(byte) & 15];
         }
         const std::string table = object == 1 ? "Height" : "Land";
-        RunSql(path, "UPDATE " + table + " SET tile_data = x'" + hex +
-                         "' WHERE tile_column = 0 AND tile_row = 0 AND zoom_level = (SELECT "
-                         "max(zoom_level) FROM " +
-                         table + ")");
+        RunSql(path, fmt::format("UPDATE {0} SET tile_data = x'{1}' WHERE tile_column = 0 AND "
+                                 "tile_row = 0 AND zoom_level = (SELECT max(zoom_level) FROM {0})",
+                                 table, hex));
         FILEHANDLE file;
         RASTERHANDLE raster;
         ASSERT_TRUE(Good(file.Open(path, OpenMode::Read)));
