@@ -99,7 +99,7 @@ std::string Bind(const CLI::App& parser, const CLI::Option* dem, const CLI::Opti
     for (DemRequest& request : options.dems) {
         for (TextureRequest& image : request.textures) {
             if (image.bands.empty()) image.bands = common;
-            if (image.bands.size() != 0 && image.bands.size() != 1 && image.bands.size() != 3) {
+            if (!image.bands.empty() && image.bands.size() != 1 && image.bands.size() != 3) {
                 return "give -b once, for grey, or three times, for red, green and blue";
             }
         }

@@ -174,7 +174,7 @@ private:
         }
         for (std::size_t c = 0; c < 3; ++c) {
             rgb[c] =
-                static_cast<std::byte>(static_cast<int>(std::clamp(color[c], 0.0F, 255.0F) + 0.5F));
+                static_cast<std::byte>(static_cast<int>(std::clamp(color[c] + 0.5F, 0.0F, 255.0F)));
         }
     }
 
