@@ -234,6 +234,8 @@ bool CMainFrame::StatusBarShown() const {
 
 void CMainFrame::ShowFullScreen(bool on) {
     if (on == isFullScreen()) return;
+    // If the program ends in full screen, the next start is in the window of before.
+    if (on) SavePlacement(*this, kPlacement);
     menuBar()->setVisible(!on);
     toolBar_->setVisible(!on);
     statusBar()->setVisible(!on && statusBarWanted_);
@@ -249,8 +251,7 @@ void CMainFrame::closeEvent(QCloseEvent* event) {
         event->ignore();
         return;
     }
-    if (isFullScreen()) ShowFullScreen(false);  // the next start is in a window
-    SavePlacement(*this, kPlacement);
+    if (!isFullScreen()) SavePlacement(*this, kPlacement);
     event->accept();
     emit Closed();
 }

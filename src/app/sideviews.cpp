@@ -1,5 +1,6 @@
 #include "app/sideviews.h"
 
+#include <QScreen>
 #include <algorithm>
 #include <utility>
 
@@ -16,6 +17,18 @@ constexpr int kKept = View::kFirstPoi;  // views below this one are shown again 
 
 bool IsSideView(int view) {
     return view >= 0 && view < View::kMain;
+}
+
+/// @return where a window opens that has no place yet: one beside the other, so that each title can
+/// be got hold of, where a window manager would put them all into the middle
+QPoint FirstPlace(int view, const QWidget* mainWindow, const QSize& size) {
+    constexpr QPoint kFirst(60, 90), kStep(90, 45);  // pixels
+    if (mainWindow == nullptr) return kFirst;
+    const QRect room = mainWindow->screen()->availableGeometry();
+    const QPoint wanted = mainWindow->geometry().topLeft() + kFirst + kStep * (view % kKept);
+    const QPoint last = room.bottomRight() - QPoint(size.width(), size.height());
+    return {std::max(room.left(), std::min(wanted.x(), last.x())),
+            std::max(room.top(), std::min(wanted.y(), last.y()))};
 }
 
 }  // namespace
@@ -45,7 +58,8 @@ void SideViews::Attach(const GraphicsSystem* prototype, QWidget* mainWindow) {
 
 void SideViews::Make(int view) {
     auto window = std::make_unique<ViewWindow>(view, simulator_, mainView_, mainWindow_);
-    (void)RestorePlacement(*window, ViewWindow::PlacementKey(view).c_str());
+    if (!RestorePlacement(*window, ViewWindow::PlacementKey(view).c_str()))
+        window->move(FirstPlace(view, mainWindow_, window->size()));
     // Later, since a window can't go in the middle of its own event.
     connect(
         window.get(), &ViewWindow::Closed, this, [this](int closed) { Close(closed, false); },

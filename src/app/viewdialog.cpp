@@ -21,6 +21,10 @@ namespace tarnvale {
 namespace {
 
 constexpr QSize kUsualSize(480, 400), kLeastPicture(160, 100);
+// A plain window would go behind the main window as soon as that is clicked: a window manager keeps
+// only a dialog above the window that it belongs to.
+constexpr Qt::WindowFlags kOwned = Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
+                                   Qt::WindowMinMaxButtonsHint | Qt::WindowCloseButtonHint;
 constexpr int kMargin = 4;               // pixels around the strip
 constexpr double kHalfTurn = 180;        // degrees
 constexpr double kFarthestOffset = 1e6;  // metres; a scene unit is a metre
@@ -47,7 +51,7 @@ QString Escaped(const std::string& name) {
 }  // namespace
 
 ViewWindow::ViewWindow(int view, Simulator& simulator, CTarnvaleView& keys, QWidget* parent)
-    : QWidget(parent, Qt::Window),
+    : QWidget(parent, kOwned),
       view_(view),
       simulator_(simulator),
       picture_(new CTarnvaleView),
