@@ -25,10 +25,14 @@ QPoint FirstPlace(int view, const QWidget* mainWindow, const QSize& size) {
     constexpr QPoint kFirst(60, 90), kStep(90, 45);  // pixels
     if (mainWindow == nullptr) return kFirst;
     const QRect room = mainWindow->screen()->availableGeometry();
-    const QPoint wanted = mainWindow->geometry().topLeft() + kFirst + kStep * (view % kKept);
-    const QPoint last = room.bottomRight() - QPoint(size.width(), size.height());
-    return {std::max(room.left(), std::min(wanted.x(), last.x())),
-            std::max(room.top(), std::min(wanted.y(), last.y()))};
+    const QPoint wanted =
+        mainWindow->geometry().topLeft() + kFirst + kStep * (view % kKept) - room.topLeft();
+    // Where the screen ends the row begins anew.
+    const auto within = [](int offset, int space) {
+        return std::max(offset, 0) % std::max(space, 1);
+    };
+    return room.topLeft() + QPoint(within(wanted.x(), room.width() - size.width()),
+                                   within(wanted.y(), room.height() - size.height()));
 }
 
 }  // namespace

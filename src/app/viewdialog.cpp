@@ -22,9 +22,9 @@ namespace {
 
 constexpr QSize kUsualSize(480, 400), kLeastPicture(160, 100);
 // A plain window would go behind the main window as soon as that is clicked: a window manager keeps
-// only a dialog above the window that it belongs to.
+// only a dialog above the window that it belongs to. Some minimise both together, so it can't be.
 constexpr Qt::WindowFlags kOwned = Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
-                                   Qt::WindowMinMaxButtonsHint | Qt::WindowCloseButtonHint;
+                                   Qt::WindowMaximizeButtonHint | Qt::WindowCloseButtonHint;
 constexpr int kMargin = 4;               // pixels around the strip
 constexpr double kHalfTurn = 180;        // degrees
 constexpr double kFarthestOffset = 1e6;  // metres; a scene unit is a metre
