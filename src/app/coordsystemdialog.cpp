@@ -11,11 +11,13 @@
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QTableView>
+#include <QToolButton>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <vector>
 
 #include "app/apptext.h"
+#include "app/formrows.h"
 #include "base/inistore.h"
 #include "simulator/readoutscale.h"
 
@@ -101,6 +103,8 @@ void CoordSystemDialog::Build() {
     search_->setObjectName(QStringLiteral("search"));
     search_->setPlaceholderText(TextOf("coordinate_system_hint"));
     search_->setClearButtonEnabled(true);
+    for (auto* const button : search_->findChildren<QToolButton*>())
+        button->setAccessibleName(TextOf("clear_search"));
     search_->setMaxLength(kLongestDefinition);
     search_->installEventFilter(this);
     table_->setObjectName(QStringLiteral("systems"));
@@ -122,7 +126,8 @@ void CoordSystemDialog::Build() {
     message_->setObjectName(QStringLiteral("message"));
     message_->setWordWrap(true);
     message_->setTextFormat(Qt::PlainText);
-    message_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    message_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    message_->setFocusPolicy(Qt::StrongFocus);  // the flags alone leave it to the mouse
     area_->setObjectName(QStringLiteral("area"));
     area_->setReadOnly(true);
     area_->setTabChangesFocus(true);
@@ -132,6 +137,7 @@ void CoordSystemDialog::Build() {
     const auto add = [&](const char* key, QWidget* control, int stretch) {
         auto* const label = new QLabel(TextOf(key), this);
         label->setBuddy(control);
+        control->setAccessibleName(Spoken(label->text()));  // lists don't ask their labels
         layout->addWidget(label);
         layout->addWidget(control, stretch);
     };

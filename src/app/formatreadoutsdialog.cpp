@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "app/apptext.h"
+#include "app/formrows.h"
 #include "base/settings.h"
 #include "geom/degtext.h"
 #include "geom/units.h"
@@ -71,6 +72,7 @@ FormatReadoutsDialog::FormatReadoutsDialog(ReadoutScale& scale, QWidget* parent)
     formats_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     auto* const formatLabel = new QLabel(TextOf("position_format_c"), this);
     formatLabel->setBuddy(formats_);
+    formats_->setAccessibleName(Spoken(formatLabel->text()));  // a list doesn't ask its label
 
     auto* const form = new QFormLayout;
     for (std::size_t i = 0; i < kUnits.size(); ++i) {

@@ -72,6 +72,7 @@ ViewWindow::ViewWindow(int view, Simulator& simulator, CTarnvaleView& keys, QWid
     failure_->setAlignment(Qt::AlignCenter);
     failure_->setMargin(2 * kMargin);
     failure_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    failure_->setFocusPolicy(Qt::StrongFocus);  // the flags alone leave it to the mouse
     failure_->hide();
     auto* const layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
