@@ -48,6 +48,7 @@ int GraphicsPage::RowInUse() const {
 }
 
 void GraphicsPage::Load() {
+    chosen_ = false;
     hadName_ = _iniRead(kKey, storedName_);
     panel_->Clear();
     for (GraphicsSystem* const system : systems_) {
@@ -77,24 +78,32 @@ void GraphicsPage::Select(int row) {
     description_->setText(TextOf(std::to_string(system->DescriptionNumber()).c_str()));
     system->ShowOptionControls(*panel_, true);
     _iniWrite(kKey, system->Name());
+    chosen_ = true;
 }
 
 void GraphicsPage::Keep() {
     for (GraphicsSystem* const system : systems_) system->ApplyOptionControls(*panel_);
 }
 
+// A choice wrote the name at once. Where none was stored before, the one in use says the same.
 void GraphicsPage::Revert() {
+    if (!chosen_) return;
+    chosen_ = false;
+    if (const int inUse = RowInUse(); !hadName_ && inUse >= 0)
+        storedName_ = systems_[static_cast<std::size_t>(inUse)]->Name();
     std::string name;
-    if (_iniRead(kKey, name) && hadName_ && name != storedName_) _iniWrite(kKey, storedName_);
+    if (_iniRead(kKey, name) && !storedName_.empty() && name != storedName_)
+        _iniWrite(kKey, storedName_);
 }
 
 void GraphicsPage::ChangeSystem() {
     const int inUse = RowInUse();
-    if (shownRow_ < 0 || shownRow_ == inUse || !context_.changeGraphicsSystem) return;
-    if (!context_.changeGraphicsSystem(systems_[static_cast<std::size_t>(shownRow_)])) {
+    const bool another = shownRow_ >= 0 && shownRow_ != inUse && context_.changeGraphicsSystem;
+    if (another && !context_.changeGraphicsSystem(systems_[static_cast<std::size_t>(shownRow_)])) {
         list_->setCurrentRow(inUse);
     }
     hadName_ = _iniRead(kKey, storedName_);
+    chosen_ = false;
 }
 
 }  // namespace tarnvale

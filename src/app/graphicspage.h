@@ -40,6 +40,7 @@ private:
     int shownRow_ = -1;
     std::string storedName_;
     bool hadName_ = false;
+    bool chosen_ = false;  // and written, but not kept yet
 };
 
 }  // namespace tarnvale

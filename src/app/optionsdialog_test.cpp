@@ -11,14 +11,18 @@
 #include <QRadioButton>
 #include <QSignalSpy>
 #include <QTabWidget>
+#include <cmath>
+#include <functional>
 #include <map>
 #include <set>
 #include <tuple>
 
 #include "app/colourbutton.h"
+#include "app/formatreadoutsdialog.h"
 #include "app/widgets_for_test.h"
 #include "base/settings.h"
 #include "base/textres.h"
+#include "geom/units.h"
 #include "input/standardinput.h"
 #include "simulator/fakes_for_test.h"
 
@@ -415,6 +419,15 @@ TEST_F(OptionsDialogTest, CancelLeavesTheStoredSystem) {
     EXPECT_EQ(Get<QListWidget>(*dialog, "graphics_system_c").currentRow(), 1);
 }
 
+TEST_F(OptionsDialogTest, CancelWhereNoSystemWasStoredLeavesTheOneInUseForTheNextStart) {
+    Open();
+    Get<QListWidget>(*dialog, "graphics_system_c").setCurrentRow(0);
+    Press(*dialog, Button::Cancel);
+    std::string stored;
+    EXPECT_TRUE(Stored("GraphicsSystem", stored));
+    EXPECT_EQ(stored, "opengl") << "what draws, not what was tried";
+}
+
 TEST_F(OptionsDialogTest, ASystemsOwnControlsShowOnlyWhileItIsSelected) {
     Open();
     const auto shown = [this](const char* name) { return !Get<QWidget>(*dialog, name).isHidden(); };
@@ -460,6 +473,151 @@ TEST_F(OptionsDialogTest, ADialogThatGoesUndoesWhatWasOnlyTried) {
     TypeAndEnter(Get<NumberField>(*dialog, "vertical_exaggeration_c"), "9");
     dialog.reset();
     EXPECT_EQ(settings::VerticalExaggeration.Get(), 1);
+}
+
+// The units that the readouts' format dialog stores are those of the options opened next.
+class OptionUnitsTest : public OptionsDialogTest {
+protected:
+    OptionUnitsTest() {
+        context.unit = UserUnitFor;
+        settings::FogStart.SetUnsaved(4000);
+        settings::Fog.SetUnsaved(true);
+        settings::UseMinimumHeight.SetUnsaved(true);
+        settings::UseMaximumHeight.SetUnsaved(true);
+        settings::MaximumHeight.SetUnsaved(9000);
+    }
+    ~OptionUnitsTest() override {
+        for (const char* box : {"distance_c", "elevation_c", "angle_c", "velocity_c"}) {
+            SettingOf(box).SetUnsaved(kInternalUnit);
+        }
+        settings::UseMinimumHeight.SetUnsaved(false);
+        settings::UseMaximumHeight.SetUnsaved(false);
+        settings::SunAzimuthAngle.SetUnsaved(90);
+    }
+    static Setting<std::int32_t>& SettingOf(const std::string& box) {
+        return box == "distance_c"    ? settings::DistanceUnits
+               : box == "elevation_c" ? settings::ElevationUnits
+               : box == "angle_c"     ? settings::AngleUnits
+                                      : settings::VelocityUnits;
+    }
+    /// By the list that a user sees.
+    void ChooseUnit(const char* box, int unit) {
+        FormatReadoutsDialog format(simulator.GetReadouts().Scale(), nullptr);
+        format.open();
+        auto& list = Get<QComboBox>(format, box);
+        ASSERT_GE(list.findData(unit), 0) << unit;
+        list.setCurrentIndex(list.findData(unit));
+        Press(format, Button::Ok);
+    }
+};
+
+TEST_F(OptionUnitsTest, NumbersAreShownAndTakenInTheUnitChosenForTheReadouts) {
+    struct Case {
+        const char* box;
+        int unit;
+        Page page;
+        const char *field, *shown, *typed;
+        std::function<double()> kept;
+        double expected;
+    };
+    const auto of = [](const Setting<float>& setting) {
+        return [&setting] { return static_cast<double>(setting.Get()); };
+    };
+    const std::vector<Case> cases{
+        {"distance_c", 9002, kEffects, "start_c", "13123.36", "1000", of(settings::FogStart),
+         304.8},
+        {"distance_c", 9036, kEffects, "end_c", "40.00000", "12.3456", of(settings::FogEnd),
+         12345.6},
+        {"distance_c", 9030, kEffects, "start_c", "2.159827", "1", of(settings::FogStart), 1852},
+        {"elevation_c", 9003, kControls, "minimum_height", "328.08", "1000",
+         of(settings::MinimumHeight), 304.800610},
+        {"elevation_c", 9002, kControls, "maximum_height", "29527.56", "30000",
+         of(settings::MaximumHeight), 9144},
+        {"angle_c", 9105, kEffects, "azimuth_c", "100.00", "50", of(settings::SunAzimuthAngle), 45},
+        {"angle_c", 9105, kControls, "turn_speed_c", "50.00", "-100", of(settings::TurnSpeed), -90},
+        {"angle_c", 9101, kControls, "turn_speed_c", "0.79", "1.5708", of(settings::TurnSpeed),
+         89.954},  // two decimals: 1.57
+        {"velocity_c", kPerHour + 9030, kControls, "speed_up_down_c", "971.92", "100",
+         [] { return static_cast<double>(settings::UpDownSpeed); }, 51.444},
+        {"velocity_c", 9002, kControls, "speed_left_right_c", "1640.42", "10",
+         [] { return static_cast<double>(settings::LeftRightSpeed); }, 3.048},
+    };
+    for (const Case& one : cases) {
+        SCOPED_TRACE(std::string(one.field) + " in unit " + std::to_string(one.unit));
+        settings::FogStart.SetUnsaved(4000);
+        settings::FogEnd.SetUnsaved(40'000);
+        settings::MinimumHeight.SetUnsaved(100);
+        settings::MaximumHeight.SetUnsaved(9000);
+        settings::SunAzimuthAngle.SetUnsaved(90);
+        settings::TurnSpeed.SetUnsaved(45);
+        settings::UpDownSpeed = settings::LeftRightSpeed = 500;
+        ChooseUnit(one.box, one.unit);
+        EXPECT_EQ(SettingOf(one.box).Get(), one.unit);
+        Open();
+        ShowPage(one.page);
+        auto& field = Get<NumberField>(*dialog->Page(one.page), one.field);
+        EXPECT_EQ(field.text().toStdString(), one.shown);
+        TypeAndEnter(field, one.typed);
+        Press(*dialog, Button::Ok);
+        EXPECT_NEAR(one.kept(), one.expected, std::abs(one.expected) * 1e-5 + 1e-3);
+        ChooseUnit(one.box, kInternalUnit);
+    }
+}
+
+TEST_F(OptionUnitsTest, NoUnitMakesAValueDriftThatNobodyEnters) {
+    settings::FogStart.SetUnsaved(4000.123F);
+    settings::FogEnd.SetUnsaved(39'999.996F);
+    settings::MinimumHeight.SetUnsaved(123.4567F);
+    settings::MaximumHeight.SetUnsaved(123.4568F);
+    settings::TurnSpeed.SetUnsaved(33.33333F);
+    settings::SunAzimuthAngle.SetUnsaved(0.0123F);
+    const std::vector<Setting<float>*> watched{
+        &settings::FogStart,      &settings::FogEnd,          &settings::MinimumHeight,
+        &settings::MaximumHeight, &settings::PitchSpeed,      &settings::RollSpeed,
+        &settings::TurnSpeed,     &settings::SunAzimuthAngle, &settings::SunElevationAngle};
+    std::vector<float> before;
+    for (const Setting<float>* one : watched) before.push_back(one->Get());
+    settings::UpDownSpeed = 342.6667F;
+    const auto lengths = GetUnitList(UnitClass::Length), angles = GetUnitList(UnitClass::Angle),
+               velocities = GetUnitList(UnitClass::Velocity);
+    ASSERT_GT(lengths.size(), 20U);
+    OptionsDialog options(context);
+    for (std::size_t i = 0; i < lengths.size(); ++i) {
+        settings::DistanceUnits.SetUnsaved(lengths[i].number);
+        settings::ElevationUnits.SetUnsaved(lengths[lengths.size() - 1 - i].number);
+        settings::AngleUnits.SetUnsaved(angles[i % angles.size()].number);
+        settings::VelocityUnits.SetUnsaved(velocities[i % velocities.size()].number);
+        options.open();
+        Press(options, i % 2 == 0 ? Button::Ok : Button::Apply);
+        options.accept();
+    }
+    for (std::size_t i = 0; i < watched.size(); ++i) {
+        EXPECT_EQ(watched[i]->Get(), before[i]) << watched[i]->Key();
+        EXPECT_FALSE(IsStored(watched[i]->Key())) << watched[i]->Key();
+    }
+    EXPECT_EQ(settings::UpDownSpeed, 342.6667F);
+}
+
+TEST_F(OptionUnitsTest, AnOpenDialogStaysInTheUnitsThatItShows) {
+    Open();
+    ShowPage(kEffects);
+    auto& start = Get<NumberField>(*dialog, "start_c");
+    ChooseUnit("distance_c", 9002);
+    EXPECT_EQ(start.accessibleDescription().toStdString(), "m");
+    TypeAndEnter(start, "1000");
+    EXPECT_EQ(settings::FogStart.Get(), 1000);
+    dialog->reject();
+    dialog->open();
+    EXPECT_EQ(start.accessibleDescription().toStdString(), "ft");
+    EXPECT_EQ(start.text().toStdString(), "13123.36");
+}
+
+TEST_F(OptionUnitsTest, AStoredUnitThatIsNoneShowsAsTheProgramsOwn) {
+    settings::DistanceUnits.SetUnsaved(4711);
+    Open();
+    auto& start = Get<NumberField>(*dialog, "start_c");
+    EXPECT_EQ(start.text().toStdString(), "4000.00");
+    EXPECT_EQ(start.accessibleDescription().toStdString(), "m");
 }
 
 // Letters of a page and of the buttons below it: each once, in each language.
