@@ -22,7 +22,7 @@ namespace {
 
 constexpr QSize kUsualSize(480, 400), kLeastPicture(160, 100);
 // A plain window would go behind the main window as soon as that is clicked: a window manager keeps
-// only a dialog above the window that it belongs to. Some minimise both together, so it can't be.
+// only a dialog above the window that it belongs to. Some minimise both together: not offered.
 constexpr Qt::WindowFlags kOwned = Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
                                    Qt::WindowMaximizeButtonHint | Qt::WindowCloseButtonHint;
 constexpr int kMargin = 4;               // pixels around the strip
