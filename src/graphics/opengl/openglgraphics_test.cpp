@@ -464,6 +464,7 @@ TEST(OpenGLGraphics, GatheringChangesTheNumberOfCallsAndNotThePicture) {
 TEST(OpenGLGraphics, AFrameOfManySmallMeshesTakesFewCalls) {
     ViewUnderTest view;
     std::vector<TextureHandle*> textures;
+    textures.reserve(60);
     for (int i = 0; i < 60; ++i) textures.push_back(view.Texture({i, 0, 0}));
     RenderMesh mesh;
     RenderMesh plain;
@@ -666,7 +667,8 @@ TEST(OpenGLGraphics, FramesDontPileUp) {
     constexpr int kAcross = 200;
     for (int i = 0; i < kAcross * kAcross; ++i) {
         const float x = static_cast<float>(i % kAcross) / kAcross * 3 - 1.5F;
-        const float y = static_cast<float>(i / kAcross) / kAcross * 2 - 1;
+        const int row = i / kAcross;
+        const float y = static_cast<float>(row) / kAcross * 2 - 1;
         for (const auto& [dx, dy] :
              {std::pair{0.0F, 0.0F}, std::pair{0.04F, 0.0F}, std::pair{0.0F, 0.04F}}) {
             mesh.vertices.Append({x + dx, y + dy, y});
