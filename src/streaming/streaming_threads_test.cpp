@@ -120,6 +120,7 @@ TEST(StreamingThreads, LoadersShareAFile) {
     ASSERT_TRUE(terrain.Placed());
     std::vector<std::thread> threads;
     std::atomic<std::uint64_t> uploads{0};
+    threads.reserve(3);
     for (int thread = 0; thread < 3; ++thread) {
         threads.emplace_back([&] {
             FakeGraphics graphics(128);

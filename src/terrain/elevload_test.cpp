@@ -55,9 +55,10 @@ ZPFObjectItem WriteRaster(const std::string& name, ZPF::RasterSpec spec,
             for (int y = 0; y < std::min(ZPF::kTileSide, spec.rows - row * ZPF::kTileSide); ++y) {
                 for (int x = 0;
                      x < std::min(ZPF::kTileSide, spec.columns - column * ZPF::kTileSide); ++x) {
-                    tile[static_cast<std::size_t>(y * ZPF::kTileSide + x)] =
-                        cells[static_cast<std::size_t>((row * ZPF::kTileSide + y) * spec.columns +
-                                                       column * ZPF::kTileSide + x)];
+                    const int to = y * ZPF::kTileSide + x;
+                    const int from =
+                        (row * ZPF::kTileSide + y) * spec.columns + column * ZPF::kTileSide + x;
+                    tile[static_cast<std::size_t>(to)] = cells[static_cast<std::size_t>(from)];
                 }
             }
             ZPF::EncodedTile encoded;
