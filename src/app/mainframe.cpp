@@ -217,14 +217,14 @@ void CMainFrame::EnableCommands(bool enable) {
     commandsOn_ = enable;
     menu_->Lock(!enable);
     toolBar_->setEnabled(enable);
-    statusBar()->setVisible(!enable || (statusBarWanted_ && !isFullScreen()));  // progress shows
+    ShowBars();
     if (enable && closeWanted_)
         QMetaObject::invokeMethod(this, &QWidget::close, Qt::QueuedConnection);
 }
 
 void CMainFrame::ShowStatusBar(bool show) {
     statusBarWanted_ = show;
-    statusBar()->setVisible(show);
+    ShowBars();
     _iniWrite("ShowStatusBar", show);
 }
 
@@ -232,14 +232,19 @@ bool CMainFrame::StatusBarShown() const {
     return statusBarWanted_;
 }
 
+void CMainFrame::ShowBars() {
+    menuBar()->setVisible(!isFullScreen());
+    toolBar_->setVisible(!isFullScreen());
+    // While commands are off the status bar shows how far the opening has come.
+    statusBar()->setVisible(!commandsOn_ || (statusBarWanted_ && !isFullScreen()));
+}
+
 void CMainFrame::ShowFullScreen(bool on) {
     if (on == isFullScreen()) return;
     // If the program ends in full screen, the next start is in the window of before.
     if (on) SavePlacement(*this, kPlacement);
-    menuBar()->setVisible(!on);
-    toolBar_->setVisible(!on);
-    statusBar()->setVisible(!on && statusBarWanted_);
     setWindowState(windowState().setFlag(Qt::WindowFullScreen, on));
+    ShowBars();
     FocusView();
 }
 
@@ -278,6 +283,8 @@ void CMainFrame::keyReleaseEvent(QKeyEvent* event) {
 
 void CMainFrame::changeEvent(QEvent* event) {
     if (event->type() == QEvent::ActivationChange && !isActiveWindow()) view_->ReleaseKeys();
+    // The window manager can end full screen too.
+    if (event->type() == QEvent::WindowStateChange && toolBar_ != nullptr) ShowBars();
     if (event->type() == QEvent::PaletteChange && tools_.front() != nullptr) ColourIcons();
     QMainWindow::changeEvent(event);
 }

@@ -65,6 +65,8 @@ private:
     static constexpr int kTools = 4;
 
     void BuildTools();
+    /// Menus, palette and status bar, as the window's state has them.
+    void ShowBars();
     void ShowRecentFiles();
     void Place();
     /// An icon of our own, in the text's colour, so that it can be seen in light and dark themes.

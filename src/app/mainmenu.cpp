@@ -26,6 +26,14 @@ MainMenu::MainMenu(QMainWindow* frame) : QObject(frame), frame_(frame) {
     BuildWindow();
     BuildRest();
     RebuildLayers({});
+    // From side views and tool windows too. Keys alone belong to whatever has the focus there.
+    for (const auto& [command, action] : actions_) {
+        const QKeySequence keys = action->shortcut();
+        if (!keys.isEmpty() && (keys[0].keyboardModifiers() != Qt::NoModifier ||
+                                keys[0].key() == Qt::Key_F1 || keys[0].key() == Qt::Key_F11)) {
+            action->setShortcutContext(Qt::ApplicationShortcut);
+        }
+    }
 }
 
 QMenu* MainMenu::AddMenu(const char* key, const char* name) {

@@ -249,7 +249,7 @@ void CTarnvaleApp::ShowAbout() {
         mainFrame_.get(), QStringLiteral("Tarnvale"),
         QStringLiteral("<h3>Tarnvale %1</h3><p>%2</p><p>%3<br>Qt %4</p>")
             .arg(applicationVersion(), TextOf("about_text"),
-                 QString::fromStdString(graphics_->Name()), QLatin1String(qVersion())));
+                 TextOf(graphics_->Name().c_str()), QLatin1String(qVersion())));
 }
 
 }  // namespace tarnvale
