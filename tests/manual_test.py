@@ -8,6 +8,7 @@ Every picture is taken anew into WORK_DIR. --update puts them into the manual.
 import pathlib
 import re
 import shutil
+import subprocess
 import sys
 import time
 
@@ -41,6 +42,8 @@ with Desktop(sys.argv[1], sys.argv[2], "1400x900") as desktop:
             shutil.copy(whole, target)
         else:
             desktop.capture(window, target)
+        # No wider than the manual's window.
+        subprocess.run(["convert", target, "-resize", "840x>", "-strip", target], check=True)
         check(colours(target, "10000x10000+0+0") > 30, f"{name} shows something")
 
     desktop.ini.write_text("Theme=light\nTerrainQuality=95\n")

@@ -16,7 +16,7 @@
 
 #include "app/numberfield.h"
 #include "base/inistore.h"
-#include "graphics/graphicssystem.h"
+#include "graphics/quietgraphics_for_test.h"
 
 // What the tests of dialogs share.
 namespace tarnvale::widgets {
@@ -64,39 +64,10 @@ inline void Press(const QDialog& dialog, QDialogButtonBox::StandardButton which)
 }
 
 /// A graphics system that is only there, with a list of its own on its options page.
-class TestSystem final : public GraphicsSystem {
+class TestSystem final : public QuietGraphics {
 public:
     explicit TestSystem(std::string name, bool ownControls = false)
-        : GraphicsSystem(std::move(name), 72510, ""), ownControls_(ownControls) {}
-    [[nodiscard]] int GetTextureSize() const override { return 512; }
-    [[nodiscard]] TextureHandle* CreateTexture(std::span<const std::byte>, TextureUse) override {
-        return nullptr;
-    }
-    void DestroyTexture(TextureHandle*) override {}
-    void RecycleTexture(TextureHandle*) override {}
-    Status Shutdown() override {
-        window_ = nullptr;
-        return StatusCode::Ok;
-    }
-    [[nodiscard]] int CheckAvailable() const override { return 0; }
-    [[nodiscard]] std::unique_ptr<GraphicsSystem> CreateInstance() const override {
-        return nullptr;
-    }
-    void SetDepthWrite(bool) override {}
-    void SetAlphaTest(bool) override {}
-    void SetAlphaFunction(AlphaFunction, float) override {}
-    void EnableLight(int, bool) override {}
-    void SetLight(int, const Vec3f&, const Vec3f&, COLOR) override {}
-    void SetAmbient(COLOR) override {}
-    Status EndFrame() override { return StatusCode::Ok; }
-    void DrawLines(std::span<const Vec3f>, COLOR, LineMode) override {}
-    void DrawPoints(std::span<const Vec3f>, COLOR) override {}
-    void DrawSubterrainVeil() override {}
-    void DrawMeshes(const RenderMeshBatch&) override {}
-    void SetModelMatrix(std::span<const double, 16>) override {}
-    void BeginFrame(const RenderCamera&, int, int, FramePass) override {}
-    [[nodiscard]] DrawCounters Counters() const override { return {}; }
-
+        : QuietGraphics(std::move(name), 72510), ownControls_(ownControls) {}
     void AddOptionControls(OptionPanel& panel) override {
         if (ownControls_) panel.AddList("adapter_c", {"first", "second"}, 0);
     }
@@ -111,7 +82,6 @@ public:
     int adapter = -1;
 
 private:
-    Status OpenDevice() override { return StatusCode::Ok; }
     bool ownControls_;
 };
 

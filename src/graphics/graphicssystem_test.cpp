@@ -7,6 +7,7 @@
 
 #include "base/settings.h"
 #include "graphics/nullgraphics.h"
+#include "graphics/quietgraphics_for_test.h"
 
 namespace tarnvale {
 namespace {
@@ -28,38 +29,13 @@ public:
 };
 
 /// Answers CheckAvailable as told; everything else is of no interest.
-class Candidate final : public GraphicsSystem {
+class Candidate final : public QuietGraphics {
 public:
     Candidate(std::string name, int answer, std::string libraries = "")
-        : GraphicsSystem(std::move(name), 0, std::move(libraries)), answer_(answer) {}
-    [[nodiscard]] int GetTextureSize() const override { return 0; }
-    TextureHandle* CreateTexture(std::span<const std::byte>, TextureUse) override {
-        return nullptr;
-    }
-    void DestroyTexture(TextureHandle*) override {}
-    void RecycleTexture(TextureHandle*) override {}
-    Status Shutdown() override { return StatusCode::Ok; }
+        : QuietGraphics(std::move(name), 0, std::move(libraries)), answer_(answer) {}
     [[nodiscard]] int CheckAvailable() const override { return answer_; }
-    [[nodiscard]] std::unique_ptr<GraphicsSystem> CreateInstance() const override {
-        return nullptr;
-    }
-    void SetDepthWrite(bool) override {}
-    void SetAlphaTest(bool) override {}
-    void SetAlphaFunction(AlphaFunction, float) override {}
-    void EnableLight(int, bool) override {}
-    void SetLight(int, const Vec3f&, const Vec3f&, COLOR) override {}
-    void SetAmbient(COLOR) override {}
-    Status EndFrame() override { return StatusCode::Ok; }
-    void DrawLines(std::span<const Vec3f>, COLOR, LineMode) override {}
-    void DrawPoints(std::span<const Vec3f>, COLOR) override {}
-    void DrawSubterrainVeil() override {}
-    void DrawMeshes(const RenderMeshBatch&) override {}
-    void SetModelMatrix(std::span<const double, 16>) override {}
-    void BeginFrame(const RenderCamera&, int, int, FramePass) override {}
-    [[nodiscard]] DrawCounters Counters() const override { return {}; }
 
 private:
-    Status OpenDevice() override { return StatusCode::NotBuilt; }
     int answer_;
 };
 

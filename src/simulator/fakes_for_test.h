@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "base/clock.h"
-#include "graphics/graphicssystem.h"
+#include "graphics/quietgraphics_for_test.h"
 #include "simulator/scene.h"
 #include "simulator/simulatorhost.h"
 
@@ -51,24 +51,10 @@ private:
     int width_, height_;
 };
 
-class RecordingGraphics final : public GraphicsSystem {
+class RecordingGraphics final : public QuietGraphics {
 public:
     RecordingGraphics(Log& log, std::string name)
-        : GraphicsSystem(name, 0, ""), log_(log), name_(std::move(name)) {}
-    [[nodiscard]] int GetTextureSize() const override { return 512; }
-    [[nodiscard]] TextureHandle* CreateTexture(std::span<const std::byte>, TextureUse) override {
-        return nullptr;
-    }
-    void DestroyTexture(TextureHandle*) override {}
-    void RecycleTexture(TextureHandle*) override {}
-    Status Shutdown() override {
-        window_ = nullptr;
-        return StatusCode::Ok;
-    }
-    [[nodiscard]] int CheckAvailable() const override { return 0; }
-    [[nodiscard]] std::unique_ptr<GraphicsSystem> CreateInstance() const override {
-        return nullptr;
-    }
+        : QuietGraphics(name), log_(log), name_(std::move(name)) {}
     void SetDepthWrite(bool) override { Note("depth write"); }
     void SetAlphaTest(bool enable) override { Note(enable ? "alpha on" : "alpha off"); }
     void SetAlphaFunction(AlphaFunction function, float reference) override {
@@ -98,7 +84,6 @@ public:
         camera = given;
         Note(pass == FramePass::Full ? "begin" : "begin overlay");
     }
-    [[nodiscard]] DrawCounters Counters() const override { return {}; }
 
     RenderCamera camera;
     std::vector<Vec3f> meshes;
@@ -106,7 +91,6 @@ public:
     Status endStatus = StatusCode::Ok;
 
 private:
-    Status OpenDevice() override { return StatusCode::Ok; }
     void Note(const std::string& what) { log_.push_back(name_ + " " + what); }
     Log& log_;
     std::string name_;

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "graphics/graphicssystem.h"
+#include "graphics/quietgraphics_for_test.h"
 #include "streaming/bandwidthlimitedtexture.h"
 #include "streaming/tilesource.h"
 #include "terrain/terrainmodel.h"
@@ -48,10 +48,10 @@ private:
 };
 
 /// Keeps the tag of every texture, and refuses more textures than it is allowed.
-class FakeGraphics final : public GraphicsSystem {
+class FakeGraphics final : public QuietGraphics {
 public:
     explicit FakeGraphics(int side, std::size_t most = ~std::size_t{0})
-        : GraphicsSystem("fake", 0, ""), side_(side), most_(most) {
+        : QuietGraphics("fake"), side_(side), most_(most) {
         pixelFormat_ = TexturePixelFormat::Bgra;
     }
     [[nodiscard]] int GetTextureSize() const override { return side_; }
@@ -75,29 +75,11 @@ public:
     std::size_t destroyed = 0, recycled = 0, peak = 0;
     std::vector<std::uint32_t> made;  ///< tags, in the order of arrival
 
-    Status Shutdown() override { return StatusCode::Ok; }
-    [[nodiscard]] int CheckAvailable() const override { return 0; }
     [[nodiscard]] std::unique_ptr<GraphicsSystem> CreateInstance() const override {
         return std::make_unique<FakeGraphics>(side_, most_);
     }
-    void SetDepthWrite(bool) override {}
-    void SetAlphaTest(bool) override {}
-    void SetAlphaFunction(AlphaFunction, float) override {}
-    void EnableLight(int, bool) override {}
-    void SetLight(int, const Vec3f&, const Vec3f&, COLOR) override {}
-    void SetAmbient(COLOR) override {}
-    Status EndFrame() override { return StatusCode::Ok; }
-    void DrawLines(std::span<const Vec3f>, COLOR, LineMode) override {}
-    void DrawPoints(std::span<const Vec3f>, COLOR) override {}
-    void DrawSubterrainVeil() override {}
-    void DrawMeshes(const RenderMeshBatch&) override {}
-    void SetModelMatrix(std::span<const double, 16>) override {}
-    void BeginFrame(const RenderCamera&, int, int, FramePass) override {}
-    [[nodiscard]] DrawCounters Counters() const override { return {}; }
 
 private:
-    Status OpenDevice() override { return StatusCode::Ok; }
-
     int side_;
     std::size_t most_;
     std::uint64_t next_ = 1;
