@@ -245,11 +245,10 @@ void CTarnvaleApp::RestoreView() {
 }
 
 void CTarnvaleApp::ShowAbout() {
-    QMessageBox::about(
-        mainFrame_.get(), QStringLiteral("Tarnvale"),
-        QStringLiteral("<h3>Tarnvale %1</h3><p>%2</p><p>%3<br>Qt %4</p>")
-            .arg(applicationVersion(), TextOf("about_text"),
-                 TextOf(graphics_->Name().c_str()), QLatin1String(qVersion())));
+    QMessageBox::about(mainFrame_.get(), QStringLiteral("Tarnvale"),
+                       QStringLiteral("<h3>Tarnvale %1</h3><p>%2</p><p>%3<br>Qt %4</p>")
+                           .arg(applicationVersion(), TextOf("about_text"),
+                                TextOf(graphics_->Name().c_str()), QLatin1String(qVersion())));
 }
 
 }  // namespace tarnvale
