@@ -111,7 +111,7 @@ MIDDLE = "900x500+150+200"
 
 def colours(file, crop=MIDDLE):
     """Number of different colours in a part of a picture."""
-    answer = subprocess.run(["convert", file, "-crop", crop, "-unique-colors", "-format", "%w", "info:"],
+    answer = subprocess.run(["convert", file, "-crop", crop, "+repage", "-format", "%k", "info:"],
                             capture_output=True, text=True, check=True)
     return int(answer.stdout.split()[0])
 
