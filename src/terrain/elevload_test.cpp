@@ -87,6 +87,7 @@ TEST(ElevationLoading, ReadsEverySampleOnAllCores) {
     constexpr int columns = 700;
     constexpr int rows = 1300;
     std::vector<std::int16_t> cells;
+    cells.reserve(std::size_t{columns} * rows);
     for (int i = 0; i < columns * rows; ++i) {
         cells.push_back(static_cast<std::int16_t>((i * 2654435761U) >> 18));
     }

@@ -394,6 +394,7 @@ TEST(Raster, HandlesOfOneFileWorkOnManyThreads) {
     std::vector<std::vector<std::byte>> pictures(4);
     {
         std::vector<std::jthread> threads;
+        threads.reserve(pictures.size());
         for (std::vector<std::byte>& picture : pictures) {
             threads.emplace_back([&path, &picture] {
                 for (int turn = 0; turn < 3; ++turn) {

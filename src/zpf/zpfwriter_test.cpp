@@ -168,6 +168,7 @@ TEST(Writer, TilesEncodedOnManyThreadsAreTheSame) {
         std::vector<EncodedTile> tiles(6);
         {
             std::vector<std::jthread> threads;
+            threads.reserve(tiles.size());
             for (EncodedTile& tile : tiles) {
                 threads.emplace_back([&] {
                     if (!PROJECTWRITER::EncodeTile(spec, 0, cells, {}, tile).Good())
