@@ -8,7 +8,7 @@
 #include "app/apptext.h"
 #include "app/formrows.h"
 #include "base/inistore.h"
-#include "simulator/views.h"
+#include "base/views.h"
 
 namespace tarnvale {
 

@@ -6,9 +6,9 @@
 #include <memory>
 #include <string>
 
+#include "base/views.h"
 #include "graphics/renderwindow.h"
 #include "input/inputsystem.h"
-#include "simulator/views.h"
 
 namespace tarnvale {
 

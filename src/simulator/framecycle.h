@@ -4,12 +4,12 @@
 #include <cstdint>
 
 #include "base/status.h"
+#include "base/views.h"
 #include "graphics/graphicssystem.h"
 #include "simulator/frameobserver.h"
 #include "simulator/scene.h"
 #include "simulator/viewcameras.h"
 #include "simulator/viewer.h"
-#include "simulator/views.h"
 #include "terrain/terrainmodel.h"
 
 namespace tarnvale {

@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
+#include "base/views.h"
 #include "simulator/readoutscale.h"
 #include "simulator/readoutvalues.h"
-#include "simulator/views.h"
 
 namespace tarnvale {
 

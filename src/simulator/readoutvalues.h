@@ -3,7 +3,7 @@
 #include <array>
 #include <limits>
 
-#include "simulator/views.h"
+#include "base/views.h"
 
 namespace tarnvale {
 

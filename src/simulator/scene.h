@@ -11,12 +11,12 @@
 #include "base/progress.h"
 #include "base/status.h"
 #include "base/types.h"
+#include "base/views.h"
 #include "graphics/graphicssystem.h"
 #include "landscape/simfile.h"
 #include "simulator/box.h"
 #include "simulator/layerplacement.h"
 #include "simulator/viewer.h"
-#include "simulator/views.h"
 #include "streaming/texturemodel.h"
 #include "terrain/terrainmodel.h"
 

@@ -12,6 +12,7 @@
 #include "base/status.h"
 #include "base/types.h"
 #include "base/vec3f.h"
+#include "base/views.h"
 #include "graphics/graphicssystem.h"
 #include "input/flightinput.h"
 #include "landscape/simfile.h"
@@ -26,7 +27,6 @@
 #include "simulator/simulatorhost.h"
 #include "simulator/viewcameras.h"
 #include "simulator/viewer.h"
-#include "simulator/views.h"
 #include "simulator/viewzoom.h"
 
 namespace tarnvale {

@@ -3,10 +3,10 @@
 #include <array>
 #include <optional>
 
+#include "base/views.h"
 #include "graphics/rendermesh.h"
 #include "simulator/box.h"
 #include "simulator/viewer.h"
-#include "simulator/views.h"
 
 namespace tarnvale {
 
