@@ -23,6 +23,7 @@
 #include "app/splash.h"
 #include "app/statusprogress.h"
 #include "app/tarnvaleview.h"
+#include "app/tools.h"
 #include "base/inistore.h"
 #include "base/textres.h"
 #include "geom/transgen.h"
@@ -68,6 +69,7 @@ bool CTarnvaleApp::InitInstance() {
     MakeSideViews();
     if (!OpenInput()) return false;
     MakeToolWindows();
+    MakeTools();
     simulator_->SetProgress(&mainFrame_->Reporter());
     if (!OpenGraphics()) return false;
     sideViews_->Attach(graphics_, mainFrame_.get());
@@ -158,6 +160,14 @@ void CTarnvaleApp::MakeToolWindows() {
     assignments_->ShowAtStart();
 }
 
+void CTarnvaleApp::MakeTools() {
+    tools_ = std::make_unique<Tools>(*simulator_, mainFrame_.get());
+    connect(tools_.get(), &Tools::ModeChanged, this, [this](ToolMode mode) {
+        mainFrame_->ShowToolMode(static_cast<int>(mode));
+        RedrawView();
+    });
+}
+
 bool CTarnvaleApp::OpenInput() {
     if (input_ == nullptr) return true;
     const Status status = input_->Open(mainView_);
@@ -234,8 +244,10 @@ int CTarnvaleApp::Run() {
 
 void CTarnvaleApp::ExitInstance() {
     if (input_ != nullptr) input_->Close();
+    if (tools_ != nullptr) tools_->CloseWithProgram();
     if (assignments_ != nullptr) assignments_->CloseWithProgram();
     if (readouts_ != nullptr) readouts_->CloseWithProgram();
+    tools_.reset();
     assignments_.reset();
     readouts_.reset();
     options_.reset();

@@ -21,6 +21,7 @@ class InputAssignmentsPanel;
 class OptionsDialog;
 class ReadoutsWindow;
 class SideViews;
+class Tools;
 
 /// The program: owns the simulator and everything that lives as long as the process, brings the
 /// parts up in order, runs the message loop, and opens landscapes. Thread: the user interface's.
@@ -63,6 +64,7 @@ private:
     void MakeMainWindow();
     void MakeSideViews();
     void MakeToolWindows();
+    void MakeTools();
     [[nodiscard]] bool OpenInput();
     [[nodiscard]] bool OpenGraphics();
 
@@ -101,6 +103,7 @@ private:
     std::unique_ptr<Simulator> simulator_;
     std::unique_ptr<SideViews> sideViews_;
     std::unique_ptr<ReadoutsWindow> readouts_;
+    std::unique_ptr<Tools> tools_;
     std::unique_ptr<OptionsDialog> options_;  // made when first asked for
     std::unique_ptr<InputAssignmentsPanel> assignments_;
     FILEPATH landscape_;                 // the open one

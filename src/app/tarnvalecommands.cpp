@@ -18,6 +18,7 @@
 #include "app/sideviews.h"
 #include "app/tarnvale.h"
 #include "app/tarnvaleview.h"
+#include "app/tools.h"
 #include "app/viewdialog.h"
 #include "base/inistore.h"
 #include "base/settings.h"
@@ -186,11 +187,11 @@ void CTarnvaleApp::ChooseTheme(const QString& theme) {
 }
 
 bool CTarnvaleApp::SelectTool(ToolMode mode) {
-    // Only the viewpoint tool is there yet.
-    if (mode == ToolMode::Viewpoint) simulator_->SetToolMode(mode);
+    const bool selected = tools_->Select(mode);
+    // Refused, another button than the clicked one is down again.
     mainFrame_->ShowToolMode(static_cast<int>(simulator_->GetToolMode()));
     mainFrame_->FocusView();
-    return simulator_->GetToolMode() == mode;
+    return selected;
 }
 
 void CTarnvaleApp::AskForLandscape() {
