@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <functional>
 #include <string>
+#include <system_error>
 
 #include "base/types.h"
 
@@ -23,5 +24,11 @@ enum class FileText { Read, Missing, Unreadable };
 /// @return false if the file couldn't be read, changed or replaced, or `change` answered false
 [[nodiscard]] bool ChangeFileText(const FILEPATH& path, std::size_t limit,
                                   const std::function<bool(std::string&)>& change);
+
+/// Replaces a text file whole, or makes it: a temporary file beside it, fsync, rename. On failure
+/// the old file stays as it is. Permissions are kept; of a link the file that it names is replaced.
+/// There is no lock: of two writers at once the later wins.
+/// @return what went wrong; no error if all is well
+[[nodiscard]] std::error_code ReplaceFileText(const FILEPATH& path, const std::string& text);
 
 }  // namespace tarnvale

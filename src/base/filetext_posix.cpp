@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -62,25 +63,32 @@ bool Lock(int fd) {
     return false;
 }
 
-// The caller holds the lock, so one fixed name will do: what a killed writer left is written over.
-bool Replace(const FILEPATH& path, const std::string& text) {
-    FILEPATH temporary = path;
-    temporary += ".tmp";
+std::error_code LastFailure() {
+    return {errno, std::generic_category()};
+}
+
+// Gives the new text the name of `path`.
+// @param temporary  a name beside `path`
+// @param flags      for opening it
+std::error_code ReplaceBy(const FILEPATH& temporary, int flags, const FILEPATH& path,
+                          const std::string& text) {
     struct stat old {};
     const bool exists = ::stat(path.c_str(), &old) == 0;
-    if (exists && ::access(path.c_str(), W_OK) != 0) return false;  // its owner wants it to stay
-    const Descriptor file(temporary, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, 0666);
-    if (!file.Open()) return false;
+    // Where its owner wants a file to stay, a folder that can be written is no leave.
+    if (exists && ::access(path.c_str(), W_OK) != 0) return LastFailure();
+    const Descriptor file(temporary, O_WRONLY | O_CREAT | O_NOFOLLOW | flags, 0666);
+    if (!file.Open()) return LastFailure();
     if ((exists && ::fchmod(file.Get(), old.st_mode & 07777) != 0) || !WriteAll(file.Get(), text) ||
         ::fsync(file.Get()) != 0 || std::rename(temporary.c_str(), path.c_str()) != 0) {
+        const std::error_code failed = LastFailure();
         ::unlink(temporary.c_str());
-        return false;
+        return failed;
     }
     // The new name itself has to reach the disk; where a folder can't be synced, it still will
     // soon.
     const Descriptor folder(path.parent_path(), O_RDONLY | O_DIRECTORY);
     if (folder.Open()) ::fsync(folder.Get());
-    return true;
+    return {};
 }
 
 }  // namespace
@@ -125,7 +133,18 @@ bool ChangeFileText(const FILEPATH& path, std::size_t limit,
     if (!lock.Open() || !Lock(lock.Get())) return false;
     std::string text;
     if (ReadFileText(target, limit, text) == FileText::Unreadable) return false;
-    return change(text) && Replace(target, text);
+    // The lock is held, so one fixed name will do: what a killed writer left is written over.
+    return change(text) && !ReplaceBy(FILEPATH(target) += ".tmp", O_TRUNC, target, text);
+}
+
+std::error_code ReplaceFileText(const FILEPATH& path, const std::string& text) {
+    std::error_code failed;
+    const FILEPATH target =
+        std::filesystem::weakly_canonical(std::filesystem::absolute(path, failed), failed);
+    if (failed) return failed;
+    static std::atomic<unsigned> count{0};  // for names of this process's own
+    const std::string own = '.' + std::to_string(::getpid()) + '-' + std::to_string(++count);
+    return ReplaceBy(FILEPATH(target) += own + ".tmp", O_EXCL, target, text);
 }
 
 }  // namespace tarnvale

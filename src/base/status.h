@@ -16,6 +16,8 @@ enum class StatusCode : std::int32_t {
     NotBuilt = -1204,  ///< a structure or pixel format could not be built
     BadState = -1213,  ///< bad state, no window, index out of range or missing object
     ScriptNotLoaded = -1223,
+    AtlasIncomplete = -1563,  ///< an atlas file that is missing, or lacks title, file or object
+    ObjectNotFound = -2012,   ///< a project file has no object of that path
     FileNotFound = -2201,
     NotALandscape = -2202,  ///< the file isn't a project file at all
     FileDamaged = -2203,    ///< truncated, flipped bytes, contradictory sizes
