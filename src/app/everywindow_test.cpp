@@ -105,7 +105,7 @@ protected:
     }
     OptionsContext Context() {
         OptionsContext context{simulator, systems, &keyboard, {}};
-        context.hasOverlays = context.hasCompass = context.hasMapLocator = true;
+        context.hasOverlays = true;
         return context;
     }
 

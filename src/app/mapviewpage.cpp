@@ -118,17 +118,12 @@ void MapViewPage::LandscapeOpened() {
 }
 
 void MapViewPage::Enable() {
-    if (!context_.hasMapLocator) {
-        TurnOff(locator_);
-        TurnOff(configure_);
-    }
     const bool compass = compass_->isChecked();
     for (QWidget* const part :
          {static_cast<QWidget*>(compassSize_), static_cast<QWidget*>(north_),
           static_cast<QWidget*>(cardinal_), static_cast<QWidget*>(intermediate_)}) {
-        part->setEnabled(compass && context_.hasCompass);
+        part->setEnabled(compass);
     }
-    if (!context_.hasCompass) TurnOff(compass_);
 }
 
 void MapViewPage::OpenLocatorColors() {

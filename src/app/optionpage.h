@@ -22,7 +22,7 @@ struct OptionsContext {
     std::function<bool(GraphicsSystem*)> changeGraphicsSystem;
     std::function<UserUnit(UnitUse)> unit = UserUnitFor;
     /// What is drawn at all: options of things that aren't there yet can be seen but not used.
-    bool hasOverlays = false, hasCompass = false, hasMapLocator = false;
+    bool hasOverlays = false;
 };
 
 /// One page of the options dialog. What can be seen in the view goes through the trial as soon as

@@ -440,7 +440,6 @@ TEST_F(OptionsDialogTest, ASystemsOwnControlsShowOnlyWhileItIsSelected) {
 }
 
 TEST_F(OptionsDialogTest, AMapThatTurnsWithTheViewerOffersOnlyTheArrow) {
-    context.hasMapLocator = true;
     Open();
     ShowPage(kMapView);
     auto& orientation = Get<QComboBox>(*dialog, "orientation_c");
@@ -460,11 +459,10 @@ TEST_F(OptionsDialogTest, AMapThatTurnsWithTheViewerOffersOnlyTheArrow) {
 
 TEST_F(OptionsDialogTest, WhatIsNotDrawnYetCanBeSeenButNotUsed) {
     Open();
-    for (const char* name : {"locator_c", "configure_", "compass", "size_c",
-                             "exaggerate_extruded_polygons", "volume_of_interest_transparency"}) {
+    for (const char* name : {"exaggerate_extruded_polygons", "volume_of_interest_transparency"}) {
         EXPECT_FALSE(Get<QWidget>(*dialog, name).isEnabled()) << name;
     }
-    EXPECT_FALSE(Get<QWidget>(*dialog, "locator_c").toolTip().isEmpty());
+    EXPECT_FALSE(Get<QWidget>(*dialog, "exaggerate_extruded_polygons").toolTip().isEmpty());
 }
 
 TEST_F(OptionsDialogTest, ADialogThatGoesUndoesWhatWasOnlyTried) {
@@ -625,7 +623,7 @@ TEST_F(OptionsDialogTest, EveryControlHasANameAndNoTwoShareALetter) {
     for (const char* language : {"en", "de"}) {
         ::setenv("LC_ALL", language, 1);
         TEXTRES::Terminate();
-        context.hasOverlays = context.hasCompass = context.hasMapLocator = true;
+        context.hasOverlays = true;
         Open();
         for (int i = kGraphics; i <= kExaggeration; ++i) {
             const QWidget& page = *dialog->Page(i);

@@ -125,6 +125,7 @@ void FrameCycle::DrawView(const FrameScene& frame, int view, Status& result) {
         around.northAtCentre =
             frame.scene.NorthDegrees(static_cast<float>(around.sceneBox.CentreX()),
                                      static_cast<float>(around.sceneBox.CentreY()));
+        mapWidth_ = static_cast<float>(ViewCameras::MapWidth(around));
     }
     camera_ = {};
     frame.cameras.Compute(view, frame.viewer, around, camera_);
@@ -262,16 +263,54 @@ Status FrameCycle::DrawTexture(TerrainLayer& layer, int view, int index, float e
 
 void FrameCycle::EndViewPass(const FrameScene& frame, int view) {
     const Stopwatch watch(timing_, times_.draw);
-    if (view != View::kMap) {
-        const Vec3f eye = frame.viewer.Position();
-        if (eye.z < frame.scene.FirstLayer(eye.x, eye.y) * frame.exaggeration)
-            graphics_->DrawSubterrainVeil();
+    if (pictures_[view].width > 0 && pictures_[view].height > 0) {
+        if (view == View::kMap) DrawLocator(frame);
+        if (view == View::kMain && settings::Compass.Get()) DrawCompass(frame);
     }
+    if (view != View::kMap) DrawVeil(frame);
     RenderMesh& scratch = graphics_->ScratchMesh();
     scratch.colour = COLOR::Plain();
     scratch.wireframe = true;
     scratch.texture = nullptr;
     (void)graphics_->EndFrame();
+}
+
+void FrameCycle::DrawCompass(const FrameScene& frame) {
+    const ViewPicture& picture = pictures_[View::kMain];
+    const Axes& axes = frame.viewer.FlightAxes();
+    compass_.Draw(
+        *graphics_, camera_, static_cast<float>(picture.width) / static_cast<float>(picture.height),
+        {frame.viewer.Position(), axes.right, axes.forward, axes.up, frame.northAtViewer});
+}
+
+void FrameCycle::DrawLocator(const FrameScene& frame) {
+    LocatorScene shown;
+    shown.viewer = frame.viewer.Position();
+    shown.lookAt = frame.viewer.LookAt();
+    shown.forward = frame.viewer.SideAxes().forward;
+    shown.beyond = frame.scene.LongerSide() * settings::MapExtents * 0.01F;
+    shown.unit = mapWidth_ * MapLocator::kPixels / static_cast<float>(pictures_[View::kMap].height);
+    Vec3d map;
+    Vec3f ground;
+    if (frame.scene.Reference().PickPoint(shown.viewer, shown.lookAt, map, false) &&
+        frame.scene.MapToScene(map, frame.exaggeration, ground).Good()) {
+        shown.centre = ground;
+    }
+    locator_.Draw(*graphics_, camera_, shown);
+}
+
+void FrameCycle::DrawVeil(const FrameScene& frame) {
+    const Vec3f eye = frame.viewer.Position();
+    if (eye.z >= frame.scene.FirstLayer(eye.x, eye.y) * frame.exaggeration) return;
+    RenderMesh& scratch = graphics_->ScratchMesh();
+    scratch.Clear();
+    scratch.kind = PrimitiveKind::List;
+    scratch.wireframe = false;
+    // Without any extent: it brings a system back to drawing plain surfaces.
+    for (int i = 0; i < 3; ++i) scratch.vertices.Append(Vec3f{});
+    graphics_->DrawMeshes(graphics_->ScratchBatch());
+    scratch.Clear();
+    graphics_->DrawSubterrainVeil();
 }
 
 void FrameCycle::DrawTerrainMesh(TerrainPrimitive& mesh) {

@@ -6,6 +6,8 @@
 #include "base/status.h"
 #include "base/views.h"
 #include "graphics/graphicssystem.h"
+#include "overlays/compass.h"
+#include "overlays/maplocator.h"
 #include "simulator/frameobserver.h"
 #include "simulator/scene.h"
 #include "simulator/viewcameras.h"
@@ -62,6 +64,9 @@ private:
     void FlushForObserver();
     Status DrawTexture(TerrainLayer& layer, int view, int index, float exaggeration);
     void EndViewPass(const FrameScene& frame, int view);
+    void DrawCompass(const FrameScene& frame);
+    void DrawLocator(const FrameScene& frame);
+    void DrawVeil(const FrameScene& frame);
     void DrawTerrainMesh(TerrainPrimitive& mesh) override;
     void DrawWatched(TerrainPrimitive& mesh);
     void Raise(TerrainPrimitive& mesh) const;
@@ -70,6 +75,9 @@ private:
     RenderCamera camera_;  // of the current view; of the current layer while it is drawn
     std::array<ViewPicture, View::kCount> pictures_{};
     TerrainPrimitive mapGrid_;
+    float mapWidth_ = 0;  // scene units
+    Compass compass_;
+    MapLocator locator_;
     GraphicsSystem* graphics_ = nullptr;  // the current view's, on loan
     TextureModel* texture_ = nullptr;     // of the texture being drawn; null: plain or wireframe
     int textureIndex_ = 0;

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "overlays/maplocator.h"
+
 namespace tarnvale {
 
 /// Least and greatest value that a number may have.
@@ -76,9 +78,8 @@ struct TerrainDetail {
 /// Puts all three in force and writes them.
 void KeepTerrainDetail(const TerrainDetail& detail);
 
-/// Marks in the map view, as `MapLocator` numbers them.
-enum class LocatorKind : std::int32_t { ViewerCenter = 0, Arrow = 1 };
-/// @return the kinds that can be chosen: a map that turns with the viewer has only the arrow
+/// @return the marks of the map view that can be chosen: a map that turns with the viewer has only
+/// the arrow
 [[nodiscard]] std::vector<LocatorKind> LocatorKinds(bool northUp);
 
 }  // namespace tarnvale

@@ -27,6 +27,7 @@ protected:
         settings::VerticalExaggeration.SetUnsaved(1);
         settings::Wireframe.SetUnsaved(false);
         settings::TerrainChoice.SetUnsaved(1);
+        settings::Compass.SetUnsaved(false);
         specs["land"] = {};
         ASSERT_TRUE(simulator->Initialize(nullptr).Good());
     }
@@ -36,6 +37,7 @@ protected:
         settings::VerticalExaggeration.SetUnsaved(1);
         settings::Wireframe.SetUnsaved(false);
         settings::TerrainChoice.SetUnsaved(1);
+        settings::Compass.SetUnsaved(true);
         TerrainModel::SetVerticalScale(1);
     }
     // An open graphics system on a view, named after it.
@@ -158,7 +160,9 @@ TEST_F(SimulatorTest, SideViewsComeFirstAndTheMapIsFlat) {
     EXPECT_LT(mapBegin, mapEnd);
     EXPECT_LT(mapEnd, mainBegin);
     EXPECT_EQ(std::find(mapBegin, mapEnd, "land draw"), mapEnd) << "no relief in the map";
-    EXPECT_EQ(*(mapEnd - 1), "6 begin overlay");
+    const Log marks(std::find(mapBegin, mapEnd, "6 alpha off"), mapEnd);
+    EXPECT_THAT(marks, ElementsAre("6 alpha off", "6 begin overlay",  // for points over the map
+                                   "6 begin overlay", "6 lines", "6 lines", "6 lines"));
     EXPECT_TRUE(std::ranges::all_of(map.meshes, [](const Vec3f& v) { return v.z == 0; }));
     EXPECT_TRUE(map.camera.overrideFog);
     EXPECT_FALSE(map.camera.fogOn);
@@ -195,7 +199,27 @@ TEST_F(SimulatorTest, PlanesReachTheFarthestVisibleCorner) {
     EXPECT_EQ(main.camera.fieldOfView, 45);
     EXPECT_FALSE(main.camera.overrideFog);
     ASSERT_TRUE(simulator->PlaceByLookAt({0, -650, 20}, {325, -325, 0}, true).Good());
-    EXPECT_EQ(log[log.size() - 2], "16 veil") << "the ground stands at 100, the viewer at 20";
+    const Log last(log.end() - 3, log.end());
+    EXPECT_THAT(last, ElementsAre("16 meshes", "16 veil", "16 end"))
+        << "the ground stands at 100, the viewer at 20";
+}
+
+TEST_F(SimulatorTest, TheCompassComesLastInTheMainViewAlone) {
+    const auto& main = Attach(View::kMain);
+    Attach(View::kRear);
+    ASSERT_TRUE(simulator->BuildScene({Entry("land", {})}).Good());
+    ASSERT_TRUE(simulator->PlaceByLookAt({0, -650, 20}, {325, -325, 0}, true).Good());
+    const Log without = Frame();
+    const RenderCamera camera = main.camera;
+    settings::Compass.SetUnsaved(true);
+    EXPECT_THAT(Frame(), testing::Contains("16 begin overlay").Times(1));
+    EXPECT_EQ(std::ranges::count(log, "2 begin overlay"), 0);
+    EXPECT_GT(std::ranges::find(log, "16 begin overlay"), std::ranges::find(log, "16 alpha off"));
+    EXPECT_LT(std::ranges::find(log, "16 begin overlay"), std::ranges::find(log, "16 veil"));
+    EXPECT_EQ(main.camera.farPlane, 10);
+    settings::Compass.SetUnsaved(false);
+    EXPECT_EQ(Frame(), without);
+    EXPECT_EQ(main.camera.farPlane, camera.farPlane);
 }
 
 TEST_F(SimulatorTest, TheCustomViewMovesTheViewerOnlyForItself) {

@@ -60,6 +60,7 @@ TEST(SteadyFrame, AllocatesNothing) {
         ASSERT_TRUE(Settle(simulator, EyeAt(frame), target));
     ASSERT_GT(main.Counters().triangles, 500U);
     const FlightInput still;
+    ASSERT_TRUE(settings::Compass.Get());
     for (int frame = 0; frame < kFrames; ++frame) {
         const std::size_t before = Allocations();
         const Status placed = simulator.PlaceByLookAt(EyeAt(frame), target, true);
@@ -67,6 +68,18 @@ TEST(SteadyFrame, AllocatesNothing) {
         EXPECT_EQ(Allocations(), before) << "frame " << frame;
         EXPECT_TRUE(placed.Good() && updated.Good());
     }
+    // Under ground, where the veil is drawn; nothing but sky ahead; and the other mark in the map.
+    const Vec3f deep{7500, -7500, -50}, high{7500, -7500, 9000};
+    for (const int locator : {0, 1}) {
+        settings::MapLocator.SetUnsaved(locator);
+        for (const Vec3f& ahead : {target, high}) {
+            ASSERT_TRUE(Settle(simulator, deep, ahead));
+            const std::size_t before = Allocations();
+            EXPECT_TRUE(simulator.PlaceByLookAt(deep, ahead, true).Good());
+            EXPECT_EQ(Allocations(), before) << locator;
+        }
+    }
+    settings::MapLocator.SetUnsaved(0);
     EXPECT_GT(Allocations(), 0U) << "nothing is counted at all";
     simulator.Unload();
 }

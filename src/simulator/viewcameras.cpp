@@ -102,8 +102,7 @@ void ViewCameras::Compute(int view, const Viewer& viewer, const CameraSurroundin
     MakeUsable(camera);
 }
 
-void ViewCameras::ComputeMap(const Viewer& viewer, const CameraSurroundings& around,
-                             RenderCamera& camera) {
+double ViewCameras::MapWidth(const CameraSurroundings& around) {
     const Box& box = around.sceneBox;
     const double dx = box.xMax - box.xMin, dy = box.yMax - box.yMin;
     const double aspect = around.aspect;
@@ -116,7 +115,13 @@ void ViewCameras::ComputeMap(const Viewer& viewer, const CameraSurroundings& aro
         width = std::sqrt(dx * dx + dy * dy);
         if (aspect < 1) width /= aspect;
     }
-    width *= settings::MapExtents * 0.01;
+    return width * (settings::MapExtents * 0.01);
+}
+
+void ViewCameras::ComputeMap(const Viewer& viewer, const CameraSurroundings& around,
+                             RenderCamera& camera) {
+    const Box& box = around.sceneBox;
+    const double width = MapWidth(around);
     camera.eye.x = static_cast<float>(box.CentreX());
     camera.eye.y = static_cast<float>(box.CentreY());
     if (settings::MapExtents < 100) {

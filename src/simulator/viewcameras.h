@@ -36,6 +36,9 @@ public:
     /// @param target  scene x, y and elevation; none: the view looks forward
     void SetTarget(int view, std::optional<Vec3f> target);
 
+    /// Scene units that the map view spans, about its height as it is drawn.
+    [[nodiscard]] static double MapWidth(const CameraSurroundings& around);
+
     /// Sets eye, look-at, up and field of view of `camera`; the rest stays. Look-at differs from
     /// the eye and up isn't along the line of sight, whatever the viewer's state.
     void Compute(int view, const Viewer& viewer, const CameraSurroundings& around,

@@ -90,12 +90,12 @@ std::optional<Vec3d> Walk(const Ray& ray, const Ground& ground) {
 bool QuadtreeMorphTerrain::Intersect(const Vec3d& a, const Vec3d& b, const COORDREFSYS& system,
                                      Vec3d& hit) const {
     if (!open_) return false;
-    TransGen other;
+    std::optional<TransGen> other;  // only where it is needed: making one takes memory
     const TransGen* transform = &transform_;
     if (system.Wkt() != transform_.OutputCoordRefSys().Wkt()) {
         other = transform_;
-        if (!TransGenSetOutputMapCoordRefSys(other, system).Good()) return false;
-        transform = &other;
+        if (!TransGenSetOutputMapCoordRefSys(*other, system).Good()) return false;
+        transform = &*other;
     }
     Vec3d from = a;
     Vec3d to = b;

@@ -102,6 +102,8 @@ bool RenderFlight::Run(std::string& problem) {
 }
 
 bool RenderFlight::ApplySettings(std::string& problem) {
+    // Pictures and figures are of the landscape; instruments come when they are asked for.
+    settings::Compass.SetUnsaved(false);
     for (const auto& [key, value] : options_.settings) {
         if (!settings::SetFromText(key, value)) {
             problem =

@@ -1,0 +1,177 @@
+#include "overlays/compass.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <tuple>
+#include <vector>
+
+#include "base/settings.h"
+#include "overlays/recordinggraphics_for_test.h"
+
+namespace tarnvale {
+namespace {
+
+using testing::ElementsAre;
+
+constexpr float kWide = 1.5F;
+
+class CompassTest : public testing::Test {
+protected:
+    void SetUp() override {
+        camera.fieldOfView = 45;
+        camera.nearPlane = 10;
+        camera.farPlane = 5000;
+    }
+    void TearDown() override { settings::CompassSize.SetUnsaved(1); }
+
+    // Drawn for a viewer who looks north. The rose's own coordinates: those of its middle are off.
+    const std::vector<fakes::DrawingRecorder::Mesh>& Draw() {
+        graphics.meshes.clear();
+        graphics.calls.clear();
+        graphics.models.clear();
+        compass.Draw(graphics, camera, kWide, pose);
+        for (auto& mesh : graphics.meshes) {
+            for (Vec3f& vertex : mesh.vertices) vertex -= kMiddle;
+        }
+        return graphics.meshes;
+    }
+
+    static constexpr Vec3f kMiddle{0.9F, 2.0F, -0.6F};  // 0.6 x 1.5 to the right
+
+    Compass compass;
+    fakes::DrawingRecorder graphics;
+    RenderCamera camera;
+    CompassPose pose{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}, 0};
+};
+
+MATCHER_P2(IsAt, point, tolerance, "") {
+    return Length(arg - point) <= tolerance;
+}
+
+std::vector<Vec3f> TipsOf(const fakes::DrawingRecorder::Mesh& mesh) {
+    std::vector<Vec3f> tips;  // the third vertex of the last side but one, in either kind of head
+    for (std::size_t i = 14; i < mesh.vertices.size(); i += 18) tips.push_back(mesh.vertices[i]);
+    return tips;
+}
+
+TEST_F(CompassTest, FiveBodiesInTheirColoursFollowEachOther) {
+    const auto& meshes = Draw();
+    ASSERT_EQ(meshes.size(), 5U);
+    constexpr COLOR kGrey{0x7F7F, 0x7F7F, 0x7F7F, 0};
+    const std::tuple<std::size_t, PrimitiveKind, COLOR> expected[] = {
+        {18, PrimitiveKind::List, {30000, 0, 0, 0}}, {54, PrimitiveKind::List, {0, 0, 30000, 0}},
+        {72, PrimitiveKind::List, {0, 20000, 0, 0}}, {168, PrimitiveKind::Strip, kGrey},
+        {252, PrimitiveKind::Strip, kGrey},
+    };
+    for (std::size_t i = 0; i < 5; ++i) {
+        const auto& [vertices, kind, colour] = expected[i];
+        EXPECT_EQ(meshes[i].vertices.size(), vertices) << i;
+        EXPECT_EQ(meshes[i].normals.size(), vertices) << i;
+        EXPECT_EQ(meshes[i].kind, kind) << i;
+        EXPECT_EQ(meshes[i].colour, colour) << i;
+        EXPECT_FALSE(meshes[i].wireframe) << i;
+    }
+    constexpr float kNear = 1e-6F, kTip = 0.1875F, kOblique = 0.09943125F;
+    EXPECT_THAT(TipsOf(meshes[0]), ElementsAre(IsAt(Vec3f{0, kTip, 0}, kNear)));
+    EXPECT_THAT(TipsOf(meshes[1]),
+                ElementsAre(IsAt(Vec3f{0, -kTip, 0}, kNear), IsAt(Vec3f{kTip, 0, 0}, kNear),
+                            IsAt(Vec3f{-kTip, 0, 0}, kNear)));
+    EXPECT_THAT(TipsOf(meshes[2]), ElementsAre(IsAt(Vec3f{kOblique, kOblique, 0}, kNear),
+                                               IsAt(Vec3f{-kOblique, kOblique, 0}, kNear),
+                                               IsAt(Vec3f{kOblique, -kOblique, 0}, kNear),
+                                               IsAt(Vec3f{-kOblique, -kOblique, 0}, kNear)));
+    // The lower half of the hub comes first.
+    EXPECT_NEAR(meshes[3].vertices.back().z, -0.0625F, kNear);
+    EXPECT_NEAR(meshes[4].vertices.front().z, 0.0625F, kNear);
+}
+
+TEST_F(CompassTest, TheNorthHeadIsMadeOfTheseTriangles) {
+    const auto& north = Draw().front();
+    const Vec3f tip{0, 0.1875F, 0}, a{-0.03125F, 0.09375F, 0}, b{0.03125F, 0.09375F, 0};
+    const Vec3f c{0, 0.09375F, 0.015625F}, d{0, 0.09375F, -0.015625F};
+    constexpr float n1 = 0.447214F, n2 = 0.894427F;
+    const std::tuple<Vec3f, Vec3f, Vec3f, Vec3f> triangles[] = {
+        {a, c, tip, {-n1, 0, n2}},  {c, b, tip, {n1, 0, n2}},  {a, b, c, {0, -1, 0}},
+        {a, d, tip, {-n1, 0, -n2}}, {d, b, tip, {n1, 0, -n2}}, {a, b, d, {0, -1, 0}},
+    };
+    std::size_t at = 0;
+    for (const auto& [first, second, third, normal] : triangles) {
+        for (const Vec3f& vertex : {first, second, third}) {
+            EXPECT_THAT(north.vertices[at], IsAt(vertex, 1e-6F)) << at;
+            EXPECT_THAT(north.normals[at], IsAt(normal, 1e-6F)) << at;
+            ++at;
+        }
+    }
+}
+
+// A normal that points inward leaves its face dark.
+TEST_F(CompassTest, EveryFaceLooksOutward) {
+    const auto& meshes = Draw();
+    for (std::size_t part = 0; part < 3; ++part) {
+        const auto& [kind, colour, wireframe, vertices, normals] = meshes[part];
+        for (std::size_t head = 0; head < vertices.size(); head += 18) {
+            Vec3f middle;
+            for (std::size_t i = head; i < head + 18; ++i) middle += vertices[i] * (1.0F / 18);
+            for (std::size_t i = head; i < head + 18; i += 3) {
+                const Vec3f face = (vertices[i] + vertices[i + 1] + vertices[i + 2]) * (1.0F / 3);
+                EXPECT_GT(Dot(normals[i], face - middle), 0) << part << " " << i;
+                EXPECT_NEAR(Length(normals[i]), 1, 2e-4) << part << " " << i;
+                const Vec3f across =
+                    Cross(vertices[i + 1] - vertices[i], vertices[i + 2] - vertices[i]);
+                EXPECT_GT(std::abs(Dot(Normalized(across), normals[i])), 0.97) << part << " " << i;
+            }
+        }
+    }
+    for (const std::size_t hub : {3U, 4U}) {
+        for (std::size_t i = 0; i < meshes[hub].vertices.size(); ++i)
+            EXPECT_THAT(meshes[hub].vertices[i] * 16, IsAt(meshes[hub].normals[i], 1e-4F)) << i;
+    }
+}
+
+TEST_F(CompassTest, ItsPassHasPlanesAndALightOfItsOwnAndLeavesNothingBehind) {
+    Draw();
+    EXPECT_THAT(graphics.calls,
+                ElementsAre("begin overlay", "matrix", "set light 0", "light 0 on", "meshes",
+                            "meshes", "meshes", "meshes", "meshes", "light 0 off", "matrix"));
+    EXPECT_EQ(graphics.camera.nearPlane, 1);
+    EXPECT_EQ(graphics.camera.farPlane, 10);
+    EXPECT_EQ(graphics.camera.fieldOfView, 45);
+    EXPECT_EQ(camera.nearPlane, 10) << "the view's own planes stay";
+    EXPECT_THAT(graphics.models.back(),
+                ElementsAre(1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1));
+    EXPECT_TRUE(graphics.ScratchMesh().vertices.Empty());
+    EXPECT_TRUE(graphics.ScratchMesh().normals.Empty());
+    EXPECT_THAT(graphics.light, IsAt(kMiddle + Vec3f{0, 1, 1}, 1e-6F));
+    EXPECT_THAT(graphics.lightDirection, IsAt(Vec3f{0, -1, -1}, 1e-6F));
+}
+
+TEST_F(CompassTest, TrueNorthToTheLeftOfGridNorthTurnsItLeft) {
+    pose.northDegrees = 30;
+    const auto& meshes = Draw();
+    EXPECT_THAT(TipsOf(meshes[0]), ElementsAre(IsAt(Vec3f{-0.09375F, 0.1623798F, 0}, 1e-6F)));
+    EXPECT_THAT(graphics.light, IsAt(kMiddle + Vec3f{-0.5F, 0.8660254F, 1}, 1e-6F));
+}
+
+TEST_F(CompassTest, SizesFromAPointToTwice) {
+    settings::CompassSize.SetUnsaved(2);
+    EXPECT_THAT(TipsOf(Draw()[0]), ElementsAre(IsAt(Vec3f{0, 0.375F, 0}, 1e-6F)));
+    EXPECT_THAT(graphics.light, IsAt(kMiddle + Vec3f{0, 2, 2}, 1e-6F));
+    settings::CompassSize.SetUnsaved(0);
+    for (const auto& mesh : Draw()) EXPECT_THAT(mesh.vertices, testing::Each(IsAt(Vec3f{}, 1e-6F)));
+}
+
+// 32-bit numbers that far out are half a unit apart, more than the rose's whole width.
+TEST_F(CompassTest, FarFromTheOriginItKeepsItsShape) {
+    const auto near = Draw();
+    pose.eye = {5'000'000, -7'000'000, 3000};
+    const auto& far = Draw();
+    for (std::size_t i = 0; i < near.size(); ++i) EXPECT_EQ(near[i].vertices, far[i].vertices) << i;
+    EXPECT_EQ(graphics.models.front()[12], 5'000'000);
+    EXPECT_EQ(graphics.models.front()[13], -7'000'000);
+    EXPECT_EQ(graphics.models.front()[14], 3000);
+}
+
+}  // namespace
+}  // namespace tarnvale
