@@ -35,7 +35,23 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
         desktop.xdotool("windowfocus", "--sync", desktop.window("Options"))
         desktop.key(*["ctrl+Tab"] * page)
 
-    options(5)
+    # The compass goes and comes with its box.
+    options(4)
+    dialog = desktop.window("Options")
+    desktop.xdotool("windowmove", "--sync", dialog, 10, 40)
+    answer = desktop.xdotool("getwindowgeometry", "--shell", main)
+    geometry = {key: int(value) for key, value in (line.split("=") for line in answer.splitlines())}
+    corner = (f"{geometry['WIDTH'] // 4}x{geometry['HEIGHT'] // 4}+{geometry['X'] + geometry['WIDTH'] * 3 // 4}"
+              f"+{geometry['Y'] + geometry['HEIGHT'] * 7 // 10}")
+    desktop.key("alt+m")
+    time.sleep(1)
+    check(difference(plain, desktop.picture("no_compass"), corner) > 0.005, "the compass goes as soon as it is unticked")
+    desktop.key("Escape")
+    wait_for(lambda: not desktop.window("Options"), 5, "the end of the options")
+    time.sleep(1)
+    check(difference(plain, desktop.picture("compass"), corner) < 0.002, "and comes back on Cancel")
+
+    options(1)  # the page shown last comes first
     desktop.key("alt+v", "3", "Tab")
     time.sleep(1)
     check(difference(plain, desktop.picture("tried"), VIEW) > 0.01, "an exaggeration that is tried shows at once")
@@ -48,7 +64,7 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     check(difference(plain, desktop.picture("cancelled"), VIEW) < 0.004, "Cancel brings the picture back")
     check(stored(desktop, "VerticalExaggeration") is None, "and stores nothing")
 
-    options(0)  # the page shown last comes first
+    options(0)
     desktop.key("alt+v", "2", "Return")
     wait_for(lambda: not desktop.window("Options"), 5, "the end of the options")
     time.sleep(1)
