@@ -19,6 +19,7 @@
 #include "app/graphicspage.h"
 #include "app/mapviewpage.h"
 #include "app/numberfield.h"
+#include "app/skypage.h"
 #include "app/terrainpage.h"
 
 namespace tarnvale {
@@ -32,6 +33,7 @@ OptionsDialog::OptionsDialog(OptionsContext context, QWidget* parent)
     auto* const effects = Add<EffectsPage>("effects");
     graphics_->Panel().Share("antialias", effects->Antialias());
     graphics_->Panel().Share("smooth_texture", effects->SmoothTexture());
+    Add<SkyPage>("sky_page");
     Add<TerrainPage>("terrain");
     Add<ControlsPage>("controls");
     Add<MapViewPage>("map_view");

@@ -331,6 +331,10 @@ Status CTarnvaleApp::OpenLandscape(const FILEPATH& path) {
     landscape_ = file;
     sideViews_->CloseLandscapeViews();
     if (options_ != nullptr) options_->LandscapeOpened();
+    if (const std::string& problem = simulator_->SkyProblem(); !problem.empty()) {
+        QMessageBox::warning(mainFrame_.get(), QStringLiteral("Tarnvale"),
+                             QString::fromStdString(problem));
+    }
     mainFrame_->AddRecentFile(file);
     mainFrame_->ShowLandscapeName(file);
     _iniWrite("SimulatorFilePath", file.string());

@@ -67,6 +67,9 @@ void CTarnvaleApp::OnCommand(Command command, bool checked) {
         case Command::ViewWireframe:
             ToggleWireframe();
             break;
+        case Command::ViewSky:
+            settings::Sky.Set(!settings::Sky.Get());
+            break;
         case Command::ViewFullScreen:
             mainFrame_->ShowFullScreen(!mainFrame_->isFullScreen());
             break;
@@ -111,6 +114,7 @@ void CTarnvaleApp::UpdateChecks() {
     menu.Check(Command::ViewControls, assignments_->isVisible());
     menu.Check(Command::ViewWireframe, settings::Wireframe.Get());
     menu.Check(Command::ViewSky, settings::Sky.Get());
+    menu.Enable(Command::ViewSky, !opening_ && !simulator_->Skies().empty());
     menu.Check(Command::ViewFullScreen, mainFrame_->isFullScreen());
     for (int view = View::kLeft; view <= View::kMap; ++view) {
         menu.Check(static_cast<Command>(static_cast<int>(Command::WindowLeft) + view),
@@ -119,7 +123,7 @@ void CTarnvaleApp::UpdateChecks() {
     menu.Check(Command::WindowCustom, sideViews_->IsShown(View::kCustom));
     menu.ShowAppearance(Stored("Language"), Stored("Theme"));
     // What these open isn't there yet.
-    for (const Command later : {Command::FileChooseAtlas, Command::ViewSky, Command::ViewPOIs}) {
+    for (const Command later : {Command::FileChooseAtlas, Command::ViewPOIs}) {
         menu.Enable(later, false);
     }
 }

@@ -105,7 +105,8 @@ public:
     [[nodiscard]] virtual int GetTextureSize() const = 0;
     /// @param pixels  Terrain: side x side pixels in PixelFormat(), bottom row first; Sky: the size
     /// of
-    ///                SetSkyTextureSize in blue, green, red, spare
+    ///                SetSkyTextureSize in blue, green, red, spare; smoothed, its columns end at
+    ///                the picture's sides, its rows go on mirrored beyond them
     /// @return null when memory or the budget for textures is out; nothing is reported
     [[nodiscard]] virtual TextureHandle* CreateTexture(std::span<const std::byte> pixels,
                                                        TextureUse use) = 0;

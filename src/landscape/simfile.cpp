@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <system_error>
 #include <utility>
 
@@ -81,10 +82,15 @@ Status AddSkies(const ZPF::FILEHANDLE& file, int parent, int widest, QNLIST<SimS
     return StatusCode::Ok;
 }
 
-/// The reference file of skies, beside the program or among its resources; empty if there is none.
+/// The reference file of skies; empty if there is none. The environment variable
+/// TARNVALE_SKY_FILE names another one; else it lies among the program's resources, or beside the
+/// program where that was built but not installed.
 FILEPATH FindSkyFile() {
     std::error_code failed;
-    for (const FILEPATH& folder : {ProgramFolder(), FILEPATH(TEXTRES::ResourceFolder())}) {
+    if (const char* own = std::getenv("TARNVALE_SKY_FILE"); own != nullptr) {
+        return std::filesystem::is_regular_file(own, failed) ? FILEPATH(own) : FILEPATH();
+    }
+    for (const FILEPATH& folder : {FILEPATH(TEXTRES::ResourceFolder()), ProgramFolder()}) {
         if (folder.empty()) continue;
         FILEPATH path = folder / kSkyFile;
         if (std::filesystem::is_regular_file(path, failed)) return path;

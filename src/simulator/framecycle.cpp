@@ -131,7 +131,7 @@ void FrameCycle::DrawView(const FrameScene& frame, int view, Status& result) {
     frame.cameras.Compute(view, frame.viewer, around, camera_);
     frame.scene.SetFieldOfView(camera_.fieldOfView);
     SetPlanes(frame, view);
-    BeginViewPass(view);
+    BeginViewPass(frame, view);
 
     graphics_->SetAlphaTest(true);
     const auto& layers = frame.scene.Layers();
@@ -168,7 +168,7 @@ void FrameCycle::SetPlanes(const FrameScene& frame, int view) {
     camera_.farPlane = std::max(reach * kFarReach, kNearPlane * 2);
 }
 
-void FrameCycle::BeginViewPass(int view) {
+void FrameCycle::BeginViewPass(const FrameScene& frame, int view) {
     const Stopwatch watch(timing_, times_.draw);
     ViewPicture& picture = pictures_[view];
     graphics_->BeginView(camera_, picture.width, picture.height, FramePass::Full);
@@ -176,6 +176,10 @@ void FrameCycle::BeginViewPass(int view) {
     picture.lookAt = camera_.lookAt;
     picture.up = camera_.up;
     picture.fieldOfView = camera_.fieldOfView;
+    if (settings::Sky.Get() && view != View::kMap && frame.sky != nullptr) {
+        graphics_->SetModelMatrix(frame.scene.Layers().front()->placement.Matrix());
+        frame.sky->Draw(*graphics_, view, frame.viewer.Position());
+    }
 }
 
 void FrameCycle::DrawLayer(TerrainLayer& layer, int view, int index, float exaggeration,

@@ -8,6 +8,7 @@
 #include "graphics/graphicssystem.h"
 #include "overlays/compass.h"
 #include "overlays/maplocator.h"
+#include "overlays/skydome.h"
 #include "simulator/frameobserver.h"
 #include "simulator/scene.h"
 #include "simulator/viewcameras.h"
@@ -24,6 +25,7 @@ struct FrameScene {
     const ViewSystems& systems;
     float exaggeration = 1;
     float northAtViewer = 0;  ///< degrees
+    SkyDome* sky = nullptr;   ///< drawn where the setting `Sky` is on; may be null
 };
 
 /// A view as it was last drawn. Scene coordinates.
@@ -59,7 +61,7 @@ private:
 
     void DrawView(const FrameScene& frame, int view, Status& result);
     void SetPlanes(const FrameScene& frame, int view);
-    void BeginViewPass(int view);
+    void BeginViewPass(const FrameScene& frame, int view);
     void DrawLayer(TerrainLayer& layer, int view, int index, float exaggeration, Status& result);
     void FlushForObserver();
     Status DrawTexture(TerrainLayer& layer, int view, int index, float exaggeration);

@@ -77,10 +77,14 @@ Status Simulator::CheckReadyToDraw() const {
 Status Simulator::BuildScene(const SimulatorFile& file) {
     if (const Status ready = CheckReadyToDraw(); !ready.Good()) return ready;
     if (!file.Valid()) return _SetErrPosn(StatusCode::NoLandscape);
-    return BuildScene(file.Terrains());
+    return Build(file.Terrains(), ListSkies(file));
 }
 
-Status Simulator::BuildScene(const QNLIST<SimTerrainEntry>& terrains) try {
+Status Simulator::BuildScene(const QNLIST<SimTerrainEntry>& terrains) {
+    return Build(terrains, {});
+}
+
+Status Simulator::Build(const QNLIST<SimTerrainEntry>& terrains, std::vector<SkyChoice> skies) try {
     if (const Status ready = CheckReadyToDraw(); !ready.Good()) return ready;
     SkipTime();  // whatever it comes to, no frame is drawn meanwhile
     if (host_ != nullptr && !host_->MayReplaceLandscape())
@@ -98,10 +102,43 @@ Status Simulator::BuildScene(const QNLIST<SimTerrainEntry>& terrains) try {
     scene_->OpenTextures();
     readouts_.Scale().SetLandscape(scene_->Reference().Transform().OutputCoordRefSys());
     SetCrossingSpeeds();
+    BuildSky(std::move(skies));
     settings::MapExtents = 100;
     return RestoreInitialViewpoint(false);
 } catch (const std::bad_alloc&) {
     return _SetErrPosn(StatusCode::NoMemory);
+}
+
+void Simulator::BuildSky(std::vector<SkyChoice> skies) {
+    const Box& box = scene_->WholeBox();
+    sky_.Build(static_cast<float>(box.CentreX()), static_cast<float>(box.CentreY()),
+               static_cast<float>(std::max(box.xMax - box.xMin, box.yMax - box.yMin)));
+    skies_ = std::move(skies);
+    if (!skies_.empty()) {
+        if (const Status loaded = LoadSky(0); !loaded.Good()) skyProblem_ = GetErrString(loaded);
+    }
+    const bool on = sky_.HasPicture();
+    if (settings::Sky.Get() == on) return;
+    if (host_ != nullptr) {
+        settings::Sky.Set(on);
+    } else {
+        settings::Sky.SetUnsaved(on);  // without a program around, nobody's preferences are kept
+    }
+}
+
+Status Simulator::LoadSky(int index) {
+    if (index < 0 || index >= static_cast<int>(skies_.size()))
+        return _SetErrPosn(StatusCode::BadState, "there is no such sky");
+    SkipTime();
+    SkyPicture picture;
+    if (const Status loaded =
+            LoadSkyPicture(skies_[static_cast<std::size_t>(index)].item, progress_, picture);
+        !loaded.Good()) {
+        return loaded;
+    }
+    sky_.SetPicture(std::move(picture));
+    currentSky_ = index;
+    return StatusCode::Ok;
 }
 
 void Simulator::SetCrossingSpeeds() {
@@ -112,6 +149,10 @@ void Simulator::SetCrossingSpeeds() {
 
 void Simulator::Unload() {
     scene_.reset();
+    sky_.Clear();
+    skies_.clear();
+    currentSky_ = -1;
+    skyProblem_.clear();
     actionPoints_.Clear();
     for (int view = View::kFirstPoi; view < View::kMain; ++view)
         cameras_.SetTarget(view, std::nullopt);
@@ -164,7 +205,7 @@ Status Simulator::DrawFrame(bool live) try {
             TerrainModel::RegulateFrameRate(rate);
     }
     const Status drawn =
-        cycle_.Draw({*scene_, viewer_, cameras_, systems_, exaggeration_, northDegrees_});
+        cycle_.Draw({*scene_, viewer_, cameras_, systems_, exaggeration_, northDegrees_, &sky_});
     fieldOfView_ = ViewCameras::kFieldOfView;
     controlsLive_ = live;
     return drawn;
@@ -212,6 +253,7 @@ Status Simulator::AttachGraphicsSystem(GraphicsSystem* system, int view) try {
     if (!View::Exists(view)) return _SetErrPosn(StatusCode::BadState);
     if (systems_[view] == system) return StatusCode::Ok;
     if (scene_ != nullptr) scene_->DetachView(view);
+    sky_.DetachView(view);
     if (mouse_.view == view) mouse_ = {};  // the release of a held button may never come
     systems_[view] = system;
     if (system == nullptr) return StatusCode::Ok;

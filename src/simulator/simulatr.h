@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "base/clock.h"
@@ -16,6 +17,8 @@
 #include "graphics/graphicssystem.h"
 #include "input/flightinput.h"
 #include "landscape/simfile.h"
+#include "landscape/skypicture.h"
+#include "overlays/skydome.h"
 #include "simulator/actionpoints.h"
 #include "simulator/frameclock.h"
 #include "simulator/framecycle.h"
@@ -62,6 +65,8 @@ public:
     /// A failed first frame is answered too, but then the new landscape stays.
     /// @return NoLandscape for a file without valid content; Cancelled; BadState without a main
     ///         graphics system; the terrain's error; the first frame's
+    /// The first of the file's skies comes with it and turns the setting `Sky` on; a sky that
+    /// can't be loaded leaves it off, and SkyProblem tells why.
     Status BuildScene(const SimulatorFile& file);
     Status BuildScene(const QNLIST<SimTerrainEntry>& terrains);
     /// Closes the landscape; the views stay attached.
@@ -169,6 +174,18 @@ public:
     /// @return BadState without a landscape or where the point can't be converted
     Status MapToScene(const Vec3d& map, Vec3f& scene) const;
     Status SceneToMap(const Vec3f& scene, Vec3d& map) const;
+
+    /// The skies that the open landscape may have.
+    [[nodiscard]] const std::vector<SkyChoice>& Skies() const noexcept { return skies_; }
+    /// Index of the sky that is shown; -1 for none.
+    [[nodiscard]] int CurrentSky() const noexcept { return currentSky_; }
+    /// Shows another sky; the setting `Sky` stays.
+    /// @return BadState for no such sky; why it can't be loaded: then the old one stays
+    Status LoadSky(int index);
+    /// Why the landscape came without its first sky; empty if it didn't.
+    [[nodiscard]] const std::string& SkyProblem() const noexcept { return skyProblem_; }
+    [[nodiscard]] SkyDome& Sky() noexcept { return sky_; }
+
     /// True when every open texture of a visible view has all the tiles that the last frame wished
     /// for.
     [[nodiscard]] bool Settled() const;
@@ -181,6 +198,8 @@ private:
     Status CheckReadyToDraw() const;
     [[nodiscard]] FlightConditions Conditions() const;
     void SetCrossingSpeeds();
+    Status Build(const QNLIST<SimTerrainEntry>& terrains, std::vector<SkyChoice> skies);
+    void BuildSky(std::vector<SkyChoice> skies);
     void UpdateReadouts();
     void ShowReadouts(bool force);
     void UpdateNorth();
@@ -202,6 +221,10 @@ private:
     ViewCameras cameras_;
     FrameClock frameClock_;
     FrameCycle cycle_;
+    SkyDome sky_;
+    std::vector<SkyChoice> skies_;
+    int currentSky_ = -1;
+    std::string skyProblem_;
     SimulatorReadoutValues readoutValues_;
     ReadoutRecorder readoutRecorder_;
     Readouts readouts_;

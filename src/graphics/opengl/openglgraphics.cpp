@@ -234,14 +234,18 @@ bool OpenGLGraphicsSystem::Fill(const OpenGLTexture& texture, std::span<const st
     glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(texture.Native()));
     sent_.texture = texture.Native();
     if (DrainErrors()) return false;
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    // A sky goes around more than once: every other time it is mirrored, so that no seam can show.
+    // Across, zenith and nadir are ends. It is stretched far, so it is smoothed.
+    const bool sky = use == TextureUse::Sky;
+    const GLint filter = sky ? GL_LINEAR : GL_NEAREST;
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, sky ? GL_CLAMP_TO_EDGE : GL_CLAMP);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, sky ? GL_MIRRORED_REPEAT : GL_CLAMP);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, filter);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, filter);
     glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_PRIORITY, 1.0F);
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
     DrainErrors();
-    if (use == TextureUse::Sky) {
+    if (sky) {
         glTexImage2D(GL_TEXTURE_2D, 0, 3, skyWidth_, skyHeight_, 0, GL_BGRA, GL_UNSIGNED_BYTE,
                      pixels.data());
     } else {
