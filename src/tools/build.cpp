@@ -7,7 +7,6 @@
 #include <cmath>
 #include <filesystem>
 #include <new>
-#include <set>
 #include <system_error>
 
 #include "tools/builddem.h"
@@ -15,52 +14,23 @@
 #include "tools/buildgrid.h"
 #include "tools/buildimage.h"
 #include "tools/buildinput.h"
+#include "tools/buildnames.h"
 #include "tools/buildoptions.h"
 #include "tools/buildpaint.h"
 #include "tools/buildprogress.h"
 #include "tools/buildpyramid.h"
+#include "tools/buildsky.h"
 #include "tools/demo.h"
+#include "tools/skymodel.h"
 #include "zpf/zpfwriter.h"
 
 namespace tarnvale {
 
 namespace {
 
-constexpr std::size_t kNameLength = 16, kDescriptionLength = 64;
+constexpr int kStandardColumns = 2048, kStandardRows = 1024;
 constexpr int kDemoSystem = 32632;                   // a made-up place on a real grid
 constexpr double kDemoX = 500000, kDemoY = 5200000;  // north-western sample
-
-/// The first `most` characters of UTF-8 text.
-std::string Cut(const std::string& text, std::size_t most) {
-    std::size_t characters = 0, bytes = 0;
-    for (; bytes < text.size(); ++bytes) {
-        const bool starts = (static_cast<unsigned char>(text[bytes]) & 0xC0U) != 0x80U;
-        if (starts && characters++ == most) break;
-    }
-    return text.substr(0, bytes);
-}
-
-/// Object names: short, and each once without regard to case.
-class NameMaker {
-public:
-    std::string Unique(const std::string& wish) {
-        std::string base = wish.empty() ? "raster" : wish;
-        std::ranges::replace_if(
-            base, [](unsigned char c) { return c < 32 || c == '/' || c == '"'; }, '_');
-        for (int number = 1;; ++number) {
-            const std::string suffix = number == 1 ? std::string() : fmt::format("_{}", number);
-            std::string name = Cut(base, kNameLength - suffix.size()) + suffix;
-            std::string folded = name;
-            std::ranges::transform(folded, folded.begin(), [](unsigned char c) {
-                return static_cast<char>(std::tolower(c));
-            });
-            if (taken_.insert(folded).second) return name;
-        }
-    }
-
-private:
-    std::set<std::string> taken_;
-};
 
 /// Tiles of the demo's texture.
 class DemoTiles final : public TileSource {
@@ -102,8 +72,7 @@ public:
 
     Status Run() {
         if (const Status ready = PrepareOutput(); !ready.Good()) return ready;
-        if (const Status built = options_.demo ? BuildDemo() : BuildFromFiles(); !built.Good())
-            return built;
+        if (const Status built = Build(); !built.Good()) return built;
         if (Interrupt::Signal() != 0) return _SetErrPosn(StatusCode::Cancelled, "interrupted");
         const Status committed = writer_.Commit();
         if (committed.Good()) {
@@ -117,6 +86,72 @@ public:
     }
 
 private:
+    Status Build() {
+        if (options_.standardSkies) return BuildStandardSkies();
+        if (options_.makesSkyFile) return BuildSkyFile();
+        // Skies are few and small, and whatever is wrong with one is told before the work.
+        std::vector<SkyImage> skies(options_.skies.size());
+        for (std::size_t i = 0; i < skies.size(); ++i) {
+            if (const Status read = ReadSkyImage(options_.skies[i], kWidestSkyInside, skies[i]);
+                !read.Good()) {
+                return read;
+            }
+        }
+        if (const Status built = options_.demo ? BuildDemo() : BuildFromFiles(); !built.Good())
+            return built;
+        if (skies.empty()) return StatusCode::Ok;
+        int folder = kNoObject;
+        if (const Status added = writer_.AddFolder(kRootObject, "SKY", folder); !added.Good())
+            return added;
+        NameMaker names;
+        for (SkyImage& sky : skies) {
+            if (const Status written = StoreSky(folder, names, sky); !written.Good())
+                return written;
+        }
+        return StatusCode::Ok;
+    }
+
+    Status BuildSkyFile() {
+        for (const std::string& path : options_.skies) {
+            if (const Status good = CheckSkyImage(path); !good.Good()) return good;
+        }
+        if (const Status created = CreateFile(); !created.Good()) return created;
+        NameMaker names;
+        for (const std::string& path : options_.skies) {
+            SkyImage sky;
+            if (const Status read = ReadSkyImage(path, kWidestSky, sky); !read.Good()) return read;
+            if (const Status written = StoreSky(kRootObject, names, sky); !written.Good())
+                return written;
+        }
+        return StatusCode::Ok;
+    }
+
+    Status BuildStandardSkies() {
+        if (const Status created = CreateFile(); !created.Good()) return created;
+        NameMaker names;
+        for (const StandardSkyText& text : kStandardSkies) {
+            if (progress_.Cancelled()) return _SetErrPosn(StatusCode::Cancelled, "interrupted");
+            SkyImage sky{text.name, text.description, kStandardColumns, kStandardRows, {}, {}};
+            sky.rgb = PaintSky(text.sky, sky.columns, sky.rows);
+            if (const Status written = StoreSky(kRootObject, names, sky); !written.Good())
+                return written;
+        }
+        return StatusCode::Ok;
+    }
+
+    Status StoreSky(int folder, NameMaker& names, SkyImage& sky) {
+        progress_.Say(
+            fmt::format("Sky {}: {} x {} pixels", sky.description, sky.columns, sky.rows));
+        // Whoever looks at the sky must know why it isn't as sharp as the picture was.
+        if (!sky.note.empty() && !options_.quiet) {
+            progress_.BreakLine();
+            Warn(fmt::format("note: {}: {}", sky.description, sky.note));
+        }
+        sky.name = names.Unique(sky.name);
+        sky.description = Cut(sky.description, kDescriptionLength);
+        return WriteSky(writer_, folder, sky, options_.skyEncoding, progress_);
+    }
+
     Status PrepareOutput() {
         std::error_code failed;
         if (std::filesystem::is_directory(options_.output, failed)) {

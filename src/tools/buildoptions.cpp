@@ -11,6 +11,8 @@ namespace tarnvale {
 
 namespace {
 
+constexpr int kMostSkies = 1024;  // that a file of skies is read with, and its own name
+
 constexpr const char* kDescription =
     "Makes a landscape to fly over from elevation and imagery of any format that GDAL reads.";
 
@@ -18,6 +20,8 @@ constexpr const char* kFooter = R"(
 Examples:
   tarnvale-build --dem heights.tif --texture orthophoto.tif valley.sim
   tarnvale-build --dem N46W122.hgt rainier.sim
+  tarnvale-build --dem heights.tif --sky morning.jpg --sky evening.jpg valley.sim
+  tarnvale-build --sky-file Tarnvale.sky morning.jpg evening.jpg
   tarnvale-build --dem a.tif --texture a_rgb.tif --dem b.tif -b 4 -b 3 -b 2 --texture b_sat.tif two.sim
 
 How the grid is chosen:
@@ -35,7 +39,11 @@ declaration of its unit. Where the DEM has no data the terrain lies at its lowes
 
 A texture gets the power of two of pixels for each cell that is nearest to its own resolution.
 Where it has no data, or doesn't reach, it is masked. Imagery of more than 8 bits is stretched
-between its 2nd and 98th percentile. A DEM without a texture is painted by height, with shading.)";
+between its 2nd and 98th percentile. A DEM without a texture is painted by height, with shading.
+
+A sky's upper edge is the zenith, its lower edge the horizon; its width goes half around, from north
+by east to south, and is mirrored for the other half. Inside a landscape it has at most 2048 columns;
+wider ones are scaled down.)";
 
 /// GDAL's spelling of long options, which the parser would take for a heap of short ones.
 constexpr std::array<std::string_view, 4> kOneDash{"-t_srs", "-a_srs", "-te", "-tr"};
@@ -186,12 +194,28 @@ std::optional<int> ParseBuildOptions(int argc, const char* const* argv, BuildOpt
         ->check(CLI::IsMember({"m", "ft", "us-ft"}));
     parser.add_flag("--fill-voids", options.fillVoids,
                     "close holes in the DEM from what lies around them");
+    std::vector<std::string> skyFile;
+    parser
+        .add_option("--sky", options.skies,
+                    "picture of a sky for the landscape, any format; may be repeated")
+        ->type_name("IMG")
+        ->allow_extra_args(false);
+    parser
+        .add_option("--sky-file", skyFile,
+                    "make a file of skies, for every landscape, instead of a landscape")
+        ->type_name("OUT.sky IMG...")
+        ->expected(2, kMostSkies);
+    std::string standardSkies;
+    parser
+        .add_option("--standard-skies", standardSkies,
+                    "make the file of skies that comes with the program")
+        ->type_name("OUT.sky");
     parser.add_flag("--demo", options.demo, "make a landscape of the program's own invention");
     parser.add_option("--seed", options.seed, "which demo; default 1")->type_name("N");
     parser.add_flag("--overwrite", options.overwrite, "replace OUT.sim if it exists");
     parser.add_flag("-q,--quiet", options.quiet, "say nothing but errors and warnings");
     std::string output;
-    parser.add_option("OUT.sim", output, "landscape file to make")->required();
+    parser.add_option("OUT.sim", output, "landscape file to make");
 
     std::vector<std::string> arguments = Normalise(argc, argv);
     std::ranges::reverse(arguments);  // as the parser wants them
@@ -202,6 +226,18 @@ std::optional<int> ParseBuildOptions(int argc, const char* const* argv, BuildOpt
         return Fail(OneLine(error.what()) + "; see tarnvale-build --help");
     }
     options.output = output;
+    options.standardSkies = !standardSkies.empty();
+    options.makesSkyFile = options.standardSkies || !skyFile.empty();
+    if (options.makesSkyFile) {
+        if (!output.empty() || !demPaths.empty() || options.demo || !options.skies.empty() ||
+            (options.standardSkies && !skyFile.empty())) {
+            return Fail("a file of skies is made alone: --sky-file OUT.sky IMG...");
+        }
+        options.output = options.standardSkies ? standardSkies : skyFile.front();
+        if (!skyFile.empty()) options.skies.assign(skyFile.begin() + 1, skyFile.end());
+    } else if (output.empty()) {
+        return Fail("OUT.sim is required; see tarnvale-build --help");
+    }
     if (area.size() == 4) options.area = {area[0], area[1], area[2], area[3]};
     if (cell.size() == 2) options.cell = {cell[0], cell[1]};
     if (unit == "m") options.verticalUnit = VerticalUnit::Metre;
@@ -214,7 +250,10 @@ std::optional<int> ParseBuildOptions(int argc, const char* const* argv, BuildOpt
         if (error != std::errc() || stop != end || options.quality < 1 || options.quality > 100) {
             return Fail("--quality takes 1 to 100, or lossless");
         }
+        options.skyEncoding.quality = options.quality;
     }
+    options.skyEncoding.lossless = options.lossless;
+    if (options.makesSkyFile) return std::nullopt;
     if (const std::string wrong = Bind(parser, dem, texture, band, options); !wrong.empty()) {
         return Fail(wrong);
     }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/types.h"
+#include "tools/buildsky.h"
 
 namespace tarnvale {
 
@@ -36,6 +37,10 @@ struct BuildOptions {
     VerticalUnit verticalUnit = VerticalUnit::Declared;
     int quality = 85;  ///< of JPEG, 1 to 100
     bool lossless = false;
+    std::vector<std::string> skies;  ///< pictures: for the landscape, or for the file of skies
+    SkyEncoding skyEncoding;
+    bool makesSkyFile = false;   ///< `output` is a file of skies, not a landscape
+    bool standardSkies = false;  ///< of those that come with the program
     bool fillVoids = false;
     bool overwrite = false;
     bool quiet = false;

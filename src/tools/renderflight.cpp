@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -90,7 +91,7 @@ bool RenderFlight::Run(std::string& problem) {
     const double before = Now();
     if (!OpenGraphics(problem)) return false;
     opened_ += Now() - before;
-    if (!BuildScene(problem) || !FindPath(problem)) return false;
+    if (!BuildScene(problem) || !ChooseSky(problem) || !FindPath(problem)) return false;
     if (!options_.Draws()) return true;
     figures_.clock = MeasureClock();
     if (!Fly(problem)) return false;
@@ -158,6 +159,48 @@ bool RenderFlight::BuildScene(std::string& problem) {
         return false;
     }
     system_ = SystemText(simulator_.GetScene()->Reference().Transform().InputCoordRefSys());
+    return true;
+}
+
+bool RenderFlight::ChooseSky(std::string& problem) {
+    const std::vector<SkyChoice>& skies = simulator_.Skies();
+    // The landscape has brought its own choice.
+    for (const auto& [key, value] : options_.settings) {
+        if (key == settings::Sky.Key()) (void)settings::Sky.SetFromText(value);
+    }
+    if (options_.sky.empty()) {
+        if (!simulator_.SkyProblem().empty())
+            (void)std::fprintf(stderr, "tarnvale-render: warning: %s\n",
+                               simulator_.SkyProblem().c_str());
+        return true;
+    }
+    auto chosen = std::ranges::find_if(skies, [this](const SkyChoice& sky) {
+        return sky.item.header.name == options_.sky || sky.text == options_.sky;
+    });
+    if (chosen == skies.end()) {
+        const char* const end = options_.sky.data() + options_.sky.size();
+        std::size_t number = 0;
+        const auto read = std::from_chars(options_.sky.data(), end, number);
+        if (read.ec == std::errc{} && read.ptr == end && number >= 1 && number <= skies.size())
+            chosen = skies.begin() + static_cast<std::ptrdiff_t>(number - 1);
+    }
+    if (chosen == skies.end()) {
+        std::string names;
+        for (const SkyChoice& sky : skies)
+            names += (names.empty() ? "there are " : ", ") + sky.item.header.name;
+        problem = fmt::format("no sky '{}': {}", options_.sky,
+                              names.empty() ? "this landscape has none" : names);
+        return false;
+    }
+    if (const Status loaded = simulator_.LoadSky(static_cast<int>(chosen - skies.begin()));
+        !loaded.Good()) {
+        problem = Reason(loaded);
+        return false;
+    }
+    const bool told = std::ranges::any_of(options_.settings, [](const auto& setting) {
+        return setting.first == settings::Sky.Key();
+    });
+    if (!told) settings::Sky.SetUnsaved(true);
     return true;
 }
 

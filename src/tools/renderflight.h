@@ -35,6 +35,7 @@ private:
     [[nodiscard]] bool OpenGraphics(std::string& problem);
     [[nodiscard]] bool ReadLandscape(std::string& problem);
     [[nodiscard]] bool BuildScene(std::string& problem);
+    [[nodiscard]] bool ChooseSky(std::string& problem);
     [[nodiscard]] bool FindPath(std::string& problem);
     [[nodiscard]] bool Fly(std::string& problem);
     [[nodiscard]] bool FlyFrame(int frame, std::string& problem);

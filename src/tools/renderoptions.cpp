@@ -91,6 +91,10 @@ int ReadRenderOptions(int count, char** arguments, RenderOptions& options) {
         ->needs(trace);
     app.add_option("--set", set, "set a preference for this run; may be repeated")
         ->type_name("KEY=VALUE");
+    app.add_option("--sky", options.sky,
+                   "sky to show: its name, or its number counted from 1; the first if not given. "
+                   "--set Sky=false shows none")
+        ->type_name("NAME|N");
     app.add_option("--graphics", options.graphics,
                    "graphics system: opengl, or null for all but the drawing")
         ->type_name("NAME");

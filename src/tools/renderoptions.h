@@ -20,6 +20,7 @@ struct RenderOptions {
     FILEPATH stats, trace;
     bool traceVertices = false;
     std::vector<std::pair<std::string, std::string>> settings;  ///< key, value
+    std::string sky;  ///< name or number of the sky to show; empty for the first
     std::string graphics = "opengl";
     bool complete = false;
 
