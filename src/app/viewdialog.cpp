@@ -11,10 +11,10 @@
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QVBoxLayout>
-#include <array>
 
 #include "app/apptext.h"
 #include "app/tarnvaleview.h"
+#include "simulator/viewtitle.h"
 
 namespace tarnvale {
 
@@ -29,19 +29,16 @@ constexpr int kMargin = 4;               // pixels around the strip
 constexpr double kHalfTurn = 180;        // degrees
 constexpr double kFarthestOffset = 1e6;  // metres; a scene unit is a metre
 
-// The views' key words: texts of their titles, and names of what is kept of them.
-constexpr std::array<const char*, View::kFirstPoi> kWords = {
-    "left", "right", "rear", "up", "down", "vertical", "map_view", "custom_view"};
-constexpr const char* kPoiWord = "point_of_interest";
-
+// Of the name that a view has by itself.
 std::string WordOf(int view) {
-    if (!View::IsPoi(view)) return kWords[static_cast<std::size_t>(view)];
-    return kPoiWord + std::string("_") + std::to_string(view - View::kFirstPoi + 1);
+    if (!View::IsPoi(view)) return ViewWord(view);
+    return ViewWord(view) + std::string("_") + std::to_string(view - View::kFirstPoi + 1);
 }
 
 QString NameOf(int view) {
-    if (!View::IsPoi(view)) return TextOf(kWords[static_cast<std::size_t>(view)]);
-    return QStringLiteral("%1 %2").arg(TextOf(kPoiWord)).arg(view - View::kFirstPoi + 1);
+    std::string name;
+    (void)GetViewTitle(view, name);
+    return QString::fromStdString(name);
 }
 
 QString Escaped(const std::string& name) {

@@ -6,6 +6,7 @@
 
 #include "base/settings.h"
 #include "simulator/mapgrid.h"
+#include "simulator/poicontrol.h"
 #include "terrain/viewpyramid.h"
 
 namespace tarnvale {
@@ -148,6 +149,7 @@ void FrameCycle::DrawView(const FrameScene& frame, int view, Status& result) {
         int width = 0, height = 0;
         graphics_->BeginView(camera_, width, height, FramePass::Overlay);
     }
+    frame.pois.Draw(*graphics_, camera_, view);
     EndViewPass(frame, view);
 }
 

@@ -17,6 +17,8 @@
 
 namespace tarnvale {
 
+class PoiControl;
+
 /// What the views of one frame are drawn from; on loan for the frame.
 struct FrameScene {
     Scene& scene;
@@ -25,7 +27,8 @@ struct FrameScene {
     const ViewSystems& systems;
     float exaggeration = 1;
     float northAtViewer = 0;  ///< degrees
-    SkyDome* sky = nullptr;   ///< drawn where the setting `Sky` is on; may be null
+    PoiControl& pois;
+    SkyDome* sky = nullptr;  ///< drawn where the setting `Sky` is on; may be null
 };
 
 /// A view as it was last drawn. Scene coordinates.

@@ -18,10 +18,7 @@ int Cell(double value) {
 
 float HeightOf(const TerrainLayer& layer, float x, float y) {
     const Vec3f own = layer.placement.ToLayer({x, y, 0});
-    const double column = own.x / layer.terrain->CellWidth();
-    const double row = -own.y / layer.terrain->CellHeight();
-    return layer.terrain->GetElevation(Cell(std::round(column + kRoundingBias)),
-                                       Cell(std::round(row + kRoundingBias)));
+    return layer.terrain->NearestElevation(own.x, own.y);
 }
 
 std::vector<float> OffsetsOf(const TerrainLayer& layer) {

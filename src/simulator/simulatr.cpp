@@ -148,14 +148,13 @@ void Simulator::SetCrossingSpeeds() {
 }
 
 void Simulator::Unload() {
+    pois_.UnassignAll();
     scene_.reset();
     sky_.Clear();
     skies_.clear();
     currentSky_ = -1;
     skyProblem_.clear();
     actionPoints_.Clear();
-    for (int view = View::kFirstPoi; view < View::kMain; ++view)
-        cameras_.SetTarget(view, std::nullopt);
     mouse_ = {};
     readoutValues_ = {};
     readouts_.Clear();
@@ -196,6 +195,7 @@ Status Simulator::DrawFrame(bool live) try {
         toolMode_ == ToolMode::Viewpoint) {
         StepMouse(mouse_.grabbing);
     }
+    pois_.BeginFrame();
     UpdateNorth();
     UpdateSun();
     UpdateReadouts();
@@ -204,8 +204,8 @@ Status Simulator::DrawFrame(bool live) try {
         for (std::size_t i = 0; i < scene_->Layers().size(); ++i)
             TerrainModel::RegulateFrameRate(rate);
     }
-    const Status drawn =
-        cycle_.Draw({*scene_, viewer_, cameras_, systems_, exaggeration_, northDegrees_, &sky_});
+    const Status drawn = cycle_.Draw(
+        {*scene_, viewer_, cameras_, systems_, exaggeration_, northDegrees_, pois_, &sky_});
     fieldOfView_ = ViewCameras::kFieldOfView;
     controlsLive_ = live;
     return drawn;
@@ -276,6 +276,7 @@ Status Simulator::SetTerrainModel(int index) {
     if (scene_ != nullptr) {
         SkipTime();
         if (const Status set = scene_->SetTerrainModel(index); !set.Good()) return set;
+        pois_.TerrainsChanged();
         SetCrossingSpeeds();
     } else if (models_->TerrainName(index).empty()) {
         return _SetErrPosn(StatusCode::BadState);
@@ -323,6 +324,7 @@ void Simulator::SetVerticalExaggeration(float value) {
         viewer_.Rescale(value / exaggeration_, scene_->FirstLayer(home.x, home.y) * value);
     }
     exaggeration_ = value;
+    pois_.SetVerticalScale(value);
     TerrainModel::SetVerticalScale(value);
 }
 
@@ -482,6 +484,7 @@ CursorMode Simulator::OnMouse(int view, int x, int y, bool left, bool right) {
     mouse_ = {view, x, y, left, right, grabbing && left};
     if (toolMode_ != ToolMode::Viewpoint) {
         mouse_.grabbing = false;
+        if (toolMode_ == ToolMode::PointOfInterest && left) StepPoi(pressed);
         return CursorMode::Default;
     }
     if (view != View::kMap) {
@@ -509,6 +512,16 @@ void Simulator::StepMouse(bool grabbing) {
     } else {
         viewer_.LookTowards(ground->scene);
     }
+}
+
+void Simulator::StepPoi(bool pressed) {
+    // Looking for the ground of a perspective takes time: done only where it is asked for.
+    const bool onGround = pressed || mouse_.view == View::kMap;
+    std::optional<Vec3f> ground;
+    if (onGround) {
+        if (const auto found = PickGround(mouse_.view, mouse_.x, mouse_.y)) ground = found->scene;
+    }
+    pois_.Drag({mouse_.view, mouse_.x, mouse_.y, pressed}, ground, Picture(mouse_.view));
 }
 
 }  // namespace tarnvale

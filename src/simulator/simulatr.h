@@ -23,6 +23,7 @@
 #include "simulator/frameclock.h"
 #include "simulator/framecycle.h"
 #include "simulator/frameobserver.h"
+#include "simulator/poicontrol.h"
 #include "simulator/readoutrecord.h"
 #include "simulator/readouts.h"
 #include "simulator/readoutvalues.h"
@@ -155,6 +156,9 @@ public:
     /// @param view    8 to 15
     /// @param target  scene x, y and elevation; none: the view looks forward
     void SetViewTarget(int view, std::optional<Vec3f> target) { cameras_.SetTarget(view, target); }
+    /// The points of interest.
+    [[nodiscard]] PoiControl& Pois() noexcept { return pois_; }
+    [[nodiscard]] const PoiControl& Pois() const noexcept { return pois_; }
     /// A view as it was last drawn; an empty picture for no such view.
     [[nodiscard]] const ViewPicture& Picture(int view) const { return cycle_.Picture(view); }
 
@@ -206,6 +210,7 @@ private:
     void UpdateSun();
     [[nodiscard]] bool NearViewer(const GroundPoint& ground) const;
     void StepMouse(bool grabbing);
+    void StepPoi(bool pressed);
 
     QNSYSTEM machineClock_;
     const Clock* clock_;
@@ -219,6 +224,7 @@ private:
     ActionPoints actionPoints_;
     Viewer viewer_;
     ViewCameras cameras_;
+    PoiControl pois_{scene_, viewer_, cameras_};
     FrameClock frameClock_;
     FrameCycle cycle_;
     SkyDome sky_;

@@ -52,6 +52,14 @@ TEST(SteadyFrame, AllocatesNothing) {
     ASSERT_TRUE(simulator.AttachGraphicsSystem(&map, View::kMap).Good());
     ASSERT_TRUE(Good(simulator.BuildScene(file)));
 
+    for (int view = View::kFirstPoi; view < View::kMain; ++view) {
+        ASSERT_TRUE(simulator.Pois().CreatePOIView(view, 1 + view % 5).Good());
+        Vec3d place;
+        const float east = 6000.0F + 400.0F * static_cast<float>(view - View::kFirstPoi);
+        ASSERT_TRUE(Good(simulator.SceneToMap({east, -7500, 0}, place)));
+        ASSERT_TRUE(Good(simulator.Pois().SetPOIPosition(view, place.x, place.y)));
+    }
+
     // Once round with every tile waited for, so that all memory has the size that this flight
     // takes.
     constexpr int kFrames = 120;
@@ -61,10 +69,14 @@ TEST(SteadyFrame, AllocatesNothing) {
     ASSERT_GT(main.Counters().triangles, 500U);
     const FlightInput still;
     ASSERT_TRUE(settings::Compass.Get());
+    simulator.Pois().SetCurrentPOIView(View::kFirstPoi);
     for (int frame = 0; frame < kFrames; ++frame) {
         const std::size_t before = Allocations();
         const Status placed = simulator.PlaceByLookAt(EyeAt(frame), target, true);
         const Status updated = simulator.Update(&still, true);
+        simulator.SetToolMode(ToolMode::PointOfInterest);
+        simulator.OnMouse(View::kMap, 600 + frame, 300, true, false);  // a point is dragged
+        simulator.SetToolMode(ToolMode::Viewpoint);
         EXPECT_EQ(Allocations(), before) << "frame " << frame;
         EXPECT_TRUE(placed.Good() && updated.Good());
     }

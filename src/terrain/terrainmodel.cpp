@@ -49,6 +49,16 @@ void TerrainModel::SetFieldOfView(float degrees) noexcept {
     fieldOfViewRadians_ = static_cast<float>(static_cast<double>(degrees) * kRadiansPerDegree);
 }
 
+float TerrainModel::NearestElevation(float worldX, float worldY) const {
+    constexpr double kBias = 1e-10;
+    const auto nearest = [](double at, int count) {
+        const double rounded = std::round(at + kBias);
+        return rounded > 0 ? static_cast<int>(std::min(rounded, count - 1.0)) : 0;
+    };
+    return GetElevation(nearest(static_cast<double>(worldX / cellWidth_), GetColumns()),
+                        nearest(static_cast<double>(-worldY / cellHeight_), GetRows()));
+}
+
 void TerrainModel::GridToWorld(Vec3f& point) const noexcept {
     point.x *= cellWidth_;
     point.y = -(point.y * cellHeight_);

@@ -73,6 +73,8 @@ public:
     /// Elevation of a sample, held into the grid; the minimum elevation where it is null. Open
     /// only.
     [[nodiscard]] virtual float GetElevation(int x, int y) const = 0;
+    /// Elevation of the sample nearest to a world point, held into the grid. Open only.
+    [[nodiscard]] float NearestElevation(float worldX, float worldY) const;
     /// Elevation of the nearest sample, after the walk that morphs all selected nodes.
     [[nodiscard]] virtual float GetDisplayHeight(float worldX, float worldY) = 0;
     /// @param x, y  grid. @return radians between grid north and true north, 0 where unknown
