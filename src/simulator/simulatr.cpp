@@ -485,6 +485,9 @@ CursorMode Simulator::OnMouse(int view, int x, int y, bool left, bool right) {
     if (toolMode_ != ToolMode::Viewpoint) {
         mouse_.grabbing = false;
         if (toolMode_ == ToolMode::PointOfInterest && left) StepPoi(pressed);
+        if (toolMode_ == ToolMode::Atlas && view == View::kMain && released && placeSink_) {
+            if (const auto place = PickGround(view, x, y)) placeSink_(*place);
+        }
         return CursorMode::Default;
     }
     if (view != View::kMap) {

@@ -2,10 +2,12 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/clock.h"
@@ -147,6 +149,11 @@ public:
     /// the frames go on with that 16 times a second as long as the button is down.
     /// @param x, y  pixels of the view from its upper left corner; -1, -1: the mouse left the view
     CursorMode OnMouse(int view, int x, int y, bool left, bool right);
+    /// Who is given the ground where the left button is released in the main view while the atlas
+    /// tool has the mouse. Called inside OnMouse: don't open a dialog there.
+    void SetPlaceSink(std::function<void(const GroundPoint&)> sink) {
+        placeSink_ = std::move(sink);
+    }
     /// The ground under a pixel of a view as last drawn; in the map view, of the flat map.
     [[nodiscard]] std::optional<GroundPoint> PickGround(int view, int x, int y) const;
 
@@ -241,6 +248,7 @@ private:
     bool sunKnown_ = false;
     bool controlsLive_ = false;
     ToolMode toolMode_ = ToolMode::Viewpoint;
+    std::function<void(const GroundPoint&)> placeSink_;
 
     struct Mouse {
         int view = View::kMain, x = -1, y = -1;

@@ -210,5 +210,30 @@ TEST_F(ViewMouse, ZoomKeepsItsLimits) {
     EXPECT_EQ(settings::MapExtents, 100);
 }
 
+TEST_F(ViewMouse, TheAtlasToolGetsThePlaceWhereTheButtonIsReleasedInTheMainView) {
+    std::vector<Vec3f> places;
+    simulator->SetPlaceSink([&](const GroundPoint& place) { places.push_back(place.scene); });
+    const auto click = [this](int view, int x, int y) {
+        simulator->OnMouse(view, 1, 1, false, false);
+        simulator->OnMouse(view, 1, 1, true, false);
+        simulator->OnMouse(view, x, y, false, false);
+    };
+    click(View::kMain, 150, 80);
+    EXPECT_TRUE(places.empty()) << "another tool has the mouse";
+    ASSERT_TRUE(simulator->PlaceByLookAt({325, -325, 600}, {325, 0, 300}, true).Good());
+    simulator->SetToolMode(ToolMode::Atlas);
+    click(View::kLeft, 150, 80);
+    click(View::kMap, 150, 80);
+    simulator->OnMouse(View::kMain, 150, 80, false, true);
+    simulator->OnMouse(View::kMain, 150, 80, false, false);
+    EXPECT_TRUE(places.empty()) << "another view, or the right button";
+    const Vec3f wanted = Ground(View::kMain, 150, 80);
+    click(View::kMain, 150, 80);
+    ASSERT_EQ(places.size(), 1U);
+    EXPECT_LT(Length(places.front() - wanted), 1e-3);
+    click(View::kMain, -1, -1);
+    EXPECT_EQ(places.size(), 1U) << "outside the view";
+}
+
 }  // namespace
 }  // namespace tarnvale
