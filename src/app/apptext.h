@@ -1,10 +1,3 @@
 #pragma once
 
-#include <QString>
-
-namespace tarnvale {
-
-/// Text of a key for Qt.
-[[nodiscard]] QString TextOf(const char* key);
-
-}  // namespace tarnvale
+#include "qtbase/apptext.h"  // IWYU pragma: export

@@ -9,6 +9,7 @@
 #include <new>
 #include <system_error>
 
+#include "landscape/atlas.h"
 #include "tools/builddem.h"
 #include "tools/buildfill.h"
 #include "tools/buildgrid.h"
@@ -82,7 +83,7 @@ public:
                 static_cast<double>(std::filesystem::file_size(options_.output, failed));
             progress_.Say(fmt::format("{}: {:.1f} MB", options_.output.string(), bytes / 1e6));
         }
-        return committed;
+        return committed.Good() && options_.atlas ? WriteAtlas() : committed;
     }
 
 private:
@@ -152,8 +153,35 @@ private:
         return WriteSky(writer_, folder, sky, options_.skyEncoding, progress_);
     }
 
+    [[nodiscard]] FILEPATH AtlasPath() const {
+        return FILEPATH(options_.output).replace_extension(".atl");
+    }
+
+    /// The first texture, and beside it the first terrain's heights.
+    Status WriteAtlas() {
+        Atlas atlas;
+        atlas.title = options_.output.stem().string();
+        atlas.file = options_.output;
+        atlas.object = "/" + firstTexture_;
+        atlas.views.resize(2);
+        const auto positions = DefaultPositions(atlas.views.size());
+        for (std::size_t i = 0; i < atlas.views.size(); ++i) atlas.views[i].position = positions[i];
+        atlas.views[1].object = "/" + firstDem_;
+        if (options_.overwrite) {
+            std::error_code gone;
+            std::filesystem::remove(AtlasPath(), gone);  // nothing of an old one may stay
+        }
+        if (const Status written = atlas.Write(AtlasPath()); !written.Good()) return written;
+        progress_.Say(AtlasPath().string());
+        return StatusCode::Ok;
+    }
+
     Status PrepareOutput() {
         std::error_code failed;
+        if (options_.atlas && std::filesystem::exists(AtlasPath(), failed) && !options_.overwrite) {
+            return _SetErrPosn(StatusCode::WriteFailed,
+                               AtlasPath().string() + " exists; --overwrite replaces it");
+        }
         if (std::filesystem::is_directory(options_.output, failed)) {
             return _SetErrPosn(StatusCode::WriteFailed,
                                options_.output.string() + " is a folder; name a file");
@@ -217,6 +245,7 @@ private:
     Status WriteHeights(const TerrainHeights& heights, const COORDREFSYS& system,
                         const std::string& name, const std::string& description) {
         ZPF::RasterSpec spec = SpecFor(heights.grid, system, name, description);
+        if (firstDem_.empty()) firstDem_ = spec.name;
         spec.type = ZPF::RasterType::Signed16;
         spec.hasNull = heights.nulls > 0;
         spec.nullValue = kNullHeight;
@@ -232,6 +261,7 @@ private:
                         const std::string& description, const TileSource& tiles, bool masked,
                         std::string_view text, PyramidReport& report) {
         ZPF::RasterSpec spec = SpecFor(grid, system, name, description);
+        if (firstTexture_.empty()) firstTexture_ = spec.name;
         spec.type = ZPF::RasterType::Composite24B;
         spec.encoding =
             options_.lossless ? ZPF::TileEncoding::Lossless : ZPF::TileEncoding::Automatic;
@@ -442,6 +472,7 @@ private:
     bool created_ = false;
     std::optional<OGRSpatialReference> assigned_, system_;
     NameMaker names_;
+    QNSTRING firstDem_, firstTexture_;  // names of the objects
 };
 
 /// The whole reason where it is told for the user; else the text for the code.

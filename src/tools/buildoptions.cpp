@@ -122,6 +122,9 @@ std::string CheckOptions(const BuildOptions& options) {
         ((*options.area)[0] >= (*options.area)[2] || (*options.area)[1] >= (*options.area)[3])) {
         return "-te takes xmin ymin xmax ymax, the first two below the last two";
     }
+    if (options.atlas && options.output.extension() == ".atl") {
+        return "name the landscape OUT.sim; --atlas puts the atlas beside it";
+    }
     if (options.cell && ((*options.cell)[0] <= 0 || (*options.cell)[1] <= 0)) {
         return "-tr takes a cell size above 0, in metres";
     }
@@ -212,7 +215,9 @@ std::optional<int> ParseBuildOptions(int argc, const char* const* argv, BuildOpt
         ->type_name("OUT.sky");
     parser.add_flag("--demo", options.demo, "make a landscape of the program's own invention");
     parser.add_option("--seed", options.seed, "which demo; default 1")->type_name("N");
-    parser.add_flag("--overwrite", options.overwrite, "replace OUT.sim if it exists");
+    parser.add_flag("--atlas", options.atlas,
+                    "write OUT.atl too, with which the atlas tool shows places on a map");
+    parser.add_flag("--overwrite", options.overwrite, "replace OUT.sim, and OUT.atl, if it exists");
     parser.add_flag("-q,--quiet", options.quiet, "say nothing but errors and warnings");
     std::string output;
     parser.add_option("OUT.sim", output, "landscape file to make");

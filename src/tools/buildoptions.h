@@ -45,6 +45,7 @@ struct BuildOptions {
     bool overwrite = false;
     bool quiet = false;
     bool demo = false;
+    bool atlas = false;  ///< an atlas beside the landscape
     std::uint32_t seed = 1;
 };
 

@@ -1,4 +1,4 @@
-#include "app/appearance.h"
+#include "qtbase/appearance.h"
 
 #include <QApplication>
 #include <QLibraryInfo>

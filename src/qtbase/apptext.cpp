@@ -1,4 +1,4 @@
-#include "app/apptext.h"
+#include "qtbase/apptext.h"
 
 #include "base/textres.h"
 

@@ -1,0 +1,51 @@
+#include "atlas/placetexts.h"
+
+#include <QLocale>
+#include <cmath>
+
+#include "geom/degtext.h"
+#include "qtbase/apptext.h"
+
+namespace tarnvale {
+
+QString LengthText(double metres) {
+    constexpr double kKilometre = 1000;
+    if (metres >= kKilometre) return QLocale().toString(metres / kKilometre, 'g', 6) + " km";
+    return QLocale().toString(metres, 'g', 6) + " m";
+}
+
+QString HeightText(double metres) {
+    return QLocale().toString(metres, 'f', std::abs(metres) < 10 ? 1 : 0) + " m";
+}
+
+QString GeographicText(const MapPicture& picture, const MapPoint& map) {
+    const auto place = picture.ToGlobe(map);
+    if (!place) return {};
+    const std::string latitude =
+        ConvertDegsToString(place->latitude, DegreeFlag::kNorthSouth | DegreeFlag::kDegrees);
+    const std::string longitude =
+        ConvertDegsToString(place->longitude, DegreeFlag::kEastWest | DegreeFlag::kDegrees);
+    return QString::fromStdString(latitude + "  " + longitude);
+}
+
+QString MapText(const MapPicture& picture, const MapPoint& map) {
+    if (!picture.HasSystem()) {
+        return TextOf("atlas_cell")
+            .arg(QLocale().toString(std::floor(map.x), 'f', 0),
+                 QLocale().toString(std::floor(-map.y), 'f', 0));
+    }
+    // A metre or less in all units that maps have.
+    const int decimals = picture.MetresX() > 1000 ? 6 : 1;
+    QLocale plain;
+    plain.setNumberOptions(QLocale::OmitGroupSeparator);
+    return plain.toString(map.x, 'f', decimals) + QStringLiteral("  ") +
+           plain.toString(map.y, 'f', decimals) + QStringLiteral("  ") +
+           QString::fromStdString(picture.SystemName());
+}
+
+QString PlaceText(const MapPicture& picture, const MapPoint& map) {
+    const QString geographic = GeographicText(picture, map), own = MapText(picture, map);
+    return geographic.isEmpty() ? own : geographic + QStringLiteral("; ") + own;
+}
+
+}  // namespace tarnvale
