@@ -147,6 +147,10 @@ public:
     /// Counters since the last full BeginFrame.
     [[nodiscard]] virtual DrawCounters Counters() const = 0;
 
+    /// For measuring: EndFrame waits until the picture is done, so that a frame's time has all its
+    /// work. Means nothing to a system that doesn't draw.
+    void SetFinishFrames(bool finish) noexcept { finishFrames_ = finish; }
+
     /// Controls of its own on the graphics page of the options, called on prototypes: adds them;
     /// shows them while it is the system selected there; takes over what they show.
     virtual void AddOptionControls(OptionPanel&) {}
@@ -196,6 +200,7 @@ protected:
     RenderWindow* window_ = nullptr;  // on loan
     TexturePixelFormat pixelFormat_ = TexturePixelFormat::Bgra;
     bool lightingWanted_ = false;
+    bool finishFrames_ = false;
     int skyWidth_ = 0, skyHeight_ = 0;
 
 private:
@@ -216,7 +221,7 @@ private:
 /// An entry is a prototype; each view gets an instance of its own by CreateInstance.
 class GraphicsSystemRegistry {
 public:
-    static constexpr int kDirect3D = 0, kOpenGL = 1, kEntries = 4;
+    static constexpr int kDirect3D = 0, kOpenGL3 = 1, kOpenGL = 2, kEntries = 4;
     /// Keeps the first system offered for an entry.
     void Register(int entry, std::unique_ptr<GraphicsSystem> prototype);
     /// Asks each prototype, in order; "no opinion" loads the libraries of its list to find out.

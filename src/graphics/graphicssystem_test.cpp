@@ -44,7 +44,7 @@ TEST(GraphicsSystemRegistry, TheNamedSystemIsChosenElseTheFirstThatWorks) {
     registry.Register(0, std::make_unique<Candidate>("directx", 1));
     registry.Register(GraphicsSystemRegistry::kOpenGL,
                       std::make_unique<Candidate>("opengl", 2, "libGLU.so.1:libGL.so.1"));
-    registry.Register(2,
+    registry.Register(GraphicsSystemRegistry::kOpenGL3,
                       std::make_unique<Candidate>("broken", 2, "libGL.so.1:libno-such-thing.so.7"));
     registry.Register(3, std::make_unique<Candidate>("null", 0));
     registry.Register(3, std::make_unique<Candidate>("second", 0));

@@ -1,6 +1,12 @@
 #pragma once
 
+#include <cstdint>
+
 namespace tarnvale {
+
+/// Which OpenGL a context offers. Compatibility: 1.1 and whatever else the driver has; Core33: 3.3
+/// or later without what that deprecates, with notice of resets where the driver gives it.
+enum class ContextKind : std::uint8_t { Compatibility, Core33 };
 
 /// A surface with a drawing context of its own. Implemented on a window, and offscreen without
 /// display. Thread: the frame cycle's.
@@ -17,6 +23,9 @@ public:
     [[nodiscard]] virtual bool Visible() const { return true; }
     /// Physical distance of two device pixels in millimetres.
     [[nodiscard]] virtual double PixelPitch() const = 0;
+    /// Which kind the next CreateContext makes. Compatibility until told otherwise.
+    void SetContextKind(ContextKind kind) noexcept { contextKind_ = kind; }
+    [[nodiscard]] ContextKind WantedContext() const noexcept { return contextKind_; }
     /// Makes the context (colour 24 bits, depth at least 24, double-buffered, alpha) if there is
     /// none yet.
     /// @return false if the system can't; `why` then says so in one clause
@@ -36,6 +45,9 @@ public:
     bool ForceCurrent();
     /// Lets go of the context of this window, if this thread has it.
     void ReleaseCurrent();
+
+private:
+    ContextKind contextKind_ = ContextKind::Compatibility;
 };
 
 }  // namespace tarnvale

@@ -15,6 +15,7 @@
 #include "graphics/nullgraphics.h"
 #include "graphics/offscreen/offscreenwindow.h"
 #include "graphics/opengl/openglgraphics.h"
+#include "graphics/opengl3/opengl3graphics.h"
 #include "landscape/simfile.h"
 #include "simulator/picturetexts.h"
 
@@ -129,14 +130,19 @@ bool RenderFlight::OpenGraphics(std::string& problem) {
         auto system = std::make_unique<OpenGLGraphicsSystem>();
         offscreen_ = window.get();
         opengl_ = system.get();
-        opengl_->SetFinishFrames(true);
         window_ = std::move(window);
         graphics_ = std::move(system);
+    } else if (options_.graphics == "opengl3") {
+        auto window = std::make_unique<OffscreenWindow>(options_.width, options_.height);
+        offscreen_ = window.get();
+        window_ = std::move(window);
+        graphics_ = std::make_unique<OpenGL3GraphicsSystem>();
     } else {
-        problem =
-            fmt::format("no graphics system '{}': there are opengl and null", options_.graphics);
+        problem = fmt::format("no graphics system '{}': there are opengl3, opengl and null",
+                              options_.graphics);
         return false;
     }
+    graphics_->SetFinishFrames(true);
     Status status = graphics_->Open(window_.get());
     if (status.Good()) status = simulator_.Initialize(nullptr);
     if (status.Good()) status = simulator_.AttachGraphicsSystem(graphics_.get(), View::kMain);

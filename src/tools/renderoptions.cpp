@@ -96,7 +96,7 @@ int ReadRenderOptions(int count, char** arguments, RenderOptions& options) {
                    "--set Sky=false shows none")
         ->type_name("NAME|N");
     app.add_option("--graphics", options.graphics,
-                   "graphics system: opengl, or null for all but the drawing")
+                   "graphics system: opengl3, opengl, or null for all but the drawing")
         ->type_name("NAME");
     app.add_flag("--complete", options.complete,
                  "wait in each frame until it has every tile it wants");

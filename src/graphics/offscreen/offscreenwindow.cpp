@@ -17,6 +17,26 @@ EGLSurface MakeSurface(const EglDevice& device, int width, int height) {
     const std::array<EGLint, 5> size{EGL_WIDTH, width, EGL_HEIGHT, height, EGL_NONE};
     return eglCreatePbufferSurface(device.display, device.config, size.data());
 }
+
+EGLContext MakeContext(const EglDevice& device, ContextKind kind) {
+    if (kind == ContextKind::Compatibility)
+        return eglCreateContext(device.display, device.config, EGL_NO_CONTEXT, nullptr);
+    // Ends at an attribute that not every driver knows: notice of resets.
+    constexpr std::array<EGLint, 9> kCore{EGL_CONTEXT_MAJOR_VERSION,
+                                          3,
+                                          EGL_CONTEXT_MINOR_VERSION,
+                                          3,
+                                          EGL_CONTEXT_OPENGL_PROFILE_MASK,
+                                          EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
+                                          EGL_CONTEXT_OPENGL_RESET_NOTIFICATION_STRATEGY,
+                                          EGL_LOSE_CONTEXT_ON_RESET,
+                                          EGL_NONE};
+    EGLContext made = eglCreateContext(device.display, device.config, EGL_NO_CONTEXT, kCore.data());
+    if (made != EGL_NO_CONTEXT) return made;
+    auto plain = kCore;
+    plain[6] = EGL_NONE;
+    return eglCreateContext(device.display, device.config, EGL_NO_CONTEXT, plain.data());
+}
 }  // namespace
 
 struct OffscreenWindow::Native {
@@ -49,8 +69,11 @@ bool OffscreenWindow::CreateContext(const char*& why) {
     }
     auto native = std::make_unique<Native>(device);
     eglBindAPI(EGL_OPENGL_API);
-    native->context =
-        eglCreateContext(native->device->display, native->device->config, EGL_NO_CONTEXT, nullptr);
+    native->context = MakeContext(*device, WantedContext());
+    if (native->context == EGL_NO_CONTEXT && WantedContext() == ContextKind::Core33) {
+        why = "the driver has no OpenGL 3.3";
+        return false;
+    }
     native->surface = MakeSurface(*native->device, width_, height_);
     if (native->context == EGL_NO_CONTEXT || native->surface == EGL_NO_SURFACE) {
         why = "the driver has no picture of that size; ask for a smaller one";

@@ -1,21 +1,24 @@
 #pragma once
 
-#include <string>
-#include <string_view>
-
 #include <GL/gl.h>
+
+#include <string_view>
 
 namespace tarnvale {
 
-/// What the current context's driver says of itself; empty if it says nothing.
-[[nodiscard]] inline std::string_view DriverText(GLenum which) {
-    const GLubyte* text = glGetString(which);
-    return text != nullptr ? reinterpret_cast<const char*>(text) : "";
-}
+class TextureBudget;
 
-[[nodiscard]] inline bool HasDriverExtension(std::string_view name) {
-    const std::string all = " " + std::string(DriverText(GL_EXTENSIONS)) + " ";
-    return all.find(" " + std::string(name) + " ") != std::string::npos;
-}
+// What the current context's driver says of itself, in either kind of context.
+
+/// Empty if the driver says nothing.
+[[nodiscard]] std::string_view DriverText(GLenum which);
+[[nodiscard]] bool HasDriverExtension(std::string_view name);
+/// @return true if no card draws
+[[nodiscard]] bool DrawsOnProcessor();
+/// Sets the budget by what the driver tells of its memory, unless textures use some of it already.
+void EstimateTextureBudget(TextureBudget& budget);
+/// Forgets the errors so far, which would else be taken for those of the next call. @return whether
+/// there were any
+bool DrainDriverErrors();
 
 }  // namespace tarnvale

@@ -5,6 +5,7 @@
 #include <GL/glext.h>
 
 #include <cstdlib>
+#include <string>
 #include <utility>
 
 #include "graphics/opengl/driver.h"

@@ -28,7 +28,7 @@ MeshGather::Bucket& MeshGather::BucketFor(const Material& material, GatherPlace*
     if (buckets_.empty() || buckets_.back().material != material) {
         Chunk* chunk = TakeChunk();
         buckets_.push_back({material, chunk, chunk});
-        if (material.wireframe || material.lit) barrier_ = buckets_.size();
+        if (material.wireframe || material.lit || material.blended) barrier_ = buckets_.size();
     }
     if (place != nullptr) *place = {serial_, static_cast<std::uint32_t>(buckets_.size() - 1)};
     return buckets_.back();
@@ -56,10 +56,11 @@ void MeshGather::CopyVertices(const Bucket& bucket, const RenderMesh& mesh, std:
     std::memcpy(&chunk.positions[chunk.count * 3], mesh.vertices.Data() + from,
                 count * sizeof(Vec3f));
     if (bucket.material.texture != 0) {
-        std::memcpy(&chunk.extras[chunk.count * 2], mesh.texcoords.Data() + from,
+        std::memcpy(&chunk.texcoords[chunk.count * 2], mesh.texcoords.Data() + from,
                     count * sizeof(Vec2f));
-    } else if (bucket.material.lit) {
-        std::memcpy(&chunk.extras[chunk.count * 3], mesh.normals.Data() + from,
+    }
+    if (bucket.material.lit) {
+        std::memcpy(&chunk.normals[chunk.count * 3], mesh.normals.Data() + from,
                     count * sizeof(Vec3f));
     }
     chunk.count += count;

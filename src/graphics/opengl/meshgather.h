@@ -17,7 +17,9 @@ struct Material {
     std::uint64_t texture = 0;  ///< native name; 0: untextured
     COLOR colour;
     bool wireframe = false;
-    bool lit = false;  ///< has normals
+    bool lit = false;      ///< has normals
+    bool blended = false;  ///< lets through what was drawn before it
+    bool tested = false;   ///< its texels' alpha decides which of them are drawn
     friend constexpr bool operator==(const Material&, const Material&) = default;
 };
 
@@ -49,8 +51,8 @@ public:
         std::uint32_t count;  // vertices
         Chunk* next;
         std::array<float, kChunkVertices * 3> positions;
-        std::array<float, kChunkVertices * 3>
-            extras;  // two texture coordinates a vertex, or a normal
+        std::array<float, kChunkVertices * 2> texcoords;  // of textured materials
+        std::array<float, kChunkVertices * 3> normals;    // of lit ones
     };
     static_assert(std::is_trivially_default_constructible_v<Chunk>);
     struct Bucket {

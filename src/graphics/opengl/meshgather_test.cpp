@@ -31,13 +31,15 @@ std::vector<std::vector<int>> Waiting(const MeshGather& gather) {
     std::vector<std::vector<int>> result;
     for (const auto& bucket : gather.Waiting()) {
         std::vector<int>& numbers = result.emplace_back();
-        const std::uint32_t step = bucket.material.texture != 0 ? 2 : 3;
         for (const auto* chunk = bucket.first; chunk != nullptr; chunk = chunk->next) {
             for (std::uint32_t i = 0; i < chunk->count; ++i) {
                 numbers.push_back(static_cast<int>(chunk->positions[i * 3]));
-                const std::uint32_t at = i * step + (step == 3 ? 2 : 0);
-                if (bucket.material.texture != 0 || bucket.material.lit) {
-                    EXPECT_EQ(chunk->extras[at], chunk->positions[i * 3])
+                if (bucket.material.texture != 0) {
+                    EXPECT_EQ(chunk->texcoords[i * 2], chunk->positions[i * 3])
+                        << "parted from its vertex";
+                }
+                if (bucket.material.lit) {
+                    EXPECT_EQ(chunk->normals[i * 3 + 2], chunk->positions[i * 3])
                         << "parted from its vertex";
                 }
             }

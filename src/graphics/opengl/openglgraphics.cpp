@@ -7,13 +7,11 @@
 #include <chrono>
 #include <new>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "base/settings.h"
 #include "graphics/opengl/driver.h"
-#include "graphics/platform.h"
 
 namespace tarnvale {
 
@@ -24,18 +22,9 @@ constexpr int kPreferredTextureSize = 512;
 constexpr GLenum kSunLight = GL_LIGHT7;
 constexpr int kSunIndex = 7, kLights = 8;
 constexpr std::array<double, 16> kIdentity{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-// Memory reports of the two makers of cards that have one, in kilobytes.
-constexpr GLenum kFreeVideoMemoryNvx = 0x9049, kTextureFreeMemoryAti = 0x87FC;
 
 constexpr std::array<GLenum, 8> kAlphaFunctions{GL_NEVER, GL_ALWAYS, GL_EQUAL,   GL_NOTEQUAL,
                                                 GL_LESS,  GL_LEQUAL, GL_GREATER, GL_GEQUAL};
-
-/// A lost context can answer errors for ever, so the drain has an end.
-bool DrainErrors() {
-    bool any = false;
-    for (int i = 0; i < 64 && glGetError() != GL_NO_ERROR; ++i) any = true;
-    return any;
-}
 
 void Switch(GLenum what, bool on) {
     if (on) {
@@ -51,14 +40,6 @@ void SwitchArray(GLenum what, bool on) {
     } else {
         glDisableClientState(what);
     }
-}
-
-bool DrawsOnProcessor() {
-    const std::string_view renderer = DriverText(GL_RENDERER);
-    constexpr std::array<std::string_view, 4> kKnown{"llvmpipe", "softpipe", "swrast", "SWR"};
-    return std::ranges::any_of(kKnown, [&](std::string_view known) {
-        return renderer.find(known) != std::string_view::npos;
-    });
 }
 
 }  // namespace
@@ -102,6 +83,7 @@ bool OpenGLGraphicsSystem::Current() const {
 
 Status OpenGLGraphicsSystem::OpenDevice() {
     const char* why = "the graphics driver gives no context";
+    window_->SetContextKind(ContextKind::Compatibility);
     if (!window_->CreateContext(why) || !window_->ForceCurrent()) {
         window_->DestroyContext();
         return _SetErrPosn(StatusCode::NotBuilt, why);
@@ -132,9 +114,9 @@ Status OpenGLGraphicsSystem::OpenDevice() {
     glMatrixMode(GL_MODELVIEW);
     glPushMatrix();
     ProbeTextureFormat();
-    EstimateBudget();
+    EstimateTextureBudget(*budget_);
     fence_.Open();
-    DrainErrors();
+    DrainDriverErrors();
     return StatusCode::Ok;
 }
 
@@ -160,23 +142,6 @@ void OpenGLGraphicsSystem::ProbeTextureFormat() {
     }
     bytesPerTexel_ = bits > 0 ? static_cast<std::uint64_t>(bits + 7) / 8 : 4;
     pixelFormat_ = TexturePixelFormat::Bgra;
-}
-
-void OpenGLGraphicsSystem::EstimateBudget() {
-    if (budget_->Used() > 0) return;  // what is free now is less by our own textures
-    std::array<GLint, 4> kilobytes{};
-    if (DrawsOnProcessor()) {
-        budget_->SetAutomatic(TextureBudget::SoftwareShare(PhysicalMemory()));
-        return;
-    }
-    if (HasDriverExtension("GL_NVX_gpu_memory_info")) {
-        glGetIntegerv(kFreeVideoMemoryNvx, kilobytes.data());
-    } else if (HasDriverExtension("GL_ATI_meminfo")) {
-        glGetIntegerv(kTextureFreeMemoryAti, kilobytes.data());
-    }
-    budget_->SetAutomatic(kilobytes[0] > 0 ? TextureBudget::ReportedCardShare(
-                                                 static_cast<std::uint64_t>(kilobytes[0]) << 10)
-                                           : TextureBudget::UnknownCardShare(PhysicalMemory()));
 }
 
 Status OpenGLGraphicsSystem::Shutdown() {
@@ -230,10 +195,10 @@ OpenGLGraphicsSystem::Textures::iterator OpenGLGraphicsSystem::TakeOrMake(std::u
 
 bool OpenGLGraphicsSystem::Fill(const OpenGLTexture& texture, std::span<const std::byte> pixels,
                                 TextureUse use) {
-    DrainErrors();
+    DrainDriverErrors();
     glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(texture.Native()));
     sent_.texture = texture.Native();
-    if (DrainErrors()) return false;
+    if (DrainDriverErrors()) return false;
     // A sky goes around more than once: every other time it is mirrored, so that no seam can show.
     // Across, zenith and nadir are ends. It is stretched far, so it is smoothed.
     const bool sky = use == TextureUse::Sky;
@@ -244,7 +209,7 @@ bool OpenGLGraphicsSystem::Fill(const OpenGLTexture& texture, std::span<const st
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, filter);
     glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_PRIORITY, 1.0F);
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
-    DrainErrors();
+    DrainDriverErrors();
     if (sky) {
         glTexImage2D(GL_TEXTURE_2D, 0, 3, skyWidth_, skyHeight_, 0, GL_BGRA, GL_UNSIGNED_BYTE,
                      pixels.data());
@@ -252,7 +217,7 @@ bool OpenGLGraphicsSystem::Fill(const OpenGLTexture& texture, std::span<const st
         glTexImage2D(GL_TEXTURE_2D, 0, internalFormat_, textureSize_, textureSize_, 0, GL_BGRA,
                      GL_UNSIGNED_BYTE, pixels.data());
     }
-    return !DrainErrors();
+    return !DrainDriverErrors();
 }
 
 TextureHandle* OpenGLGraphicsSystem::CreateTexture(std::span<const std::byte> pixels,
@@ -542,7 +507,9 @@ void OpenGLGraphicsSystem::Flush() {
     }
     for (const MeshGather::Bucket& bucket : gather_.Waiting()) {
         for (const MeshGather::Chunk* chunk = bucket.first; chunk != nullptr; chunk = chunk->next) {
-            SendArrays(bucket.material, chunk->positions.data(), chunk->extras.data(),
+            const float* const extras =
+                bucket.material.texture != 0 ? chunk->texcoords.data() : chunk->normals.data();
+            SendArrays(bucket.material, chunk->positions.data(), extras,
                        static_cast<int>(chunk->count));
         }
     }

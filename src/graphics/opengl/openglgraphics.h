@@ -59,9 +59,6 @@ public:
 
     [[nodiscard]] const TextureBudget& Budget() const noexcept { return *budget_; }
 
-    /// For measuring: EndFrame waits until the picture is done, so that a frame's time has all its
-    /// work.
-    void SetFinishFrames(bool finish) noexcept { finishFrames_ = finish; }
     /// For tests: off, each mesh is sent by itself.
     void SetGathering(bool gather) noexcept { gathering_ = gather; }
     /// Keeps the triangles of the next full pass, from its BeginFrame to its EndFrame.
@@ -86,7 +83,6 @@ private:
 
     Status OpenDevice() override;
     void ProbeTextureFormat();
-    void EstimateBudget();
     [[nodiscard]] bool Current() const;
     [[nodiscard]] Textures::iterator FindLive(const TextureHandle* handle);
     [[nodiscard]] Textures::iterator TakeOrMake(std::uint64_t bytes);
@@ -119,7 +115,6 @@ private:
     PassState state_;  // as callers want it; the context has it after ApplyState
     std::array<double, 16> model_{};
     DrawCounters counters_;
-    bool finishFrames_ = false;
     bool gathering_ = true;
     Capture capture_ = Capture::None;
     StaticFrame captured_;

@@ -24,7 +24,8 @@ void StaticFrame::Add(const MeshGather::Bucket& bucket, const PassState& state,
     for (const MeshGather::Chunk* chunk = bucket.first; chunk != nullptr; chunk = chunk->next) {
         const float* positions = chunk->positions.data();
         part->positions.insert(part->positions.end(), positions, positions + chunk->count * 3);
-        const float* more = chunk->extras.data();
+        const float* more =
+            bucket.material.texture != 0 ? chunk->texcoords.data() : chunk->normals.data();
         part->extras.insert(part->extras.end(), more, more + chunk->count * extras);
     }
 }

@@ -27,7 +27,7 @@ public:
         PassState state;
         std::array<double, 16> model{};
         std::vector<float> positions;  // three a vertex
-        std::vector<float> extras;     // as in MeshGather::Chunk
+        std::vector<float> extras;  // two texture coordinates a vertex, or a normal of a lit part
     };
 
     void Begin(const RenderCamera& camera, int width, int height);

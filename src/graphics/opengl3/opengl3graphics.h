@@ -1,0 +1,161 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "graphics/graphicssystem.h"
+#include "graphics/opengl/framefence.h"
+#include "graphics/opengl/meshgather.h"
+#include "graphics/opengl3/alpharange.h"
+#include "graphics/opengl3/cameramatrix.h"
+#include "graphics/opengl3/picturetarget.h"
+#include "graphics/opengl3/programs.h"
+#include "graphics/opengl3/tiletextures.h"
+#include "graphics/opengl3/vertexstream.h"
+#include "graphics/texturebudget.h"
+
+namespace tarnvale {
+
+/// Draws with OpenGL 3.3 through a core context of the window: textures are shaded by the lit
+/// material, what is translucent is blended, fog has distances, `SmoothTexture` and `Antialias` act
+/// from the next frame on.
+///
+/// Colours are display values from end to end, as in the landscapes' images: light, fog and
+/// blending work on them as they are. Only where texels are averaged, between each other and into
+/// smaller copies, they are taken as the light that they stand for, so that a tile is as bright
+/// from afar as from near.
+///
+/// Meshes are gathered and reach the driver when something changes that they depend on, at the
+/// latest in EndFrame. States set while closed hold from Open on.
+class OpenGL3GraphicsSystem final : public GraphicsSystem {
+public:
+    /// How CheckAvailable finds out. Both may be empty.
+    struct Probe {
+        /// A window that nobody sees; used once.
+        std::function<std::unique_ptr<RenderWindow>()> makeWindow;
+        /// Hears why the system can't be used here.
+        std::function<void(const std::string& why)> tell;
+    };
+    OpenGL3GraphicsSystem() : OpenGL3GraphicsSystem(Probe{}) {}
+    explicit OpenGL3GraphicsSystem(Probe probe);
+    ~OpenGL3GraphicsSystem() override;
+
+    [[nodiscard]] int GetTextureSize() const override { return kTextureSize; }
+    [[nodiscard]] TextureHandle* CreateTexture(std::span<const std::byte> pixels,
+                                               TextureUse use) override;
+    void DestroyTexture(TextureHandle* handle) override;
+    void RecycleTexture(TextureHandle* handle) override;
+    Status Shutdown() override;
+    /// Makes a context on a window of the probe's, the first time that it is asked.
+    [[nodiscard]] int CheckAvailable() const override;
+    [[nodiscard]] std::unique_ptr<GraphicsSystem> CreateInstance() const override;
+    void SetDepthWrite(bool enable) override;
+    void SetAlphaTest(bool enable) override;
+    void SetAlphaFunction(AlphaFunction function, float reference) override;
+    /// Eight lights, 0 to 7; others are ignored.
+    void EnableLight(int index, bool enable) override;
+    /// Lights are directional, so the position means nothing.
+    void SetLight(int index, const Vec3f& position, const Vec3f& direction, COLOR colour) override;
+    void SetAmbient(COLOR colour) override;
+    Status EndFrame() override;
+    void DrawLines(std::span<const Vec3f> vertices, COLOR colour, LineMode mode) override;
+    void DrawPoints(std::span<const Vec3f> vertices, COLOR colour) override;
+    void DrawSubterrainVeil() override;
+    /// Leaves out meshes of fewer than 3 vertices. A texture of another system isn't bound.
+    void DrawMeshes(const RenderMeshBatch& batch) override;
+    void SetModelMatrix(std::span<const double, 16> matrix) override;
+    /// Everything that changes how or over what gathered meshes are drawn calls this first.
+    void Flush() override;
+    void BeginFrame(const RenderCamera& camera, int width, int height, FramePass pass) override;
+    [[nodiscard]] DrawCounters Counters() const override { return counters_; }
+    void ShowOptionControls(OptionPanel& panel, bool show) override;
+
+    [[nodiscard]] const TextureBudget& Budget() const noexcept { return textures_.Budget(); }
+    /// Samples of a pixel of the last frame; 1 without antialiasing.
+    [[nodiscard]] int Samples() const noexcept { return target_.Samples(); }
+    [[nodiscard]] DepthRange Depth() const noexcept { return target_.Depth(); }
+    /// For tests: off, each mesh is sent by itself.
+    void SetGathering(bool gather) noexcept { gathering_ = gather; }
+
+private:
+    static constexpr int kTextureSize = 512;
+    static constexpr int kLights = 8;
+
+    struct Light {
+        bool on = false;
+        Vec3f direction{0, 0, 1};
+        COLOR colour{0xFFFF, 0xFFFF, 0xFFFF, 0};
+    };
+    /// As callers want it.
+    struct State {
+        bool depthWrite = true;
+        bool alphaTest = false;
+        AlphaFunction alphaFunction = AlphaFunction::Always;
+        float alphaReference = 0.0F;
+    };
+    /// What the context was told last, so that nothing is told twice.
+    struct Sent {
+        bool wireframe = false, blending = false, depthWrite = true;
+        bool texcoordArray = false, normalArray = false;
+        std::uint64_t texture = 0;
+        GLuint sampler = 0;
+        std::array<float, 4> material{-1, -1, -1, -1};
+    };
+
+    OpenGL3GraphicsSystem(Probe probe, std::shared_ptr<TextureBudget> budget);
+    Status OpenDevice() override;
+    [[nodiscard]] std::string Build();
+    void BuildSamplers();
+    [[nodiscard]] bool Current() const;
+
+    void SetFog(const RenderCamera& camera);
+    void SetCamera(const RenderCamera& camera, int width, int height);
+    void SetProjection(const RenderCamera& camera, int width, int height);
+    void SetSun(bool on);
+    void UpdateClip();
+    void UpdateLights();
+    void ClearTarget(unsigned what);
+    void TakeScreenShot();
+
+    void Gather(const RenderMesh& mesh);
+    /// @return false if nothing of it passes the alpha test
+    [[nodiscard]] bool Judge(Material& material, float alpha, bool solid) const;
+    void SendWaiting();
+    void ApplyMaterial(const Material& material);
+    void ApplyTexture(std::uint64_t name);
+    void DrawPlain(unsigned mode, std::span<const Vec3f> vertices, COLOR colour);
+
+    Probe probe_;
+    mutable std::optional<int> available_;
+    TileTextures textures_;
+    MeshGather gather_;
+    FrameFence fence_;
+    PictureTarget target_;
+    Programs programs_;
+    VertexStream stream_;
+    GlVertexArray arrays_;
+    GlSampler nearest_, filtered_;
+    bool nearestDecodes_ = false;  // the driver can't leave texels as they are
+
+    State state_;
+    AlphaRange alphaRange_;
+    std::array<Light, kLights> lights_;
+    Vec3f sun_{0, 0, -1};
+    bool sunOn_ = false;
+    Matrix4 view_ = kIdentity4, projection_ = kIdentity4, model_ = kIdentity4;
+    bool fog_ = false, smooth_ = false;
+    bool drawing_ = false;  // between a full BeginFrame that found its target and EndFrame
+    std::uint32_t halvings_ = 0;
+    ProgramInputs inputs_;
+    std::uint64_t serial_ = 1;  // of states in inputs_
+    Sent sent_;
+    DrawCounters counters_;
+    bool gathering_ = true;
+};
+
+}  // namespace tarnvale

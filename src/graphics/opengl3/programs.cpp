@@ -1,0 +1,172 @@
+#include "graphics/opengl3/programs.h"
+
+#include <vector>
+
+namespace tarnvale {
+
+namespace {
+
+// Light is summed at the vertices, as cards did when the light's strengths were chosen. A vertex
+// without a normal has one of length zero and takes the ambient light alone.
+constexpr const char* kVertexText = R"(#version 330 core
+layout(location = 0) in vec3 position;
+layout(location = 1) in vec2 texcoord;
+layout(location = 2) in vec3 normal;
+layout(location = 3) in vec4 material;
+uniform mat4 clip;
+uniform vec3 ambient;
+uniform int lights;
+uniform vec3 lightDirections[9];
+uniform vec3 lightColours[9];
+out vec4 colour;
+out vec2 place;
+void main() {
+    vec3 light = ambient;
+    for (int i = 0; i < lights; ++i)
+        light += lightColours[i] * max(dot(normal, lightDirections[i]), 0.0);
+    colour = vec4(min(material.rgb * light, 1.0), material.a);
+    place = texcoord;
+    gl_Position = clip * vec4(position, 1.0);
+}
+)";
+
+constexpr const char* kFragmentText = R"(
+in vec4 colour;
+in vec2 place;
+out vec4 pixel;
+uniform sampler2D tile;
+uniform vec3 alphaRange;
+uniform vec3 fogColour;
+uniform vec3 fog;
+void main() {
+    vec4 result = colour;
+#ifdef TEXTURED
+    vec4 texel = texture(tile, place);
+#ifdef DECODED
+    texel.rgb = mix(texel.rgb * 12.92, 1.055 * pow(texel.rgb, vec3(1.0 / 2.4)) - 0.055,
+                    greaterThan(texel.rgb, vec3(0.0031308)));
+#endif
+    result *= texel;
+#endif
+#ifdef ALPHA_TEST
+    float alpha = floor(result.a * 255.0 + 0.5);
+    bool inside = alpha >= alphaRange.x && alpha <= alphaRange.y;
+    if (inside == (alphaRange.z > 0.5)) discard;
+#endif
+#ifdef FOG
+    float away = 1.0 / gl_FragCoord.w;
+    float depth = fog.x * away;
+    float own = fog.z < 0.5 ? fog.x - fog.y * away : exp(fog.z < 1.5 ? -depth : -depth * depth);
+    result.rgb = mix(fogColour, result.rgb, clamp(own, 0.0, 1.0));
+#endif
+    pixel = result;
+}
+)";
+
+template <typename GetSize, typename GetText>
+std::string LogOf(GLuint name, GetSize getSize, GetText getText) {
+    GLint size = 0;
+    getSize(name, GL_INFO_LOG_LENGTH, &size);
+    std::string log(static_cast<std::size_t>(size > 0 ? size : 0), '\0');
+    if (size > 0) getText(name, size, nullptr, log.data());
+    // The first line says enough.
+    return log.substr(0, log.find_first_of(std::string("\n\0", 2)));
+}
+
+bool Compile(GLenum stage, const std::string& text, GlShader& shader, std::string& why) {
+    shader = GlShader::Own(glCreateShader(stage));
+    const char* const source = text.c_str();
+    glShaderSource(shader.Name(), 1, &source, nullptr);
+    glCompileShader(shader.Name());
+    GLint done = GL_FALSE;
+    glGetShaderiv(shader.Name(), GL_COMPILE_STATUS, &done);
+    if (done == GL_FALSE) why = LogOf(shader.Name(), glGetShaderiv, glGetShaderInfoLog);
+    return done != GL_FALSE;
+}
+
+std::string FragmentText(ProgramUse use) {
+    std::string text = "#version 330 core\n";
+    if (use.textured) text += "#define TEXTURED\n";
+    if (use.alphaTest) text += "#define ALPHA_TEST\n";
+    if (use.fog) text += "#define FOG\n";
+    if (use.decoded) text += "#define DECODED\n";
+    return text + kFragmentText;
+}
+
+}  // namespace
+
+bool Programs::Build(std::string& why) {
+    current_ = nullptr;
+    GlShader vertex;
+    if (!Compile(GL_VERTEX_SHADER, kVertexText, vertex, why)) return false;
+    for (unsigned i = 0; i < programs_.size(); ++i) {
+        const ProgramUse use{(i & 1U) != 0, (i & 2U) != 0, (i & 4U) != 0, (i & 8U) != 0};
+        if (!use.textured && (use.decoded || use.alphaTest)) continue;  // never asked for
+        if (!Link(programs_[use.Index()], vertex, use, why)) return false;
+    }
+    return true;
+}
+
+bool Programs::Link(Program& program, const GlShader& vertex, ProgramUse use, std::string& why) {
+    GlShader fragment;
+    if (!Compile(GL_FRAGMENT_SHADER, FragmentText(use), fragment, why)) return false;
+    program = {};
+    program.name = GlProgram::Own(glCreateProgram());
+    const GLuint name = program.name.Name();
+    glAttachShader(name, vertex.Name());
+    glAttachShader(name, fragment.Name());
+    glLinkProgram(name);
+    glDetachShader(name, vertex.Name());
+    glDetachShader(name, fragment.Name());
+    GLint done = GL_FALSE;
+    glGetProgramiv(name, GL_LINK_STATUS, &done);
+    if (done == GL_FALSE) {
+        why = LogOf(name, glGetProgramiv, glGetProgramInfoLog);
+        return false;
+    }
+    const auto place = [name](const char* uniform) { return glGetUniformLocation(name, uniform); };
+    program.clip = place("clip");
+    program.ambient = place("ambient");
+    program.lights = place("lights");
+    program.lightDirections = place("lightDirections");
+    program.lightColours = place("lightColours");
+    program.alphaRange = place("alphaRange");
+    program.fogColour = place("fogColour");
+    program.fog = place("fog");
+    return true;
+}
+
+void Programs::Use(ProgramUse use, const ProgramInputs& inputs) {
+    Program& program = programs_[use.Index()];
+    if (current_ != &program) glUseProgram(program.name.Name());
+    current_ = &program;
+    if (program.model != inputs.model) {
+        glUniformMatrix4fv(program.clip, 1, GL_FALSE, inputs.clip.data());
+        program.model = inputs.model;
+    }
+    if (program.light != inputs.light) {
+        glUniform3fv(program.ambient, 1, inputs.ambient.data());
+        glUniform1i(program.lights, inputs.lights);
+        if (inputs.lights > 0) {
+            glUniform3fv(program.lightDirections, inputs.lights, inputs.lightDirections.data());
+            glUniform3fv(program.lightColours, inputs.lights, inputs.lightColours.data());
+        }
+        program.light = inputs.light;
+    }
+    if (use.alphaTest && program.alpha != inputs.alpha) {
+        glUniform3fv(program.alphaRange, 1, inputs.alphaRange.data());
+        program.alpha = inputs.alpha;
+    }
+    if (use.fog && program.fogging != inputs.fogging) {
+        glUniform3fv(program.fogColour, 1, inputs.fogColour.data());
+        glUniform3fv(program.fog, 1, inputs.fog.data());
+        program.fogging = inputs.fogging;
+    }
+}
+
+void Programs::Abandon() noexcept {
+    for (Program& program : programs_) program.name.Abandon();
+    current_ = nullptr;
+}
+
+}  // namespace tarnvale

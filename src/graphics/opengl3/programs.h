@@ -1,0 +1,72 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "graphics/opengl3/globject.h"
+
+namespace tarnvale {
+
+/// What a program does beyond writing the lit colour of the material.
+struct ProgramUse {
+    bool textured = false;
+    bool alphaTest = false;  ///< drops pixels by their alpha
+    bool fog = false;
+    bool decoded = false;  ///< texels come as light and are turned into display values again
+    [[nodiscard]] constexpr std::size_t Index() const noexcept {
+        return (textured ? 1U : 0U) | (alphaTest ? 2U : 0U) | (fog ? 4U : 0U) | (decoded ? 8U : 0U);
+    }
+};
+
+/// Everything that programs read beside their vertices and the texture.
+struct ProgramInputs {
+    static constexpr int kMostLights = 9;  // eight of the callers' and the sun
+
+    std::array<float, 16> clip{};  ///< from model to picture
+    std::array<float, 3> ambient{1, 1, 1};
+    int lights = 0;
+    /// Towards the light, as seen by the model's normals; three a light.
+    std::array<float, std::size_t{kMostLights} * 3> lightDirections{};
+    std::array<float, std::size_t{kMostLights} * 3> lightColours{};
+    /// Alpha from 0 to 255 that passes, lowest and highest; 1: those outside pass instead.
+    std::array<float, 3> alphaRange{0, 255, 0};
+    std::array<float, 3> fogColour{};
+    /// Linear: share of the own colour is x - y * distance. Exponential: e to the minus x *
+    /// distance, and that squared for z = 2.
+    std::array<float, 3> fog{};
+
+    // Numbers of the states of the groups above, so that each program gets each state once.
+    std::uint64_t model = 1, light = 1, alpha = 1, fogging = 1;
+};
+
+/// The programs of one context, compiled when it is opened, so that none comes in the middle of a
+/// flight. Thread: that of the context, which must be current.
+class Programs {
+public:
+    // Places of a vertex's values.
+    static constexpr GLuint kPosition = 0, kTexcoord = 1, kNormal = 2, kMaterial = 3;
+
+    /// @param why  out: the driver's words, if it can't
+    [[nodiscard]] bool Build(std::string& why);
+    /// Makes a program the current one and sends what changed since it was so last.
+    void Use(ProgramUse use, const ProgramInputs& inputs);
+    /// The context is gone, and the programs with it.
+    void Abandon() noexcept;
+
+private:
+    struct Program {
+        GlProgram name;
+        GLint clip = -1, ambient = -1, lights = -1, lightDirections = -1, lightColours = -1,
+              alphaRange = -1, fogColour = -1, fog = -1;
+        std::uint64_t model = 0, light = 0, alpha = 0, fogging = 0;
+    };
+    [[nodiscard]] bool Link(Program& program, const GlShader& vertex, ProgramUse use,
+                            std::string& why);
+
+    std::array<Program, 16> programs_;
+    const Program* current_ = nullptr;
+};
+
+}  // namespace tarnvale

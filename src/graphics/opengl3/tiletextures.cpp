@@ -1,0 +1,156 @@
+#include "graphics/opengl3/tiletextures.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "graphics/opengl/driver.h"
+
+namespace tarnvale {
+
+namespace {
+
+bool AllOpaque(std::span<const std::byte> bgra) {
+    constexpr std::uint32_t kAlpha = 0xFF000000U;
+    std::uint32_t all = kAlpha;
+    for (std::size_t i = 0; i + 4 <= bgra.size(); i += 4) {
+        std::uint32_t pixel = 0;
+        std::memcpy(&pixel, &bgra[i], 4);
+        all &= pixel;
+    }
+    return all == kAlpha;
+}
+static_assert(std::endian::native == std::endian::little, "alpha is a pixel's last byte");
+
+}  // namespace
+
+void TileTextures::Open() {
+    pixels_ = GlBuffer::Make();
+}
+
+void TileTextures::Close(bool current) {
+    for (Map* textures : {&live_, &recycled_}) {
+        for (const auto& [name, texture] : *textures) {
+            budget_->Release(texture->bytes);
+            if (!current) texture->Abandon();
+        }
+        textures->clear();
+    }
+    if (!current) pixels_.Abandon();
+    pixels_.Reset();
+}
+
+TileTextures::Map::iterator TileTextures::TakeOrMake(GraphicsSystem* owner, std::uint64_t bytes) {
+    const auto held = static_cast<std::uint32_t>(live_.size());
+    if (!recycled_.empty()) {
+        const auto first = recycled_.begin();
+        const std::uint64_t had = first->second->bytes;
+        if (bytes > had && !budget_->Reserve(bytes - had, held)) return live_.end();
+        if (bytes < had) budget_->Release(had - bytes);
+        first->second->bytes = bytes;
+        return live_.insert(recycled_.extract(first)).position;
+    }
+    if (!budget_->Reserve(bytes, held)) return live_.end();
+    try {
+        auto texture = std::make_unique<OpenGL3Texture>(owner, GlTexture::Make());
+        texture->bytes = bytes;
+        const std::uint64_t name = texture->Native();
+        if (name == 0) {  // of a lost context
+            budget_->Release(bytes);
+            return live_.end();
+        }
+        return live_.emplace(name, std::move(texture)).first;
+    } catch (const std::bad_alloc&) {
+        budget_->Release(bytes);
+        return live_.end();
+    }
+}
+
+OpenGL3Texture* TileTextures::Create(GraphicsSystem* owner, std::span<const std::byte> pixels,
+                                     int width, int height, TextureUse use) {
+    const auto texels = static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
+    // Four bytes a texel, and a third more for the smaller copies.
+    const auto made = TakeOrMake(owner, texels * 16 / 3);
+    if (made == live_.end()) return nullptr;
+    OpenGL3Texture& texture = *made->second;
+    if (!Fill(texture, pixels.first(static_cast<std::size_t>(texels * 4)), width, height, use)) {
+        budget_->Release(texture.bytes);
+        live_.erase(made);
+        return nullptr;
+    }
+    texture.SetLoaded(true);
+    return &texture;
+}
+
+bool TileTextures::Fill(OpenGL3Texture& texture, std::span<const std::byte> pixels, int width,
+                        int height, TextureUse use) {
+    DrainDriverErrors();
+    glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(texture.Native()));
+    if (texture.width != width || texture.height != height || texture.use != use) {
+        // The sky's spare byte isn't an alpha.
+        const GLint format = use == TextureUse::Sky ? GL_SRGB8 : GL_SRGB8_ALPHA8;
+        texture.width = texture.height = 0;
+        glTexImage2D(GL_TEXTURE_2D, 0, format, width, height, 0, GL_BGRA, GL_UNSIGNED_BYTE,
+                     nullptr);
+        if (DrainDriverErrors()) return false;
+        texture.width = width;
+        texture.height = height;
+        texture.use = use;
+    }
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, 0);
+    texture.halved = false;
+    texture.opaque = use == TextureUse::Sky || AllOpaque(pixels);
+    return SendPixels(pixels, width, height);
+}
+
+bool TileTextures::SendPixels(std::span<const std::byte> pixels, int width, int height) {
+    // By way of a buffer of the driver's, so that the call needn't wait for the card.
+    const auto size = static_cast<GLsizeiptr>(pixels.size());
+    glBindBuffer(GL_PIXEL_UNPACK_BUFFER, pixels_.Name());
+    glBufferData(GL_PIXEL_UNPACK_BUFFER, size, nullptr, GL_STREAM_DRAW);
+    void* const room = glMapBufferRange(GL_PIXEL_UNPACK_BUFFER, 0, size,
+                                        GL_MAP_WRITE_BIT | GL_MAP_INVALIDATE_BUFFER_BIT);
+    bool sent = room != nullptr;
+    if (sent) {
+        std::memcpy(room, pixels.data(), pixels.size());
+        sent = glUnmapBuffer(GL_PIXEL_UNPACK_BUFFER) == GL_TRUE;
+    }
+    if (sent) {
+        glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, width, height, GL_BGRA, GL_UNSIGNED_BYTE, nullptr);
+    }
+    glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);
+    return !DrainDriverErrors() && sent;
+}
+
+void TileTextures::Halve(OpenGL3Texture& texture) {
+    const auto side = static_cast<unsigned>(std::max({texture.width, texture.height, 1}));
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, std::bit_width(side) - 1);
+    glGenerateMipmap(GL_TEXTURE_2D);
+    texture.halved = true;
+    // Without memory for them the tile goes on as it is.
+    if (DrainDriverErrors()) glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, 0);
+}
+
+OpenGL3Texture* TileTextures::Find(const GraphicsSystem* owner, const TextureHandle* handle) {
+    return handle != nullptr && handle->Owner() == owner ? Named(handle->Native()) : nullptr;
+}
+
+OpenGL3Texture* TileTextures::Named(std::uint64_t name) {
+    const auto found = live_.find(name);
+    return found != live_.end() ? found->second.get() : nullptr;
+}
+
+void TileTextures::Destroy(OpenGL3Texture& texture) {
+    budget_->Release(texture.bytes);
+    live_.erase(texture.Native());
+}
+
+void TileTextures::Recycle(OpenGL3Texture& texture) {
+    texture.SetLoaded(false);
+    recycled_.insert(live_.extract(texture.Native()));
+}
+
+}  // namespace tarnvale
