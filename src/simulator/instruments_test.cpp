@@ -281,8 +281,8 @@ TEST_F(InstrumentsTest, TheMapShowsWhereTheViewerStandsAndLooks) {
     EXPECT_NEAR(line.left, x(125), 8);
     EXPECT_NEAR(line.right, x(325), 8) << "from the one to the other";
     EXPECT_LT(line.bottom - line.top, 3);
-    EXPECT_NEAR(line.count, (line.right - line.left) / 2, (line.right - line.left) / 6)
-        << "dashes as long as gaps";
+    const double length = line.right - line.left;
+    EXPECT_NEAR(line.count, length / 2, length / 6) << "dashes as long as gaps";
 
     Place({325, -325, 300}, {20, 0, 0});  // north, into the sky
     const Picture sky = Draw(View::kMap);

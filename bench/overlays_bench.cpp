@@ -1,0 +1,206 @@
+// What instruments, sky and marks add to a frame. Each place of a flight is drawn with and without
+// them, one after the other, in the main view alone and then with the map open beside it.
+// usage: overlays_bench LANDSCAPE [WIDTHxHEIGHT [FRAMES [KEY...]]]
+// KEY: settings to switch; Compass and Sky if there is none.
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "base/settings.h"
+#include "graphics/offscreen/offscreenwindow.h"
+#include "graphics/opengl/openglgraphics.h"
+#include "landscape/simfile.h"
+#include "overlays/maplocator.h"
+#include "simulator/simulatr.h"
+#include "tools/renderpath.h"
+
+namespace tarnvale {
+namespace {
+
+using Seconds = std::chrono::duration<double>;
+
+constexpr int kRounds = 4;  // of each place, the order of with and without swapped
+
+double Now() {
+    return Seconds(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+double Median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::ranges::nth_element(values, middle);
+    return *middle;
+}
+
+/// A view's picture in memory, which waits until each frame is finished.
+struct OpenView {
+    OpenView(int width, int height) : window(width, height) { system.SetFinishFrames(true); }
+    OffscreenWindow window;
+    OpenGLGraphicsSystem system;
+};
+
+class Flight {
+public:
+    Flight(int width, int height, std::vector<std::string> keys)
+        : width_(width), height_(height), keys_(std::move(keys)) {}
+    ~Flight() {
+        simulator_.Unload();
+        for (int view = 0; view < View::kCount; ++view)
+            (void)simulator_.AttachGraphicsSystem(nullptr, view);
+    }
+    Flight(const Flight&) = delete;
+    Flight& operator=(const Flight&) = delete;
+
+    Status Open(const FILEPATH& landscape, int frames) {
+        SimulatorFile file;
+        Status status = file.Read(landscape);
+        if (status.Good()) status = simulator_.Initialize(nullptr);
+        if (status.Good()) status = Attach(View::kMain);
+        if (status.Good()) status = simulator_.BuildScene(file);
+        if (!status.Good()) return status;
+        for (const CameraPose& pose : MakeCameraPath(simulator_, frames)) {
+            Place place;
+            if (simulator_.MapToScene(pose.eye, place.eye).Good() &&
+                simulator_.MapToScene(pose.lookAt, place.look).Good()) {
+                path_.push_back(place);
+            }
+        }
+        return path_.empty() ? _SetErrPosn(StatusCode::BadState, "no path leads over it") : status;
+    }
+    Status Attach(int view) {
+        auto& place = views_[static_cast<std::size_t>(view)];
+        place = std::make_unique<OpenView>(width_, height_);
+        Status status = place->system.Open(&place->window);
+        if (status.Good()) status = simulator_.AttachGraphicsSystem(&place->system, view);
+        return status;
+    }
+    /// @return false if a key is none of a switch
+    [[nodiscard]] bool Switch(bool on) const {
+        return std::ranges::all_of(keys_, [&](const std::string& key) {
+            return settings::SetFromText(key, on ? "true" : "false");
+        });
+    }
+    void Measure(const char* what) {
+        std::array<std::vector<double>, 2> taken;
+        std::vector<double> added;
+        for (const Place& place : path_) {
+            do {
+                (void)simulator_.PlaceByLookAt(place.eye, place.look, true);
+                if (!simulator_.Settled())
+                    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            } while (!simulator_.Settled());
+            for (int round = 0; round < kRounds; ++round) {
+                std::array<double, 2> pair{};
+                for (const bool on : {round % 2 == 0, round % 2 != 0}) {
+                    (void)Switch(on);
+                    const double before = Now();
+                    (void)simulator_.PlaceByLookAt(place.eye, place.look, true);
+                    pair[on ? 1 : 0] = Now() - before;
+                    taken[on ? 1 : 0].push_back(pair[on ? 1 : 0]);
+                }
+                added.push_back(pair[1] - pair[0]);
+            }
+        }
+        const double without = Median(taken[0]), with = Median(taken[1]), more = Median(added);
+        std::printf("%-22s %8.3f %8.3f %8.3f %7.1f %%\n", what, without * 1000, with * 1000,
+                    more * 1000, more / without * 100);
+    }
+    /// The map's marks can't be switched off: they are drawn by themselves, over an empty picture.
+    void MeasureLocator() {
+        OpenGLGraphicsSystem& map = views_[View::kMap]->system;
+        const ViewPicture& picture = simulator_.Picture(View::kMap);
+        RenderCamera camera;
+        camera.eye = picture.eye;
+        camera.lookAt = picture.lookAt;
+        camera.up = picture.up;
+        camera.fieldOfView = picture.fieldOfView;
+        camera.nearPlane = 10;
+        camera.farPlane = picture.eye.z * 8;
+        MapLocator locator;
+        std::vector<double> added, looked;
+        for (const Place& place : path_) {
+            (void)simulator_.PlaceByLookAt(place.eye, place.look, true);
+            const double before = Now();
+            const auto ground = simulator_.PickGround(View::kMain, width_ / 2, height_ / 2);
+            looked.push_back(Now() - before);
+            LocatorScene scene;
+            scene.viewer = place.eye;
+            scene.lookAt = place.look;
+            if (ground.has_value()) scene.centre = ground->scene;
+            scene.unit = picture.eye.z * 0.8F * MapLocator::kPixels / static_cast<float>(height_);
+            for (int round = 0; round < kRounds; ++round) {
+                std::array<double, 2> pair{};
+                for (const bool on : {round % 2 == 0, round % 2 != 0}) {
+                    int width = 0, height = 0;
+                    const double begun = Now();
+                    map.BeginView(camera, width, height, FramePass::Full);
+                    if (on) locator.Draw(map, camera, scene);
+                    (void)map.EndFrame();
+                    pair[on ? 1 : 0] = Now() - begun;
+                }
+                added.push_back(pair[1] - pair[0]);
+            }
+        }
+        std::printf("the map's marks add %.3f ms, finding the ground ahead %.3f ms\n",
+                    Median(added) * 1000, Median(looked) * 1000);
+    }
+
+private:
+    struct Place {
+        Vec3f eye, look;
+    };
+    int width_, height_;
+    std::vector<std::string> keys_;
+    std::vector<Place> path_;
+    std::array<std::unique_ptr<OpenView>, View::kCount> views_;
+    Simulator simulator_;
+};
+
+int Run(int argc, char** argv) {
+    int width = 1280, height = 720;
+    const int frames = argc > 3 ? std::max(1, std::atoi(argv[3])) : 200;
+    if (argc < 2 || (argc > 2 && std::sscanf(argv[2], "%dx%d", &width, &height) != 2)) {
+        (void)std::fprintf(stderr,
+                           "usage: overlays_bench LANDSCAPE [WIDTHxHEIGHT [FRAMES [KEY...]]]\n");
+        return 1;
+    }
+    std::vector<std::string> keys(argv + std::min(argc, 4), argv + argc);
+    if (keys.empty()) keys = {"Compass", "Sky"};
+    std::string names;
+    for (const std::string& key : keys) names += " " + key;
+    Flight flight(width, height, keys);
+    if (!flight.Switch(false)) {
+        (void)std::fprintf(stderr, "overlays_bench: not all of these are switches:%s\n",
+                           names.c_str());
+        return 1;
+    }
+    Status status = flight.Open(argv[1], frames);
+    if (status.Good()) {
+        std::printf("%dx%d, %d places, medians in milliseconds, with and without%s\n", width,
+                    height, frames, names.c_str());
+        std::printf("%-22s %8s %8s %8s %9s\n", "views", "without", "with", "added", "added");
+        flight.Measure("main");
+        status = flight.Attach(View::kMap);
+    }
+    if (status.Good()) {
+        flight.Measure("main and map");
+        flight.MeasureLocator();
+    }
+    if (!status.Good()) {
+        (void)std::fprintf(stderr, "overlays_bench: %s\n", GetErrString(status).c_str());
+        return 1;
+    }
+    return 0;
+}
+
+}  // namespace
+}  // namespace tarnvale
+
+int main(int argc, char** argv) {
+    return tarnvale::Run(argc, argv);
+}
