@@ -76,7 +76,7 @@ with Desktop(sys.argv[1], sys.argv[2], "1400x900") as desktop:
     desktop.key("ctrl+2")
     desktop.xdotool("windowmove", "--sync", desktop.window("Map"), 80, 140)
     settle()
-    take("compass", main)
+    take("compass")
 
     missing = wanted - {path.name for path in taken.iterdir()}
     check(not missing, f"every picture of the manual is taken here {missing or ''}")
