@@ -12,17 +12,16 @@ namespace {
 
 constexpr QSize kSwatch(48, 16);
 
-// The dialog knows 8 bits a channel: what it gives back unchanged stays as it was.
-COLOR Picked(const COLOR& before, const QColor& picked) {
-    if (picked.rgb() == ToQColor(before).rgb()) return before;
-    const QRgba64 wide = picked.rgba64();
-    return {wide.red(), wide.green(), wide.blue(), before.word};
-}
-
 }  // namespace
 
 QColor ToQColor(const COLOR& color) {
     return QColor::fromRgba64(color.red, color.green, color.blue);
+}
+
+COLOR PickedColor(const COLOR& before, const QColor& picked) {
+    if (picked.rgb() == ToQColor(before).rgb()) return before;
+    const QRgba64 wide = picked.rgba64();
+    return {wide.red(), wide.green(), wide.blue(), before.word};
 }
 
 ColourButton::ColourButton(QWidget* parent) : QPushButton(parent) {
@@ -49,7 +48,7 @@ void ColourButton::Pick() {
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setWindowTitle(accessibleName());
     connect(dialog, &QColorDialog::currentColorChanged, this,
-            [this, before = color_](const QColor& picked) { Take(Picked(before, picked)); });
+            [this, before = color_](const QColor& picked) { Take(PickedColor(before, picked)); });
     connect(dialog, &QDialog::rejected, this, [this, before = color_] { Take(before); });
     dialog->open();
 }

@@ -30,6 +30,8 @@
 #include "app/mainframe.h"
 #include "app/manualwindow.h"
 #include "app/optionsdialog.h"
+#include "app/poilist.h"
+#include "app/poitool.h"
 #include "app/readoutswindow.h"
 #include "app/statusprogress.h"
 #include "app/tarnvaleview.h"
@@ -224,6 +226,18 @@ TEST_P(EveryWindowTest, SmallDialogs) {
     }
 }
 
+TEST_P(EveryWindowTest, PointsOfInterest) {
+    fakes::QuietHost host;
+    POITool tool(simulator, {host, [](int) { return false; }, [](QWidget*) { return true; }},
+                 nullptr);
+    tool.OpenTool();
+    tool.Create();
+    Check(tool, "points of interest");
+    emit Get<POIList>(tool, "pois").CellChosen(0, POIList::kMarker);
+    Check(Get<QDialog>(tool, "POIMarkerDialog"), "marker of a point");
+    tool.CloseTool();
+}
+
 TEST_P(EveryWindowTest, SideViews) {
     CTarnvaleView keys;
     const NullGraphicsSystem drawing;
@@ -255,6 +269,7 @@ TEST_P(EveryWindowTest, OpensWithinATenthOfASecond) {
     QSignalSpy loaded(&list, &CoordSystemList::Loaded);
     ASSERT_TRUE(list.IsLoaded() || loaded.wait(20'000));
     CTarnvaleView keys;
+    fakes::QuietHost host;
     const NullGraphicsSystem drawing;
     CMainFrame frame(new CTarnvaleView);  // as in the program, which has fonts and style by then
     frame.show();
@@ -289,6 +304,16 @@ TEST_P(EveryWindowTest, OpensWithinATenthOfASecond) {
          }},
         {"input assignments",
          [&] { return shown(std::make_unique<InputAssignmentsPanel>(&keyboard)); }},
+        {"points of interest",
+         [&]() -> std::unique_ptr<QWidget> {
+             auto tool =
+                 std::make_unique<POITool>(simulator,
+                                           POITool::Surroundings{host, [](int) { return false; },
+                                                                 [](QWidget*) { return true; }},
+                                           nullptr);
+             tool->OpenTool();
+             return tool;
+         }},
         {"layer offsets", [&] { return shown(std::make_unique<LayerOffsetsDialog>(simulator)); }},
         {"graphics system",
          [&] { return shown(std::make_unique<GraphicsSystemDialog>(systems, "", true)); }},

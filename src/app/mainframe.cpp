@@ -12,7 +12,6 @@
 #include <QLabel>
 #include <QMenuBar>
 #include <QMimeData>
-#include <QPainter>
 #include <QScreen>
 #include <QStatusBar>
 #include <QToolBar>
@@ -25,9 +24,9 @@
 #include "app/mainmenu.h"
 #include "app/statusprogress.h"
 #include "app/tarnvaleview.h"
+#include "app/themeicon.h"
 #include "app/windowplacement.h"
 #include "base/inistore.h"
-#include "base/textres.h"
 
 namespace tarnvale {
 
@@ -104,7 +103,7 @@ void CMainFrame::BuildTools() {
         {Command::ToolViewpoint, "ToolViewpoint", "viewpoint_tool", "tool-viewpoint", true},
         {Command::ToolPointOverlay, "ToolPointOverlay", "point_overlay_tool", "tool-point-overlay",
          false},
-        {Command::ToolPOI, "ToolPOI", "poi_tool", "tool-poi", false},
+        {Command::ToolPOI, "ToolPOI", "poi_tool", "tool-poi", true},
         {Command::ToolAtlas, "ToolAtlas", "atlas_tool", "tool-atlas", false},
     }};
     toolBar_ = addToolBar(TextOf("tools"));
@@ -139,25 +138,9 @@ void CMainFrame::BuildTools() {
     addAction(escape);
 }
 
-QIcon CMainFrame::ToolIcon(const QString& name) const {
-    const QIcon drawing(QString::fromStdString(TEXTRES::ResourceFolder()) + "/icons/" + name +
-                        ".svg");
-    QIcon icon;
-    for (const auto& [mode, group] : {std::pair(QIcon::Normal, QPalette::Active),
-                                      std::pair(QIcon::Disabled, QPalette::Disabled)}) {
-        QPixmap picture = drawing.pixmap(QSize(24, 24), devicePixelRatioF());
-        QPainter painter(&picture);
-        painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
-        painter.fillRect(picture.rect(), palette().color(group, QPalette::WindowText));
-        painter.end();
-        icon.addPixmap(picture, mode);
-    }
-    return icon;
-}
-
 void CMainFrame::ColourIcons() {
     for (QAction* const action : tools_) {
-        action->setIcon(ToolIcon(action->property("iconName").toString()));
+        action->setIcon(ThemeIcon(action->property("iconName").toString(), QSize(24, 24), *this));
     }
 }
 
@@ -207,8 +190,8 @@ void CMainFrame::ShowToolMode(int mode) {
 }
 
 void CMainFrame::EnableLandscapeCommands(bool enable) {
-    for (const Command command :
-         {Command::ViewRecenter, Command::ViewRestore, Command::FileScreenShot}) {
+    for (const Command command : {Command::ViewRecenter, Command::ViewRestore,
+                                  Command::FileScreenShot, Command::ViewPOIs}) {
         menu_->Enable(command, enable);
     }
 }
@@ -253,6 +236,10 @@ void CMainFrame::closeEvent(QCloseEvent* event) {
         // A file is opening: stop that first, then close.
         progress_->Cancel();
         closeWanted_ = true;
+        event->ignore();
+        return;
+    }
+    if (closeQuestion_ && !closeQuestion_()) {
         event->ignore();
         return;
     }

@@ -2,6 +2,8 @@
 
 #include <QMainWindow>
 #include <array>
+#include <functional>
+#include <utility>
 
 #include "app/commands.h"
 #include "base/types.h"
@@ -45,6 +47,8 @@ public:
     /// Kept between runs.
     void ShowStatusBar(bool show);
     [[nodiscard]] bool StatusBarShown() const;
+    /// Asked before the window closes; where it answers false the window stays.
+    void SetCloseQuestion(std::function<bool()> question) { closeQuestion_ = std::move(question); }
     /// The view alone, over the whole screen. Escape ends it.
     void ShowFullScreen(bool on);
 
@@ -69,8 +73,6 @@ private:
     void ShowBars();
     void ShowRecentFiles();
     void Place();
-    /// An icon of our own, in the text's colour, so that it can be seen in light and dark themes.
-    [[nodiscard]] QIcon ToolIcon(const QString& name) const;
     void ColourIcons();
 
     CTarnvaleView* view_;
@@ -81,6 +83,7 @@ private:
     QLabel* lock_;
     QToolBar* toolBar_ = nullptr;
     std::array<QAction*, kTools> tools_{};
+    std::function<bool()> closeQuestion_;
     int arrow_ = -1;
     bool commandsOn_ = true;
     bool closeWanted_ = false;  // asked for while commands were off

@@ -12,7 +12,9 @@ namespace {
 
 constexpr int kFrameAndArrows = 56;  // pixels, generous for any style
 
-std::optional<double> Parse(const QLocale& locale, const QString& text) {
+}  // namespace
+
+std::optional<double> ParseNumber(const QLocale& locale, const QString& text) {
     const QString trimmed = text.trimmed();
     bool good = false;
     double value = locale.toDouble(trimmed, &good);
@@ -24,8 +26,6 @@ std::optional<double> Parse(const QLocale& locale, const QString& text) {
     if (!good || !std::isfinite(value)) return std::nullopt;
     return value;
 }
-
-}  // namespace
 
 NumberField::NumberField(QWidget* parent) : QDoubleSpinBox(parent) {
     setKeyboardTracking(false);  // half a number is no value yet
@@ -59,11 +59,12 @@ void NumberField::Load(double kept) {
 }
 
 QValidator::State NumberField::validate(QString& text, int&) const {
-    return Parse(locale(), text).has_value() ? QValidator::Acceptable : QValidator::Intermediate;
+    return ParseNumber(locale(), text).has_value() ? QValidator::Acceptable
+                                                   : QValidator::Intermediate;
 }
 
 double NumberField::valueFromText(const QString& text) const {
-    return Parse(locale(), text).value_or(value());
+    return ParseNumber(locale(), text).value_or(value());
 }
 
 void NumberField::wheelEvent(QWheelEvent* event) {

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QDoubleSpinBox>
+#include <QLocale>
 #include <QString>
+#include <optional>
 
 #include "simulator/optionrules.h"
 
@@ -16,6 +18,10 @@ struct NumberLook {
     double factor = 1;  ///< shown = kept x factor
     int decimals = 2;
 };
+
+/// The number that a user typed, with the locale's decimal sign, a point or a comma.
+/// @return none for what isn't a finite number
+[[nodiscard]] std::optional<double> ParseNumber(const QLocale& locale, const QString& text);
 
 /// A number that the user edits in a unit of his own. Any text may be typed; once it is complete
 /// (Enter, another control, a button) what is no number gives way to the last good value, and what

@@ -18,6 +18,8 @@
 #include "app/mainframe.h"
 #include "app/mainmenu.h"
 #include "app/optionsdialog.h"
+#include "app/poisaving.h"
+#include "app/poitool.h"
 #include "app/readoutswindow.h"
 #include "app/sideviews.h"
 #include "app/splash.h"
@@ -166,6 +168,27 @@ void CTarnvaleApp::MakeTools() {
         mainFrame_->ShowToolMode(static_cast<int>(mode));
         RedrawView();
     });
+    tools_->Add(
+        ToolMode::PointOfInterest,
+        {.instructions = "72511",
+         .instructionsName = "tarnvale_POIInstructions",
+         .makeWindow = [this] {
+             return std::make_unique<POITool>(
+                 *simulator_,
+                 POITool::Surroundings{
+                     *this, [this](int view) { return sideViews_->IsShown(view); },
+                     [this](QWidget* parent) { return SavePois(*simulator_, landscape_, parent); }},
+                 mainFrame_.get());
+         }});
+    connect(sideViews_.get(), &SideViews::ViewShown, this, [this](int view, bool shown) {
+        if (POITool* const tool = PoiTool()) tool->ShowViewState(view, shown);
+    });
+    mainFrame_->SetCloseQuestion([this] { return SaveAllModified(); });
+}
+
+POITool* CTarnvaleApp::PoiTool() const {
+    return tools_ != nullptr ? static_cast<POITool*>(tools_->Window(ToolMode::PointOfInterest))
+                             : nullptr;
 }
 
 bool CTarnvaleApp::OpenInput() {
@@ -330,6 +353,7 @@ Status CTarnvaleApp::OpenLandscape(const FILEPATH& path) {
     }
     landscape_ = file;
     sideViews_->CloseLandscapeViews();
+    if (POITool* const tool = PoiTool(); tool != nullptr && tool->isVisible()) tool->Refill();
     if (options_ != nullptr) options_->LandscapeOpened();
     if (const std::string& problem = simulator_->SkyProblem(); !problem.empty()) {
         QMessageBox::warning(mainFrame_.get(), QStringLiteral("Tarnvale"),
@@ -389,6 +413,15 @@ bool CTarnvaleApp::ChangeInputSystem(InputSystem* system) {
 
 void CTarnvaleApp::FocusMainWindow() {
     mainFrame_->FocusView();
+}
+
+void CTarnvaleApp::OnViewClicked(bool left, bool /*right*/) {
+    POITool* const tool = PoiTool();
+    if (left && tool != nullptr && tool->isVisible()) tool->ShowMoved();
+}
+
+bool CTarnvaleApp::SaveAllModified() {
+    return MayLosePois(*simulator_, landscape_, mainFrame_.get());
 }
 
 void CTarnvaleApp::SetViewTitle(int view, const std::string& text) {

@@ -19,6 +19,7 @@ class CMainFrame;
 class CTarnvaleView;
 class InputAssignmentsPanel;
 class OptionsDialog;
+class POITool;
 class ReadoutsWindow;
 class SideViews;
 class Tools;
@@ -52,9 +53,12 @@ public:
     void SetViewTitle(int view, const std::string& text) override;
     void ShowView(int view, bool show) override;
     void RebuildMenus() override;
-    void OnViewClicked(bool /*left*/, bool /*right*/) override {}  // no tool follows the mouse yet
-    /// Nothing in a landscape can be edited yet, so nothing can be lost.
-    [[nodiscard]] bool MayReplaceLandscape() override { return true; }
+    void OnViewClicked(bool left, bool right) override;
+    [[nodiscard]] bool MayReplaceLandscape() override { return SaveAllModified(); }
+
+    /// Asks about points of interest that aren't saved.
+    /// @return false if the user cancels: nothing may be closed then
+    [[nodiscard]] bool SaveAllModified();
 
 private:
     // The start, step by step; each shows why it fails.
@@ -65,6 +69,8 @@ private:
     void MakeSideViews();
     void MakeToolWindows();
     void MakeTools();
+    /// @return null while it isn't made
+    [[nodiscard]] POITool* PoiTool() const;
     [[nodiscard]] bool OpenInput();
     [[nodiscard]] bool OpenGraphics();
 

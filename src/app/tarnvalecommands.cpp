@@ -92,6 +92,11 @@ void CTarnvaleApp::OnCommand(Command command, bool checked) {
         case Command::WindowCustom:
             sideViews_->ToggleView(View::kCustom);
             break;
+        case Command::ViewPOIs: {
+            PoiControl& pois = simulator_->Pois();
+            pois.ShowMarkers(View::kMain, !pois.MarkersShown(View::kMain));
+            break;
+        }
         case Command::HelpManual:
             ShowManual(mainFrame_.get());
             return;
@@ -120,10 +125,11 @@ void CTarnvaleApp::UpdateChecks() {
         menu.Check(static_cast<Command>(static_cast<int>(Command::WindowLeft) + view),
                    sideViews_->IsShown(view));
     }
+    menu.Check(Command::ViewPOIs, simulator_->Pois().MarkersShown(View::kMain));
     menu.Check(Command::WindowCustom, sideViews_->IsShown(View::kCustom));
     menu.ShowAppearance(Stored("Language"), Stored("Theme"));
     // What these open isn't there yet.
-    for (const Command later : {Command::FileChooseAtlas, Command::ViewPOIs}) {
+    for (const Command later : {Command::FileChooseAtlas}) {
         menu.Enable(later, false);
     }
 }

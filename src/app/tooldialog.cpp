@@ -5,6 +5,12 @@
 
 namespace tarnvale {
 
+namespace {
+
+constexpr int kMargin = 20, kBars = 100;  // pixels: menu, palette and a little more
+
+}  // namespace
+
 ToolDialog::ToolDialog(const char* title, QWidget* parent) : QDialog(parent) {
     setWindowTitle(TextOf(title));
     setModal(false);
@@ -18,7 +24,11 @@ std::string ToolDialog::PlacementKey() const {
 void ToolDialog::OpenTool() {
     if (isVisible()) return;
     Opening();
-    (void)RestorePlacement(*this, PlacementKey().c_str());
+    if (!RestorePlacement(*this, PlacementKey().c_str()) && parentWidget() != nullptr) {
+        // Beside the middle of the picture, where the user looks and new windows come up.
+        const QWidget& front = *parentWidget()->window();
+        move(front.mapToGlobal(QPoint(front.width() - width() - kMargin, kBars)));
+    }
     show();
 }
 

@@ -1,6 +1,7 @@
 #include "app/viewdialog.h"
 
 #include <QAction>
+#include <QCheckBox>
 #include <QCloseEvent>
 #include <QDoubleSpinBox>
 #include <QGridLayout>
@@ -106,6 +107,13 @@ void ViewWindow::BuildStrip() {
     layers_ = AddButton(row, "layer", "ViewLayers");
     layers_->setMenu(layerMenu_);
     connect(layerMenu_, &QMenu::aboutToShow, this, &ViewWindow::ShowLayerChecks);
+    auto* const markers = new QCheckBox(TextOf("poi_markers"), strip_);
+    markers->setObjectName(QStringLiteral("ViewMarkers"));
+    markers->setFocusPolicy(Qt::TabFocus);
+    markers->setChecked(simulator_.Pois().MarkersShown(view_));
+    connect(markers, &QCheckBox::toggled, this,
+            [this](bool on) { simulator_.Pois().ShowMarkers(view_, on); });
+    row->addWidget(markers);
     row->addStretch();
     if (view_ == View::kCustom) {
         auto* const fields = new QGridLayout;

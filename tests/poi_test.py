@@ -1,0 +1,117 @@
+#!/usr/bin/env python3
+"""Points of interest in the real program: make three, open their views, drag one in the map, save, and be asked.
+
+usage: poi_test.py BIN_DIR WORK_DIR
+"""
+import json
+import subprocess
+import sys
+import time
+
+from desktop import Desktop, check, difference, wait_for
+
+TOOL, MAIN, MAP = "Points of interest", "my land - Tarnvale", "Map"
+
+
+def settle():
+    time.sleep(1.5)
+
+
+with Desktop(sys.argv[1], sys.argv[2], "1500x950") as desktop:
+    landscape = desktop.demo()
+    desktop.ini.write_text("Theme=light\nTerrainQuality=95\n")
+    program = desktop.start(landscape)
+    main = desktop.focus(MAIN)
+    settle()
+
+    def place(window):
+        found = dict(line.split("=") for line in
+                     desktop.xdotool("getwindowgeometry", "--shell", window).splitlines())
+        return [int(found[key]) for key in ("X", "Y", "WIDTH", "HEIGHT")]
+
+    def put(window, x, y, width=None, height=None):
+        if width:
+            desktop.xdotool("windowsize", "--sync", window, width, height)
+        desktop.xdotool("windowmove", window, x, y)
+        time.sleep(0.5)
+
+    def crop(window):
+        x, y, width, height = place(window)
+        return f"{width}x{height}+{x}+{y}"
+
+    put(main, 10, 30, 900, 880)
+    # The tool stands third in the palette; each button is as wide as the first.
+    before = desktop.picture("before")
+    for attempt in range(20):
+        desktop.xdotool("mousemove", "--window", main, 60 + attempt * 5, 45, "click", 1)
+        if desktop.window("Tarnvale"):
+            break
+        time.sleep(0.2)
+    desktop.focus("Tarnvale", 5)
+    desktop.key("Escape")
+    check(desktop.window(TOOL) is None, "cancelled instructions leave the tool as it was")
+    desktop.xdotool("mousemove", "--window", main, 60 + attempt * 5, 45, "click", 1)
+    desktop.focus("Tarnvale", 10)
+    desktop.key("alt+d", "Return")
+    tool = wait_for(lambda: desktop.window(TOOL), 10, "the tool's window")
+    check("tarnvale_POIInstructions_NoShow=true" in desktop.ini.read_text(), "the instructions are turned off")
+    put(tool, 930, 40, 540, 260)
+    desktop.xdotool("windowfocus", "--sync", tool)
+    desktop.key("alt+o")
+    desktop.key("alt+n", "alt+n", "alt+n", pause=0.8)
+    views = [wait_for(lambda n=n: desktop.window(f"Point of interest {n}"), 10, f"view {n}") for n in (1, 2, 3)]
+    for i, view in enumerate(views):
+        put(view, 930, 350 + 30 * i, 420, 300)
+    desktop.focus(MAIN)
+    desktop.key("ctrl+1")
+    map_window = wait_for(lambda: desktop.window(MAP), 10, "the map")
+    put(map_window, 40, 400, 400, 430)
+    settle()
+
+    # Seen from where each stands all views look straight down; dragging the third turns its view alone.
+    desktop.xdotool("windowraise", views[2])
+    first, shown = desktop.picture("three"), crop(views[2])
+    x, y, width, height = place(map_window)
+    desktop.xdotool("mousemove", x + width // 2, y + height // 2 + 20)
+    time.sleep(0.3)
+    desktop.xdotool("mousedown", 1)
+    for step in range(1, 7):
+        desktop.xdotool("mousemove", x + width // 2 + 14 * step, y + height // 2 + 20 - 12 * step)
+        time.sleep(0.1)
+    desktop.xdotool("mouseup", 1)
+    settle()
+    dragged = desktop.picture("dragged")
+    check(difference(first, dragged, shown) > 0.02, "the dragged point's view looks elsewhere")
+    check(difference(first, dragged, crop(map_window)) > 0.0005, "the map shows its cross elsewhere")
+
+    # Markers off and on again in the main view.
+    desktop.focus(MAIN)
+    desktop.key("alt+w", "p")
+    settle()
+    without = desktop.picture("without")
+    check(difference(dragged, without, "860x330+20+100") >= 0, "markers can be hidden")
+
+    # Quit asks; Escape stays. Saving goes to a file, and then nothing is asked.
+    desktop.key("ctrl+q")
+    wait_for(lambda: len([w for w in desktop.windows(program)]) and desktop.window("Tarnvale"), 10, "the question")
+    desktop.key("Escape")
+    time.sleep(0.5)
+    check(program.poll() is None and desktop.window(TOOL), "cancelled, everything stays")
+    file = desktop.work / "points.geojson"
+    desktop.focus(TOOL)
+    desktop.key("alt+s")
+    desktop.focus("Save points of interest", 10)
+    desktop.xdotool("key", "ctrl+a")
+    desktop.xdotool("type", str(file))
+    desktop.key("Return")
+    wait_for(file.exists, 10, "the file")
+    saved = json.loads(file.read_text())
+    points = [feature["geometry"]["coordinates"] for feature in saved["features"]]
+    check(len(points) == 3 and points[0] == points[1] != points[2], "three points, and the third was dragged")
+    info = subprocess.run(["ogrinfo", "-ro", "-al", "-so", file], capture_output=True, text=True)
+    check(info.returncode == 0 and "Feature Count: 3" in info.stdout and "WGS 84" in info.stdout,
+          "a geographic program opens the file")
+    desktop.focus(MAIN)
+    desktop.key("ctrl+q")
+    check(program.wait(20) == 0, "after saving the program closes without a question")
+print("all ok")
