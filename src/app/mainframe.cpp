@@ -104,7 +104,7 @@ void CMainFrame::BuildTools() {
         {Command::ToolPointOverlay, "ToolPointOverlay", "point_overlay_tool", "tool-point-overlay",
          false},
         {Command::ToolPOI, "ToolPOI", "poi_tool", "tool-poi", true},
-        {Command::ToolAtlas, "ToolAtlas", "atlas_tool", "tool-atlas", false},
+        {Command::ToolAtlas, "ToolAtlas", "atlas_tool", "tool-atlas", true},
     }};
     toolBar_ = addToolBar(TextOf("tools"));
     toolBar_->setObjectName(QStringLiteral("Tools"));
@@ -190,8 +190,9 @@ void CMainFrame::ShowToolMode(int mode) {
 }
 
 void CMainFrame::EnableLandscapeCommands(bool enable) {
-    for (const Command command : {Command::ViewRecenter, Command::ViewRestore,
-                                  Command::FileScreenShot, Command::ViewPOIs}) {
+    for (const Command command :
+         {Command::FileChooseAtlas, Command::ViewRecenter, Command::ViewRestore,
+          Command::FileScreenShot, Command::ViewPOIs}) {
         menu_->Enable(command, enable);
     }
 }

@@ -30,6 +30,7 @@
 #include "base/textres.h"
 #include "geom/transgen.h"
 #include "graphics/opengl/openglgraphics.h"
+#include "simulator/atlashandover.h"
 
 namespace tarnvale {
 
@@ -183,6 +184,7 @@ void CTarnvaleApp::MakeTools() {
     connect(sideViews_.get(), &SideViews::ViewShown, this, [this](int view, bool shown) {
         if (POITool* const tool = PoiTool()) tool->ShowViewState(view, shown);
     });
+    OfferAtlasTool();
     mainFrame_->SetCloseQuestion([this] { return SaveAllModified(); });
 }
 
@@ -361,6 +363,7 @@ Status CTarnvaleApp::OpenLandscape(const FILEPATH& path) {
     }
     mainFrame_->AddRecentFile(file);
     mainFrame_->ShowLandscapeName(file);
+    ListAtlasesOf(file);
     _iniWrite("SimulatorFilePath", file.string());
     if (commandLineView_.active && filesOpened_ == 1) RestoreView();
     mainFrame_->FocusView();

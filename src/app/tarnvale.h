@@ -15,6 +15,7 @@
 
 namespace tarnvale {
 
+class AtlasHandover;
 class CMainFrame;
 class CTarnvaleView;
 class InputAssignmentsPanel;
@@ -92,6 +93,9 @@ private:
     /// @return whether the tool is the one in force now
     bool SelectTool(ToolMode mode);
     void AskForLandscape();
+    void OfferAtlasTool();
+    void ListAtlasesOf(const FILEPATH& landscape);
+    void AskForAtlas();
     void OpenOptions();
     void OpenLayerOffsets();
     void TakeScreenShot(int view);
@@ -109,6 +113,7 @@ private:
     std::unique_ptr<Simulator> simulator_;
     std::unique_ptr<SideViews> sideViews_;
     std::unique_ptr<ReadoutsWindow> readouts_;
+    std::unique_ptr<AtlasHandover> atlases_;
     std::unique_ptr<Tools> tools_;
     std::unique_ptr<OptionsDialog> options_;  // made when first asked for
     std::unique_ptr<InputAssignmentsPanel> assignments_;

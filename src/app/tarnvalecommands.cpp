@@ -43,6 +43,9 @@ void CTarnvaleApp::OnCommand(Command command, bool checked) {
         case Command::FileOpen:
             AskForLandscape();
             break;
+        case Command::FileChooseAtlas:
+            AskForAtlas();
+            break;
         case Command::FileScreenShot:
             TakeScreenShot(sideViews_->FocusedView());
             return;
@@ -128,10 +131,6 @@ void CTarnvaleApp::UpdateChecks() {
     menu.Check(Command::ViewPOIs, simulator_->Pois().MarkersShown(View::kMain));
     menu.Check(Command::WindowCustom, sideViews_->IsShown(View::kCustom));
     menu.ShowAppearance(Stored("Language"), Stored("Theme"));
-    // What these open isn't there yet.
-    for (const Command later : {Command::FileChooseAtlas}) {
-        menu.Enable(later, false);
-    }
 }
 
 void CTarnvaleApp::RebuildMenus() {

@@ -1,7 +1,6 @@
 #include "atlas/atlaswindow.h"
 
 #include <QApplication>
-#include <QFileDialog>
 #include <QFileInfo>
 #include <QFileSystemWatcher>
 #include <QLabel>
@@ -13,8 +12,8 @@
 #include <utility>
 
 #include "atlas/placetexts.h"
-#include "base/inistore.h"
 #include "qtbase/apptext.h"
+#include "qtbase/atlasfiledialog.h"
 #include "qtbase/windowplacement.h"
 
 namespace tarnvale {
@@ -22,7 +21,6 @@ namespace tarnvale {
 namespace {
 
 constexpr const char* kPlacement = "AtlasViewerPlacement";
-constexpr const char* kLastFile = "AtlasFileOpen";
 constexpr int kCalm = 60;      // milliseconds without a change before the file is read
 constexpr int kNotice = 8000;  // milliseconds that a notice stands in the status bar
 constexpr int kGap = 2;        // pixels between views
@@ -293,15 +291,8 @@ void AtlasWindow::UpdateActions() {
 }
 
 void AtlasWindow::AskForAtlas() {
-    std::string last;
-    (void)_iniRead(kLastFile, last);
-    const FILEPATH folder = file_.empty() ? FILEPATH(last).parent_path() : file_.parent_path();
-    const QString chosen = QFileDialog::getOpenFileName(
-        this, TextOf("atlas_choose_title"), QString::fromStdString(folder.string()),
-        TextOf("atlas_files") + QStringLiteral(" (*.atl)"));
-    if (chosen.isEmpty()) return;
-    const FILEPATH file = chosen.toStdString();
-    _iniWrite(kLastFile, file.string());
+    const FILEPATH file = AskForAtlasFile(this, file_.parent_path());
+    if (file.empty()) return;
     if (instance_ != nullptr && file != file_ &&
         instance_->Take(file) == SingleInstance::Claim::Called) {
         return;  // the window that has it came to the front

@@ -265,9 +265,8 @@ void MapWidget::DrawLegend(QPainter& painter) const {
     const QString name = QString::fromStdString(picture_->Name());
     QStringList heights;
     for (int i = 0; picture_->IsHeights() && i < kSteps; ++i) {
-        const double at =
-            picture_->Highest() - (picture_->Highest() - picture_->Lowest()) * i / (kSteps - 1);
-        heights.push_back(HeightText(at));
+        const double span = picture_->Highest() - picture_->Lowest();
+        heights.push_back(HeightText(picture_->Highest() - span * i / (kSteps - 1), span));
     }
     int widest = font.horizontalAdvance(name);
     for (const QString& text : heights)

@@ -14,8 +14,10 @@ QString LengthText(double metres) {
     return QLocale().toString(metres, 'g', 6) + " m";
 }
 
-QString HeightText(double metres) {
-    return QLocale().toString(metres, 'f', std::abs(metres) < 10 ? 1 : 0) + " m";
+QString HeightText(double metres, double span) {
+    constexpr double kFine = 10;
+    const int decimals = span < kFine ? 2 : 0;
+    return QLocale().toString(metres, 'f', decimals) + " m";
 }
 
 QString GeographicText(const MapPicture& picture, const MapPoint& map) {
