@@ -104,9 +104,8 @@ public:
     /// Side of a terrain texture in pixels. Valid after Open.
     [[nodiscard]] virtual int GetTextureSize() const = 0;
     /// @param pixels  Terrain: side x side pixels in PixelFormat(), bottom row first; Sky: the size
-    /// of
-    ///                SetSkyTextureSize in blue, green, red, spare; smoothed, its columns end at
-    ///                the picture's sides, its rows go on mirrored beyond them
+    ///                of SetSkyTextureSize in blue, green, red, spare. A sky is smoothed; its
+    ///                columns end at its sides, its rows go on beyond them as SetSkyMirrored says
     /// @return null when memory or the budget for textures is out; nothing is reported
     [[nodiscard]] virtual TextureHandle* CreateTexture(std::span<const std::byte> pixels,
                                                        TextureUse use) = 0;
@@ -177,6 +176,8 @@ public:
         skyWidth_ = width;
         skyHeight_ = height;
     }
+    /// Whether the next sky texture is mirrored where it goes around again, or repeated.
+    void SetSkyMirrored(bool mirrored) noexcept { skyMirrored_ = mirrored; }
     /// Scene units that symbols use: 2 tan(fov / 2) and 0.1, each over height x pitch x quality.
     [[nodiscard]] std::array<float, 2> PixelScales() const noexcept { return pixelScales_; }
     /// The scratch batch of one mesh.
@@ -202,6 +203,7 @@ protected:
     bool lightingWanted_ = false;
     bool finishFrames_ = false;
     int skyWidth_ = 0, skyHeight_ = 0;
+    bool skyMirrored_ = false;
 
 private:
     FILEPATH screenShotPath_;

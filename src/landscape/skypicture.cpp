@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <span>
@@ -23,7 +24,8 @@ constexpr std::int64_t kMostPixels = 1 << 22;
 constexpr std::int64_t kMostRead = 1 << 28;      // pixels; more would take minutes
 constexpr std::int64_t kShowProgress = 1 << 24;  // pixels; below it is done before one could read
 constexpr float kNadirShade = 0.62F;             // of the horizon's colour
-constexpr int kStrip = 16;                       // rows that are turned at once: a line of cache
+constexpr double kEdgeTolerance = 1.5;
+constexpr int kStrip = 16;  // rows that are turned at once: a line of cache
 
 struct Rgb {
     float r = 0, g = 0, b = 0;
@@ -105,7 +107,10 @@ public:
         if (row == rows_ - 1) FillGround(colours);
     }
 
-    [[nodiscard]] SkyPicture Take() { return std::move(picture_); }
+    [[nodiscard]] SkyPicture Take() {
+        picture_.mirrored = !EdgesMatch();
+        return std::move(picture_);
+    }
 
 private:
     static void PutPixel(std::byte* pixel, const Rgb& colour) {
@@ -116,6 +121,24 @@ private:
         pixel[1] = whole(colour.g);
         pixel[2] = whole(colour.r);
         pixel[3] = std::byte{255};
+    }
+
+    // The edges match where they differ hardly more than each from its neighbour.
+    [[nodiscard]] bool EdgesMatch() {
+        const auto last = static_cast<std::size_t>(columns_ - 1);
+        const double around = Difference(0, last);
+        const double within = Difference(0, std::min<std::size_t>(1, last)) +
+                              Difference(last, last > 0 ? last - 1 : 0);
+        return around <= within + kEdgeTolerance;
+    }
+
+    /// Mean difference of two columns of the picture, 0 to 255.
+    double Difference(std::size_t a, std::size_t b) {
+        const std::byte *one = Pixel(0, a), *other = Pixel(0, b);
+        double sum = 0;
+        for (std::size_t i = 0; i < static_cast<std::size_t>(rows_) * 4; ++i)
+            sum += std::abs(static_cast<int>(one[i]) - static_cast<int>(other[i]));
+        return sum / (rows_ * 3.0);
     }
 
     std::byte* Pixel(std::size_t x, std::size_t y) {

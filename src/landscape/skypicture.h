@@ -24,6 +24,9 @@ struct SkyChoice {
 struct SkyPicture {
     int width = 0, height = 0;      ///< of the texture
     std::vector<std::byte> pixels;  ///< blue, green, red, spare, as GraphicsSystem takes them
+    /// The picture's left and right edges don't match, so that a seam would show where it goes
+    /// around again: it is to be mirrored there.
+    bool mirrored = false;
 
     [[nodiscard]] bool Empty() const noexcept { return pixels.empty(); }
 };

@@ -108,6 +108,7 @@ TextureHandle* SkyDome::TextureFor(GraphicsSystem& graphics, int view) {
     if (!slot.tried) {
         slot.tried = true;
         graphics.SetSkyTextureSize(picture_.width, picture_.height);
+        graphics.SetSkyMirrored(picture_.mirrored);
         slot.texture = graphics.CreateTexture(picture_.pixels, TextureUse::Sky);
     }
     return slot.texture;

@@ -52,7 +52,11 @@ float PathUp(const Direction& d, float height) {
 
 /// How wide clouds lie; below 0 there are none.
 float HeapCover(float x, float y) {
-    return demo::Fractal(x * 0.42F + 3.1F, y * 0.42F - 5.2F, 3, 11U) - 0.05F;
+    return Twofold(x, y,
+                   [](float u, float v) {
+                       return demo::Fractal(u * 0.42F + 7.6F, v * 0.42F - 5.2F, 3, 11U);
+                   }) -
+           0.05F;
 }
 
 /// @param detail  octaves of the fine shape, less far away and for shadows
@@ -63,8 +67,9 @@ float HeapDensity(const Place& p, int detail) {
     // Flat below, and rising where there is much of it.
     const float shape = cover * 1.6F - Smooth(0.15F, 1.0F, up) * 0.75F;
     if (shape < -0.45F) return 0;
-    const float fine =
-        Fractal3(p.x * 1.5F, p.y * 1.5F, p.z * 1.7F, detail, 23U) * Lerp(0.36F, 0.52F, up);
+    const float fine = Lerp(0.36F, 0.52F, up) * Twofold(p.x, p.y, [&](float x, float y) {
+                           return Fractal3(x * 1.5F, y * 1.5F, p.z * 1.7F, detail, 23U);
+                       });
     return Clamp01((shape + fine) * 2.2F) * Smooth(0, 0.08F, up);
 }
 
@@ -120,7 +125,7 @@ Veil HeapClouds(const Air& air, const Light& around, const Direction& d, float g
             forward *= 0.5F;
         }
         const float up = Clamp01((p.z - kBase) / (kCeiling - kBase));
-        const Light here = sun * (reached * 1.25F) + around * Lerp(0.55F, 1.0F, up);
+        const Light here = sun * (reached * 1.05F) + around * Lerp(0.55F, 1.0F, up);
         const float passes = std::exp(-density * kThick * step);
         veil.light += here * (veil.passes * (1 - passes));
         veil.passes *= passes;
@@ -146,8 +151,14 @@ Veil HighClouds(const Air& air, const Light& around, const Direction& d) {
     const float streaks = demo::Fractal(bentX * 0.55F, bentY * 1.5F, octaves, 73U, 0.56F);
     const float patches = demo::Fractal(bentX * 0.22F - 4, bentY * 0.3F, 4, 74U);
     const float ripples = demo::Fractal(bentX * 2.6F, bentY * 3.8F, std::min(octaves, 4), 75U);
-    const float thin = Smooth(-0.02F, 0.85F, streaks + 0.75F * patches - 0.05F) * 0.8F;
-    const float lumps = Smooth(0.22F, 0.8F, 0.62F * ripples + 0.9F * patches) * 1.3F;
+    // Fewer where the sky is mirrored, in the north and around the sun: nobody is to see the
+    // mirror.
+    const float level = std::hypot(d.x, d.y);
+    const float gap = (1 - Smooth(0.02F, 0.6F, std::abs(d.x) / std::max(level, 1e-6F))) *
+                      Smooth(0.1F, 0.6F, level);
+    const float thin =
+        Smooth(-0.02F, 0.85F, streaks + 0.75F * patches - 0.05F - 0.75F * gap) * 0.8F;
+    const float lumps = Smooth(0.22F, 0.8F, 0.62F * ripples + 0.9F * patches - gap) * 1.3F;
     const float fade = 1 - Smooth(120, 330, path);
     const float depth = (thin + lumps) * fade;
     const float passes = std::exp(-depth);

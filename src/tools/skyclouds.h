@@ -1,8 +1,29 @@
 #pragma once
 
+#include <cmath>
+
+#include "tools/demo_noise.h"
 #include "tools/skyair.h"
 
 namespace tarnvale::sky {
+
+/// A field over the sky made to be the same half a turn on, so that half a sky can go around twice:
+/// where the half begins, the field fades over from what it is at the half's end.
+/// @param x, y   eastward, northward
+/// @param field  float (float x, float y)
+template <typename Field>
+[[nodiscard]] float Twofold(float x, float y, const Field& field) {
+    constexpr float kFadeOver = 0.7F;  // radians
+    if (x < 0 || (x == 0 && y < 0)) {
+        x = -x;
+        y = -y;
+    }
+    if (x >= y * kFadeOver) return field(x, y);
+    const float share = demo::Smooth(0, kFadeOver, std::atan2(x, y));
+    // Two fields that have nothing to do with each other are less rough together than each alone.
+    const float rough = std::sqrt(share * share + (1 - share) * (1 - share));
+    return (share * field(x, y) + (1 - share) * field(-x, -y)) / rough;
+}
 
 /// What lies between the eye and the sky behind: seen = behind * passes + light.
 struct Veil {

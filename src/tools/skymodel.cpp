@@ -138,7 +138,7 @@ Painter PainterOf(StandardSky which, int columns, int rows, float& exposure) {
             };
         case StandardSky::BrokenCloud: {
             exposure = 6.5F;
-            const Air air(42, 1.0F);
+            const Air air(90, 1.0F);  // every side is lit alike, as it must be to go around twice
             return
                 [air, clouds = CloudMap(air, columns, rows)](const Direction& d, float x, float y) {
                     const Veil veil = clouds.At(x, y);
@@ -152,7 +152,7 @@ Painter PainterOf(StandardSky which, int columns, int rows, float& exposure) {
             return [air, around = AroundOf(air)](const Direction& d, float, float) {
                 const Veil veil = HighClouds(air, around, d);
                 const Light behind = air.Radiance(d) + air.SunDisc(d, 0.55F);
-                return behind * veil.passes + veil.light;
+                return (behind * veil.passes + veil.light) * Light{1.08F, 0.92F, 0.96F};
             };
         }
         case StandardSky::StarryNight:

@@ -23,7 +23,8 @@ inline constexpr std::array<StandardSkyText, 4> kStandardSkies{{
 }};
 
 /// Paints a sky: columns from north (left edge) by east to south (right edge), rows from the zenith
-/// to the horizon. The other half of the sky is its mirror image, so the sun stands at an edge.
+/// to the horizon. Where the sun stands aside of the zenith it stands at the right edge, and the
+/// other half of the sky is the mirror image; else both halves are alike, and the edges match.
 /// The same on every run, whatever the number of threads.
 /// @param columns, rows  at least 2 each
 /// @return red, green, blue bytes, row-major. Throws std::bad_alloc.

@@ -19,9 +19,6 @@ constexpr int kStars = 16000;      // over the whole sphere, most of them hardly
 constexpr float kFaintest = 7.0F;  // magnitude
 constexpr float kBrightest = -0.9F;
 constexpr float kMagnitudeZero = 3.2F;  // light of a star of magnitude 0 at its middle
-// Pole of the Milky Way: the band rises in the east, stands high in the south, sets in the west.
-constexpr Direction kPole{0, 0.8386706F, 0.5446390F};
-
 /// Numbers from 0 to 1 by a key and a turn.
 float Dice(int key, std::uint32_t turn) {
     return demo::ToUnit(demo::Hash(key, 77, turn));
@@ -38,19 +35,25 @@ int CellOf(float value, int cells) {
                       cells - 1);
 }
 
-/// The Milky Way: brighter in the south, torn by dust along its middle.
+/// The Milky Way, from the east through the zenith to the west, torn by dust along its middle.
 Light MilkyWay(const Direction& d) {
-    const float latitude = d.Dot(kPole);  // sine
-    const float south = Clamp01(0.5F - 0.5F * (d.y * 0.5446390F - d.z * 0.8386706F) * 0.6F);
-    const float width = Lerp(0.13F, 0.2F, south);
-    const float off = latitude / width;
+    // It winds a little.
+    const float off =
+        (d.y + 0.07F * Twofold(d.x, d.y,
+                               [&](float x, float y) {
+                                   return Fractal3(x * 1.3F, y * 1.3F, d.z * 1.3F, 2, 300U);
+                               })) /
+        0.17F;
     const float band = std::exp(-off * off);
     if (band < 0.004F) return {};
-    const float clumps = Fractal3(d.x * 7, d.y * 7, d.z * 7, 6, 301U);
-    const float lanes = Fractal3(d.x * 4.4F + 9, d.y * 4.4F, d.z * 4.4F, 7, 302U);
+    const float clumps = Twofold(
+        d.x, d.y, [&](float x, float y) { return Fractal3(x * 7, y * 7, d.z * 7, 6, 301U); });
+    const float lanes = Twofold(d.x, d.y, [&](float x, float y) {
+        return Fractal3(x * 4.4F + 9, y * 4.4F, d.z * 4.4F, 7, 302U);
+    });
     const float middle = std::exp(-off * off * 5);
-    const float dust = Smooth(-0.12F, 0.42F, lanes + 0.10F) * middle * 0.85F;
-    const float light = band * (0.75F + 0.8F * clumps) * (1 - dust) * Lerp(0.55F, 1.0F, south);
+    const float dust = demo::Smooth(-0.12F, 0.42F, lanes + 0.10F) * middle * 0.85F;
+    const float light = band * (0.75F + 0.8F * clumps) * (1 - dust);
     const Light colour = Mix({0.62F, 0.72F, 1.0F}, {1.0F, 0.88F, 0.74F}, middle * 0.75F);
     return colour * (std::max(0.0F, light) * 0.034F);
 }
@@ -59,9 +62,9 @@ Light MilkyWay(const Direction& d) {
 
 Night::Night(float pixel) : pixel_(pixel) {
     std::vector<Star> stars;
-    stars.reserve(kStars);
+    stars.reserve(std::size_t{2} * kStars);
     for (int i = 0; i < kStars; ++i) {
-        const float z = 2 * Dice(i, 1) - 1, turn = 6.2831853F * Dice(i, 2);
+        const float z = Dice(i, 1), turn = 3.1415927F * Dice(i, 2);
         const float level = std::sqrt(std::max(0.0F, 1 - z * z));
         Star star;
         star.at = {level * std::sin(turn), level * std::cos(turn), z};
@@ -74,15 +77,17 @@ Night::Night(float pixel) : pixel_(pixel) {
         star.light = StarColour(Dice(i, 4)) * std::min(light * 1.6F + 0.012F, 2.2F);
         star.reach = size;
         stars.push_back(star);
+        star.at = {-star.at.x, -star.at.y, z};  // half a turn on
+        stars.push_back(star);
     }
     Sort(stars);
 }
 
 void Night::Sort(const std::vector<Star>& stars) {
     const auto cell = [](const Direction& at) {
-        return (CellOf(at.x, kCells) * kCells + CellOf(at.y, kCells)) * 2 + (at.z >= 0 ? 1 : 0);
+        return CellOf(at.x, kCells) * kCells + CellOf(at.y, kCells);
     };
-    first_.assign(static_cast<std::size_t>(kCells) * kCells * 2 + 1, 0);
+    first_.assign(static_cast<std::size_t>(kCells) * kCells + 1, 0);
     for (const Star& star : stars) ++first_[static_cast<std::size_t>(cell(star.at)) + 1];
     for (std::size_t i = 1; i < first_.size(); ++i) first_[i] += first_[i - 1];
     stars_.resize(stars.size());
@@ -103,7 +108,7 @@ Light Night::Radiance(const Direction& d) const {
     const int x = CellOf(d.x, kCells), y = CellOf(d.y, kCells);
     for (int i = std::max(x - 1, 0); i <= std::min(x + 1, kCells - 1); ++i) {
         for (int j = std::max(y - 1, 0); j <= std::min(y + 1, kCells - 1); ++j) {
-            const auto cell = static_cast<std::size_t>((i * kCells + j) * 2 + 1);
+            const auto cell = static_cast<std::size_t>(i * kCells + j);
             for (int k = first_[cell]; k < first_[cell + 1]; ++k) {
                 const Star& star = stars_[static_cast<std::size_t>(k)];
                 const float dx = d.x - star.at.x, dy = d.y - star.at.y, dz = d.z - star.at.z;

@@ -22,7 +22,7 @@ private:
     };
     void Sort(const std::vector<Star>& stars);
 
-    static constexpr int kCells = 64;  // boxes along each axis of the sphere's cube
+    static constexpr int kCells = 64;  // boxes along both axes, seen from above
     float pixel_;
     std::vector<Star> stars_;  // by cell
     std::vector<int> first_;   // of each cell, and the end
