@@ -48,6 +48,10 @@ std::array<float, 3> HighBytes(COLOR colour) {
     return {part(colour.red), part(colour.green), part(colour.blue)};
 }
 
+std::array<float, 4> Floats(COLOR colour) {
+    return {colour.Red(), colour.Green(), colour.Blue(), colour.Alpha()};
+}
+
 void Point(GLuint array, int components, std::size_t offset) {
     glVertexAttribPointer(array, components, GL_FLOAT, GL_FALSE, 0,
                           reinterpret_cast<const void*>(offset));
@@ -429,8 +433,8 @@ Status OpenGL3GraphicsSystem::EndFrame() {
 void OpenGL3GraphicsSystem::TakeScreenShot() try {
     std::vector<std::byte> pixels(static_cast<std::size_t>(target_.Width()) *
                                   static_cast<std::size_t>(target_.Height()) * 4);
-    target_.Read(pixels);
-    SaveScreenShot({pixels, target_.Width(), target_.Height(), RowOrder::BottomFirst});
+    const RowOrder order = target_.Read(pixels);
+    SaveScreenShot({pixels, target_.Width(), target_.Height(), order});
 } catch (const std::bad_alloc&) {
     SaveScreenShot({});  // it doesn't fit in memory
 }
@@ -515,7 +519,7 @@ void OpenGL3GraphicsSystem::SendWaiting() {
     for (const MeshGather::Bucket& bucket : gather_.Waiting()) {
         const std::size_t count = VerticesOf(bucket);
         if (count == 0) continue;
-        ApplyMaterial(bucket.material);
+        ApplyMaterial(bucket.material, Floats(bucket.material.colour));
         Point(Programs::kPosition, 3, start);
         start += count * 3 * sizeof(float);
         if (bucket.material.texture != 0) {
@@ -531,7 +535,8 @@ void OpenGL3GraphicsSystem::SendWaiting() {
     }
 }
 
-void OpenGL3GraphicsSystem::ApplyMaterial(const Material& material) {
+void OpenGL3GraphicsSystem::ApplyMaterial(const Material& material,
+                                          const std::array<float, 4>& rgba) {
     const bool textured = material.texture != 0;
     if (sent_.wireframe != material.wireframe) {
         glPolygonMode(GL_FRONT_AND_BACK, material.wireframe ? GL_LINE : GL_FILL);
@@ -552,13 +557,6 @@ void OpenGL3GraphicsSystem::ApplyMaterial(const Material& material) {
     if (sent_.normalArray != material.lit) {
         SwitchArray(Programs::kNormal, material.lit);
         sent_.normalArray = material.lit;
-        if (!material.lit) glVertexAttrib3f(Programs::kNormal, 0, 0, 0);
-    }
-    const std::array<float, 4> rgba{material.colour.Red(), material.colour.Green(),
-                                    material.colour.Blue(), material.colour.Alpha()};
-    if (sent_.material != rgba) {
-        glVertexAttrib4fv(Programs::kMaterial, rgba.data());
-        sent_.material = rgba;
     }
     if (material.tested) {
         const std::array<float, 3> range{static_cast<float>(alphaRange_.low),
@@ -570,11 +568,12 @@ void OpenGL3GraphicsSystem::ApplyMaterial(const Material& material) {
         }
     }
     if (textured) ApplyTexture(material.texture);
-    programs_.Use({.textured = textured,
+    programs_.Use({.shade = material.lit ? Shade::Lit : Shade::Whole,
+                   .textured = textured,
                    .alphaTest = material.tested,
                    .fog = fog_,
                    .decoded = textured && (smooth_ || nearestDecodes_)},
-                  inputs_);
+                  inputs_, rgba);
 }
 
 void OpenGL3GraphicsSystem::ApplyTexture(std::uint64_t name) {
@@ -604,7 +603,7 @@ void OpenGL3GraphicsSystem::DrawPlain(unsigned mode, std::span<const Vec3f> vert
     if (!stream_.Reserve(vertices.size_bytes(), start)) return;
     std::memcpy(stream_.Room(), vertices.data(), vertices.size_bytes());
     if (!stream_.Close()) return;
-    ApplyMaterial(material);
+    ApplyMaterial(material, Floats(colour));
     Point(Programs::kPosition, 3, start);
     glDrawArrays(mode, 0, static_cast<GLsizei>(vertices.size()));
     ++counters_.drawCalls;
@@ -639,9 +638,8 @@ void OpenGL3GraphicsSystem::DrawSubterrainVeil() {
     inputs_.model = inputs_.light = ++serial_;
     Material material;
     material.blended = true;
-    ApplyMaterial(material);
-    sent_.material = {colour[0], colour[1], colour[2], settings::SubterrainOpacity.Get() * 0.01F};
-    glVertexAttrib4fv(Programs::kMaterial, sent_.material.data());
+    ApplyMaterial(material,
+                  {colour[0], colour[1], colour[2], settings::SubterrainOpacity.Get() * 0.01F});
     glDisable(GL_DEPTH_TEST);
     Point(Programs::kPosition, 3, start);
     glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);

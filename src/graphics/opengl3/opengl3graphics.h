@@ -104,7 +104,6 @@ private:
         bool texcoordArray = false, normalArray = false;
         std::uint64_t texture = 0;
         GLuint sampler = 0;
-        std::array<float, 4> material{-1, -1, -1, -1};
     };
 
     OpenGL3GraphicsSystem(Probe probe, std::shared_ptr<TextureBudget> budget);
@@ -126,7 +125,7 @@ private:
     /// @return false if nothing of it passes the alpha test
     [[nodiscard]] bool Judge(Material& material, float alpha, bool solid) const;
     void SendWaiting();
-    void ApplyMaterial(const Material& material);
+    void ApplyMaterial(const Material& material, const std::array<float, 4>& rgba);
     void ApplyTexture(std::uint64_t name);
     void DrawPlain(unsigned mode, std::span<const Vec3f> vertices, COLOR colour);
 

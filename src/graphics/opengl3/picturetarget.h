@@ -5,6 +5,7 @@
 
 #include "graphics/opengl3/cameramatrix.h"
 #include "graphics/opengl3/globject.h"
+#include "graphics/picturefile.h"
 
 namespace tarnvale {
 
@@ -24,8 +25,9 @@ public:
     [[nodiscard]] bool Begin(int width, int height, bool antialias);
     /// Makes one of many samples, after the last drawing: what Read and Show take.
     void Resolve();
-    /// @param rgba  width x height pixels of four bytes, bottom row first
-    void Read(std::span<std::byte> rgba) const;
+    /// @param rgba  width x height pixels of four bytes
+    /// @return in which order the rows come
+    [[nodiscard]] RowOrder Read(std::span<std::byte> rgba) const;
     /// Copies the picture to the window's back buffer, which is the target then.
     void Show() const;
 
@@ -38,9 +40,14 @@ public:
 private:
     struct Surface {
         GlFramebuffer frame;
-        GlRenderbuffer colour, depth;
+        GlTexture colour;               // where a pixel is one sample
+        GlRenderbuffer samples, depth;  // samples: where it is several
     };
     [[nodiscard]] bool Make(Surface& surface, int samples, bool withDepth) const;
+    void Copy(unsigned target, bool upsideDown) const;
+    [[nodiscard]] GLuint Finished() const {
+        return samples_ > 1 ? resolved_.frame.Name() : drawn_.frame.Name();
+    }
     [[nodiscard]] int SamplesFor(bool antialias) const;
 
     DepthRange depth_ = DepthRange::Usual;

@@ -1,37 +1,47 @@
 #include "graphics/opengl3/programs.h"
 
-#include <vector>
+#include <algorithm>
+
+#include "base/color.h"
 
 namespace tarnvale {
 
 namespace {
 
-// Light is summed at the vertices, as cards did when the light's strengths were chosen. A vertex
-// without a normal has one of length zero and takes the ambient light alone.
-constexpr const char* kVertexText = R"(#version 330 core
+// Light is summed at the vertices, as cards did when the light's strengths were chosen. Where there
+// are no normals the ambient light is all that comes in, and the colour the same everywhere.
+constexpr const char* kVertexText = R"(
 layout(location = 0) in vec3 position;
 layout(location = 1) in vec2 texcoord;
 layout(location = 2) in vec3 normal;
-layout(location = 3) in vec4 material;
 uniform mat4 clip;
+#ifdef LIT
+uniform vec4 material;
 uniform vec3 ambient;
 uniform int lights;
 uniform vec3 lightDirections[9];
 uniform vec3 lightColours[9];
 out vec4 colour;
+#endif
 out vec2 place;
 void main() {
+#ifdef LIT
     vec3 light = ambient;
     for (int i = 0; i < lights; ++i)
         light += lightColours[i] * max(dot(normal, lightDirections[i]), 0.0);
     colour = vec4(min(material.rgb * light, 1.0), material.a);
+#endif
     place = texcoord;
     gl_Position = clip * vec4(position, 1.0);
 }
 )";
 
 constexpr const char* kFragmentText = R"(
+#ifdef LIT
 in vec4 colour;
+#elif defined(WHOLE)
+uniform vec4 material;
+#endif
 in vec2 place;
 out vec4 pixel;
 uniform sampler2D tile;
@@ -39,14 +49,22 @@ uniform vec3 alphaRange;
 uniform vec3 fogColour;
 uniform vec3 fog;
 void main() {
+#if defined(LIT)
     vec4 result = colour;
+#elif defined(WHOLE)
+    vec4 result = material;
+#endif
 #ifdef TEXTURED
     vec4 texel = texture(tile, place);
 #ifdef DECODED
     texel.rgb = mix(texel.rgb * 12.92, 1.055 * pow(texel.rgb, vec3(1.0 / 2.4)) - 0.055,
                     greaterThan(texel.rgb, vec3(0.0031308)));
 #endif
+#if defined(LIT) || defined(WHOLE)
     result *= texel;
+#else
+    vec4 result = texel;
+#endif
 #endif
 #ifdef ALPHA_TEST
     float alpha = floor(result.a * 255.0 + 0.5);
@@ -84,32 +102,42 @@ bool Compile(GLenum stage, const std::string& text, GlShader& shader, std::strin
     return done != GL_FALSE;
 }
 
-std::string FragmentText(ProgramUse use) {
+std::string Text(const char* body, ProgramUse use) {
     std::string text = "#version 330 core\n";
+    if (use.shade == Shade::Lit) text += "#define LIT\n";
+    if (use.shade == Shade::Whole) text += "#define WHOLE\n";
     if (use.textured) text += "#define TEXTURED\n";
     if (use.alphaTest) text += "#define ALPHA_TEST\n";
     if (use.fog) text += "#define FOG\n";
     if (use.decoded) text += "#define DECODED\n";
-    return text + kFragmentText;
+    return text + body;
 }
 
 }  // namespace
 
 bool Programs::Build(std::string& why) {
     current_ = nullptr;
-    GlShader vertex;
-    if (!Compile(GL_VERTEX_SHADER, kVertexText, vertex, why)) return false;
-    for (unsigned i = 0; i < programs_.size(); ++i) {
-        const ProgramUse use{(i & 1U) != 0, (i & 2U) != 0, (i & 4U) != 0, (i & 8U) != 0};
-        if (!use.textured && (use.decoded || use.alphaTest)) continue;  // never asked for
-        if (!Link(programs_[use.Index()], vertex, use, why)) return false;
+    for (const Shade shade : {Shade::None, Shade::Whole, Shade::Lit}) {
+        GlShader vertex;
+        if (!Compile(GL_VERTEX_SHADER, Text(kVertexText, {.shade = shade}), vertex, why))
+            return false;
+        for (unsigned i = 0; i < programs_.size() / 3; ++i) {
+            const ProgramUse use{.shade = shade,
+                                 .textured = (i & 1U) != 0,
+                                 .alphaTest = (i & 2U) != 0,
+                                 .fog = (i & 4U) != 0,
+                                 .decoded = (i & 8U) != 0};
+            // Never asked for.
+            if (!use.textured && (use.decoded || use.alphaTest || shade == Shade::None)) continue;
+            if (!Link(programs_[use.Index()], vertex, use, why)) return false;
+        }
     }
     return true;
 }
 
 bool Programs::Link(Program& program, const GlShader& vertex, ProgramUse use, std::string& why) {
     GlShader fragment;
-    if (!Compile(GL_FRAGMENT_SHADER, FragmentText(use), fragment, why)) return false;
+    if (!Compile(GL_FRAGMENT_SHADER, Text(kFragmentText, use), fragment, why)) return false;
     program = {};
     program.name = GlProgram::Own(glCreateProgram());
     const GLuint name = program.name.Name();
@@ -126,6 +154,7 @@ bool Programs::Link(Program& program, const GlShader& vertex, ProgramUse use, st
     }
     const auto place = [name](const char* uniform) { return glGetUniformLocation(name, uniform); };
     program.clip = place("clip");
+    program.material = place("material");
     program.ambient = place("ambient");
     program.lights = place("lights");
     program.lightDirections = place("lightDirections");
@@ -136,7 +165,16 @@ bool Programs::Link(Program& program, const GlShader& vertex, ProgramUse use, st
     return true;
 }
 
-void Programs::Use(ProgramUse use, const ProgramInputs& inputs) {
+void Programs::Use(ProgramUse use, const ProgramInputs& inputs,
+                   const std::array<float, 4>& material) {
+    std::array<float, 4> colour = material;
+    if (use.shade == Shade::Whole) {
+        for (std::size_t i = 0; i < 3; ++i)
+            colour[i] = std::min(colour[i] * inputs.ambient[i], 1.0F);
+        const bool white =
+            std::ranges::all_of(colour, [](float part) { return part >= COLOR::Plain().Red(); });
+        if (white && use.textured) use.shade = Shade::None;
+    }
     Program& program = programs_[use.Index()];
     if (current_ != &program) glUseProgram(program.name.Name());
     current_ = &program;
@@ -144,7 +182,11 @@ void Programs::Use(ProgramUse use, const ProgramInputs& inputs) {
         glUniformMatrix4fv(program.clip, 1, GL_FALSE, inputs.clip.data());
         program.model = inputs.model;
     }
-    if (program.light != inputs.light) {
+    if (use.shade != Shade::None && program.colour != colour) {
+        glUniform4fv(program.material, 1, colour.data());
+        program.colour = colour;
+    }
+    if (use.shade == Shade::Lit && program.light != inputs.light) {
         glUniform3fv(program.ambient, 1, inputs.ambient.data());
         glUniform1i(program.lights, inputs.lights);
         if (inputs.lights > 0) {

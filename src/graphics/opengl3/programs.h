@@ -9,14 +9,23 @@
 
 namespace tarnvale {
 
-/// What a program does beyond writing the lit colour of the material.
+/// Where the colour comes from that a texel is shaded by, or that stands without one.
+enum class Shade : std::uint8_t {
+    None,   ///< texels stay as they are: a white material in full light
+    Whole,  ///< the same everywhere: no normals, so the ambient light is all that comes in
+    Lit,    ///< from vertex to vertex, by lights and normals
+};
+
+/// What a program does.
 struct ProgramUse {
+    Shade shade = Shade::Whole;
     bool textured = false;
     bool alphaTest = false;  ///< drops pixels by their alpha
     bool fog = false;
     bool decoded = false;  ///< texels come as light and are turned into display values again
     [[nodiscard]] constexpr std::size_t Index() const noexcept {
-        return (textured ? 1U : 0U) | (alphaTest ? 2U : 0U) | (fog ? 4U : 0U) | (decoded ? 8U : 0U);
+        return (textured ? 1U : 0U) | (fog ? 2U : 0U) | (alphaTest ? 4U : 0U) |
+               (decoded ? 8U : 0U) | static_cast<std::size_t>(shade) * 16;
     }
 };
 
@@ -46,26 +55,29 @@ struct ProgramInputs {
 class Programs {
 public:
     // Places of a vertex's values.
-    static constexpr GLuint kPosition = 0, kTexcoord = 1, kNormal = 2, kMaterial = 3;
+    static constexpr GLuint kPosition = 0, kTexcoord = 1, kNormal = 2;
 
     /// @param why  out: the driver's words, if it can't
     [[nodiscard]] bool Build(std::string& why);
     /// Makes a program the current one and sends what changed since it was so last.
-    void Use(ProgramUse use, const ProgramInputs& inputs);
+    /// @param use       Shade::None isn't asked for: it is found out
+    /// @param material  red, green, blue, alpha, before light falls on it
+    void Use(ProgramUse use, const ProgramInputs& inputs, const std::array<float, 4>& material);
     /// The context is gone, and the programs with it.
     void Abandon() noexcept;
 
 private:
     struct Program {
         GlProgram name;
-        GLint clip = -1, ambient = -1, lights = -1, lightDirections = -1, lightColours = -1,
-              alphaRange = -1, fogColour = -1, fog = -1;
+        std::array<float, 4> colour{-1, -1, -1, -1};
+        GLint clip = -1, material = -1, ambient = -1, lights = -1, lightDirections = -1,
+              lightColours = -1, alphaRange = -1, fogColour = -1, fog = -1;
         std::uint64_t model = 0, light = 0, alpha = 0, fogging = 0;
     };
     [[nodiscard]] bool Link(Program& program, const GlShader& vertex, ProgramUse use,
                             std::string& why);
 
-    std::array<Program, 16> programs_;
+    std::array<Program, 48> programs_;
     const Program* current_ = nullptr;
 };
 
