@@ -22,7 +22,7 @@ std::uint64_t MeshGather::Append(const Material& material, GatherPlace* place,
 MeshGather::Bucket& MeshGather::BucketFor(const Material& material, GatherPlace* place,
                                           Order order) {
     if (place != nullptr && order == Order::Free && place->serial == serial_ &&
-        place->bucket >= barrier_) {
+        place->bucket >= barrier_ && buckets_[place->bucket].material == material) {
         return buckets_[place->bucket];
     }
     if (buckets_.empty() || buckets_.back().material != material) {

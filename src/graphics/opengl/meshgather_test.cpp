@@ -98,6 +98,30 @@ TEST(MeshGather, OnlyTexturedMeshesMayComeBeforeWhatWasDrawnEarlier) {
     EXPECT_EQ(Waiting(gather), (Numbers{{0, 1, 2}})) << "an old place leads nowhere";
 }
 
+TEST(MeshGather, AColourOfItsOwnAndWhatIsBlendedStayApart) {
+    const auto list = [](int first) { return Numbered(PrimitiveKind::List, first, 3); };
+    Material a;
+    a.texture = 1;
+    Material red = a;
+    red.colour.red = 1;
+    Material b;
+    b.texture = 2;
+    Material clear = b;
+    clear.blended = true;
+    GatherPlace placeA;
+    GatherPlace placeB;
+    MeshGather gather;
+    gather.Append(a, &placeA, list(0), Order::Free);
+    gather.Append(red, &placeA, list(10), Order::Free);
+    gather.Append(b, &placeB, list(20), Order::Free);
+    gather.Append(red, &placeA, list(30), Order::Free);
+    gather.Append(clear, &placeB, list(40), Order::Strict);
+    gather.Append(red, &placeA, list(50), Order::Free);
+    EXPECT_EQ(
+        Waiting(gather),
+        (Numbers{{0, 1, 2}, {10, 11, 12, 30, 31, 32}, {20, 21, 22}, {40, 41, 42}, {50, 51, 52}}));
+}
+
 TEST(MeshGather, LongMeshesRunOnOverChunksWithoutTearingATriangle) {
     MeshGather gather;
     const Material plain;
