@@ -309,8 +309,8 @@ TEST(Render, TraceTellsTheSameStoryInAllItsParts) {
     }
 }
 
-// From under the ground, a triangle without extent and a veil over the whole picture are drawn after
-// the last layer.
+// From under the ground, a triangle without extent and a veil over the whole picture are drawn
+// after the last layer.
 TEST(Render, TraceCountsTheCallsOfTheLayerAlone) {
     const ScratchFolder folder;
     ASSERT_TRUE(Good(RandomLandscape(12).Write(folder / "random.sim")));

@@ -21,6 +21,8 @@ struct CompassPose {
 /// cycle's.
 class Compass {
 public:
+    static constexpr float kNearPlane = 1, kFarPlane = 10;
+
     Compass();
 
     /// Draws over what the view shows so far, in a pass with planes of its own. Leaves light 0 off,
@@ -28,7 +30,6 @@ public:
     /// mesh has its size; may throw std::bad_alloc until then.
     /// @param camera  of the view; only its planes are replaced
     /// @param aspect  width / height of the view
-    static constexpr float kNearPlane = 1, kFarPlane = 10;
     void Draw(GraphicsSystem& graphics, const RenderCamera& camera, float aspect,
               const CompassPose& pose) const;
 
