@@ -1,7 +1,8 @@
 // What instruments, sky and marks add to a frame. Each place of a flight is drawn with and without
 // them, one after the other, in the main view alone and then with the map open beside it.
 // usage: overlays_bench LANDSCAPE [WIDTHxHEIGHT [FRAMES [KEY...]]]
-// KEY: settings to switch; Compass and Sky if there is none.
+// KEY: settings to switch; Compass and Sky if there is none. The markers of eight points of
+// interest go with them.
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -70,7 +71,8 @@ public:
                 path_.push_back(place);
             }
         }
-        return path_.empty() ? _SetErrPosn(StatusCode::BadState, "no path leads over it") : status;
+        if (path_.empty()) return _SetErrPosn(StatusCode::BadState, "no path leads over it");
+        return MakePoints();
     }
     Status Attach(int view) {
         auto& place = views_[static_cast<std::size_t>(view)];
@@ -80,7 +82,8 @@ public:
         return status;
     }
     /// @return false if a key is none of a switch
-    [[nodiscard]] bool Switch(bool on) const {
+    [[nodiscard]] bool Switch(bool on) {
+        for (int view = 0; view < View::kCount; ++view) simulator_.Pois().ShowMarkers(view, on);
         return std::ranges::all_of(keys_, [&](const std::string& key) {
             return settings::SetFromText(key, on ? "true" : "false");
         });
@@ -154,6 +157,21 @@ private:
     struct Place {
         Vec3f eye, look;
     };
+
+    /// Points along the flight, where its views look.
+    Status MakePoints() {
+        for (int view = View::kFirstPoi; view < View::kMain; ++view) {
+            const std::size_t at =
+                path_.size() * static_cast<std::size_t>(view - View::kFirstPoi) / SIMPOISET::kSlots;
+            Vec3d map;
+            Status status = simulator_.SceneToMap(path_[at].look, map);
+            if (status.Good()) status = simulator_.Pois().CreatePOIView(view, 1 + view % 5);
+            if (status.Good()) status = simulator_.Pois().SetPOIPosition(view, map.x, map.y);
+            if (!status.Good()) return status;
+        }
+        return StatusCode::Ok;
+    }
+
     int width_, height_;
     std::vector<std::string> keys_;
     std::vector<Place> path_;
@@ -181,8 +199,8 @@ int Run(int argc, char** argv) {
     }
     Status status = flight.Open(argv[1], frames);
     if (status.Good()) {
-        std::printf("%dx%d, %d places, medians in milliseconds, with and without%s\n", width,
-                    height, frames, names.c_str());
+        std::printf("%dx%d, %d places, medians in milliseconds, with and without%s and markers\n",
+                    width, height, frames, names.c_str());
         std::printf("%-22s %8s %8s %8s %9s\n", "views", "without", "with", "added", "added");
         flight.Measure("main");
         status = flight.Attach(View::kMap);
