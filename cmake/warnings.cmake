@@ -21,7 +21,8 @@ if(TARNVALE_FUZZ)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
-# tarnvale_test(NAME SOURCES... LINK...): one GoogleTest program, each test with a settings file of its own.
+# tarnvale_test(NAME SOURCES... LINK...): one GoogleTest program, each test with a settings file of its own and without
+# the skies that stand beside the programs once they are built.
 function(tarnvale_test name)
   cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LINK" ${ARGN})
   if(NOT arg_TIMEOUT)
@@ -33,6 +34,6 @@ function(tarnvale_test name)
   target_compile_definitions(${name} PRIVATE
     TARNVALE_TEST_TEMP="${PROJECT_BINARY_DIR}/test-temp" TARNVALE_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${arg_TIMEOUT}
-    ENVIRONMENT "TARNVALE_INI=${PROJECT_BINARY_DIR}/test-temp/${name}.ini;QT_QPA_PLATFORM=offscreen;LIBGL_ALWAYS_SOFTWARE=1;ASAN_OPTIONS=alloc_dealloc_mismatch=0")
+    ENVIRONMENT "TARNVALE_INI=${PROJECT_BINARY_DIR}/test-temp/${name}.ini;TARNVALE_SKY_FILE=none;QT_QPA_PLATFORM=offscreen;LIBGL_ALWAYS_SOFTWARE=1;ASAN_OPTIONS=alloc_dealloc_mismatch=0")
 endfunction()
 file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/test-temp)

@@ -37,7 +37,8 @@ class Desktop:
             pass_fds=[display_write], stderr=subprocess.DEVNULL)
         display = ":" + os.read(display_read, 16).decode().strip()
         self.environment = dict(os.environ, DISPLAY=display, QT_QPA_PLATFORM="xcb", LIBGL_ALWAYS_SOFTWARE="1",
-                                TARNVALE_INI=str(self.ini), LC_ALL="C.UTF-8", QT_SCALE_FACTOR="1", **environment)
+                                TARNVALE_INI=str(self.ini), LC_ALL="C.UTF-8", QT_SCALE_FACTOR="1",
+                                **{"TARNVALE_SKY_FILE": "none", **environment})  # background where nothing stands
         self.environment.pop("WAYLAND_DISPLAY", None)
         self.manager = subprocess.Popen(["openbox"], env=self.environment, stdout=subprocess.DEVNULL,
                                         stderr=subprocess.DEVNULL)

@@ -27,7 +27,9 @@ for name, text in pages.items():
 linked = {link for text in pages.values() for link in re.findall(r"\]\(([^)]+\.md)\)", text)}
 check(set(pages) - {"index.md"} <= linked, "every page can be reached")
 
-with Desktop(sys.argv[1], sys.argv[2], "1400x900") as desktop:
+# The manual shows what a user sees, so the skies that come with the program are there.
+with Desktop(sys.argv[1], sys.argv[2], "1400x900",
+             TARNVALE_SKY_FILE=str(pathlib.Path(sys.argv[1]) / "Tarnvale.sky")) as desktop:
     landscape = desktop.demo("demo.sim", 1025, 4096)
     taken = desktop.work / "pictures"
     taken.mkdir()
@@ -58,7 +60,16 @@ with Desktop(sys.argv[1], sys.argv[2], "1400x900") as desktop:
     options = wait_for(lambda: desktop.window("Options"), 10, "the options")
     desktop.key("ctrl+Tab")  # the effects
     take("options", options)
-    desktop.key("Escape")
+    desktop.key("ctrl+Tab", "alt+k", "Down", "Down")  # the sunset
+    settle()
+    take("sky-page", options)
+    desktop.key("Return")
+    desktop.focus("demo - Tarnvale")
+    settle()
+    take("sky", main)
+    desktop.key("ctrl+comma")
+    options = wait_for(lambda: desktop.window("Options"), 10, "the options")
+    desktop.key("alt+k", "Home", "Return")
     desktop.focus("demo - Tarnvale")
     desktop.key("ctrl+r")
     readouts = wait_for(lambda: desktop.window("Readouts"), 10, "the readouts")

@@ -36,7 +36,7 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
         desktop.key(*["ctrl+Tab"] * page)
 
     # The compass goes and comes with its box.
-    options(4)
+    options(5)
     dialog = desktop.window("Options")
     desktop.xdotool("windowmove", "--sync", dialog, 10, 40)
     answer = desktop.xdotool("getwindowgeometry", "--shell", main)

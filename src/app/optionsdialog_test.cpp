@@ -124,7 +124,7 @@ protected:
     std::unique_ptr<OptionsDialog> dialog;
 };
 
-enum Page { kGraphics, kEffects, kTerrain, kControls, kMapView, kExaggeration };
+enum Page { kGraphics, kEffects, kSky, kTerrain, kControls, kMapView, kExaggeration };
 
 TEST_F(OptionsDialogTest, OpensWithinATenthOfASecond) {
     QElapsedTimer clock;

@@ -10,7 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "base/textres.h"
 #include "landscape/rootrasters.h"
+#include "landscape/skypicture.h"
 #include "zpf/sample_for_test.h"
 
 namespace tarnvale {
@@ -144,6 +146,7 @@ TEST(SimulatorFile, SaysWhyATextureDoesntFit) {
 
 TEST(SimulatorFile, FindsSkiesAndTexts) {
     const ScratchFolder folder;
+    ASSERT_EQ(setenv("TARNVALE_SKY_FILE", "none", 1), 0);
     ASSERT_EQ(setenv("TARNVALE_RESOURCES", (folder / "").c_str(), 1), 0);
     Landscape made(folder / "sky.sim");
     made.Add(Dem("Dem", 513, 513));
@@ -165,11 +168,18 @@ TEST(SimulatorFile, FindsSkiesAndTexts) {
 
     Landscape reference(folder / "Tarnvale.sky");
     reference.Add(Spec("Stars", RasterType::Composite24B, 4096, 2048));
+    reference.Add(Spec("Dawn", RasterType::Composite24B, 64, 64));
     ASSERT_TRUE(Good(reference.Writer().Commit()));
+    ASSERT_EQ(unsetenv("TARNVALE_SKY_FILE"), 0);
     ASSERT_TRUE(Good(file.Read(folder / "sky.sim")));
     ASSERT_EQ(file.Skies().size(), 2U);
-    EXPECT_EQ(Names(file.Skies().back().rasters), Strings{"Stars"});
+    EXPECT_EQ(Names(file.Skies().back().rasters), (Strings{"Stars", "Dawn"}));
     EXPECT_EQ(file.Skies().back().rasters.front().file, folder / "Tarnvale.sky");
+    const std::vector<SkyChoice> listed = ListSkies(file);
+    ASSERT_EQ(listed.size(), 3U);
+    EXPECT_EQ(listed[0].text, "Clouds") << "one alone needs no more";
+    EXPECT_EQ(listed[1].text, TEXTRES::Text("Tarnvale.sky") + " / Stars");
+    EXPECT_EQ(listed[2].text, TEXTRES::Text("Tarnvale.sky") + " / Dawn");
     ASSERT_EQ(unsetenv("TARNVALE_RESOURCES"), 0);
 }
 

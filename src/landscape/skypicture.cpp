@@ -94,17 +94,24 @@ public:
     }
 
     void PutRow(int row, std::span<const Rgb> colours) {
-        const std::size_t within = static_cast<std::size_t>(row % kStrip);
+        const auto within = static_cast<std::size_t>(row % kStrip);
         for (std::size_t column = 0; column < colours.size(); ++column) {
             PutPixel(&strip_[(column * kStrip + within) * 4], colours[column]);
         }
-        if (row % kStrip != kStrip - 1 && row != rows_ - 1) return;
-        const std::size_t first = static_cast<std::size_t>(row / kStrip) * kStrip;
-        const std::size_t bytes = (within + 1) * 4;
-        for (std::size_t column = 0; column < colours.size(); ++column) {
-            std::memcpy(Pixel(first, column), &strip_[column * kStrip * 4], bytes);
+        EndRow(row);
+    }
+
+    /// The usual form, as it is: red, green and blue bytes.
+    void PutRow(int row, std::span<const std::byte> rgb) {
+        std::byte* out = &strip_[static_cast<std::size_t>(row % kStrip) * 4];
+        const std::byte* in = rgb.data();
+        for (int column = 0; column < columns_; ++column, in += 3, out += kStrip * 4) {
+            out[0] = in[2];
+            out[1] = in[1];
+            out[2] = in[0];
+            out[3] = std::byte{255};
         }
-        if (row == rows_ - 1) FillGround(colours);
+        EndRow(row);
     }
 
     [[nodiscard]] SkyPicture Take() {
@@ -113,6 +120,16 @@ public:
     }
 
 private:
+    void EndRow(int row) {
+        if (row % kStrip != kStrip - 1 && row != rows_ - 1) return;
+        const auto first = static_cast<std::size_t>(row / kStrip) * kStrip;
+        const std::size_t bytes = (static_cast<std::size_t>(row) - first + 1) * 4;
+        for (std::size_t column = 0; column < static_cast<std::size_t>(columns_); ++column) {
+            std::memcpy(Pixel(first, column), &strip_[column * kStrip * 4], bytes);
+        }
+        if (row == rows_ - 1) FillGround();
+    }
+
     static void PutPixel(std::byte* pixel, const Rgb& colour) {
         const auto whole = [](float value) {
             return static_cast<std::byte>(static_cast<int>(std::clamp(value, 0.0F, 255.0F) + 0.5F));
@@ -147,12 +164,13 @@ private:
 
     // Haze in the middle colour of the horizon, darker towards the nadir: no band shows where the
     // picture ends, whatever it ends with.
-    void FillGround(std::span<const Rgb> horizon) {
+    void FillGround() {
         double r = 0, g = 0, b = 0;
-        for (const Rgb& colour : horizon) {
-            r += colour.r;
-            g += colour.g;
-            b += colour.b;
+        for (std::size_t column = 0; column < static_cast<std::size_t>(columns_); ++column) {
+            const std::byte* const pixel = Pixel(static_cast<std::size_t>(rows_ - 1), column);
+            b += std::to_integer<int>(pixel[0]);
+            g += std::to_integer<int>(pixel[1]);
+            r += std::to_integer<int>(pixel[2]);
         }
         const double share = 1.0 / static_cast<double>(columns_);
         std::vector<std::byte> line(static_cast<std::size_t>(rows_) * 4);
@@ -240,7 +258,18 @@ Status ReadRows(ZPF::RASTERHANDLE& raster, const CellColours& cells, int factor,
     std::vector<Rgb> colours(static_cast<std::size_t>(columns));
     const float share = 1.0F / static_cast<float>(across * down);
     const Telling telling(progress, static_cast<std::int64_t>(header.columns) * header.rows, rows);
+    const bool asItIs = factor == 1 && header.type == ZPF::RasterType::Composite24B;
     for (int row = 0; row < rows; ++row) {
+        if (asItIs) {
+            if (const Status read =
+                    raster.ReadLine(row, 0, header.columns, line, ZPF::LineForm::Raw);
+                !read.Good()) {
+                return read;
+            }
+            turned.PutRow(row, std::span<const std::byte>(line));
+            if (!telling.Step()) return _SetErrPosn(StatusCode::Cancelled);
+            continue;
+        }
         std::ranges::fill(colours, Rgb{});
         for (int part = 0; part < down; ++part) {
             if (const Status read =
@@ -258,7 +287,7 @@ Status ReadRows(ZPF::RASTERHANDLE& raster, const CellColours& cells, int factor,
             }
         }
         for (Rgb& sum : colours) sum = {sum.r * share, sum.g * share, sum.b * share};
-        turned.PutRow(row, colours);
+        turned.PutRow(row, std::span<const Rgb>(colours));
         if (!telling.Step()) return _SetErrPosn(StatusCode::Cancelled);
     }
     picture = turned.Take();

@@ -1,0 +1,120 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "landscape/simfile.h"
+#include "landscape/skypicture.h"
+#include "landscapes.h"
+
+namespace tarnvale::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A picture without a place on the map.
+std::string Picture(const fs::path& path, int columns, int rows, int bands,
+                    GDALDataType type = GDT_Byte) {
+    Sketch picture(columns, rows, {0, 1, 0, 0, 0, -1});
+    picture.system.clear();
+    picture.type = type;
+    for (int band = 0; band < bands; ++band)
+        picture.Band(
+            [=](double x, double y) { return std::fmod(x * 0.1 - y * 0.05 + band * 60, 250); });
+    return picture.Save(path);
+}
+
+TEST(BuildSky, SkiesOfALandscapeLieInItsFolderAndFitIntoIt) {
+    const fs::path folder = FreshFolder();
+    const std::string dem =
+        SmallDem().Band([](double, double) { return 5; }).Save(folder / "dem.tif");
+    const std::string out = (folder / "out.sim").string();
+    const Outcome built = Build({"--dem", dem, "--sky", Picture(folder / "a sky.tif", 300, 100, 4),
+                                 "--sky", Picture(folder / "wide.tif", 5000, 900, 3), "--sky",
+                                 Picture(folder / "grey.tif", 200, 100, 1), out});
+    ASSERT_EQ(built.exitStatus, 0) << built.err;
+    EXPECT_NE(built.err.find("wide.tif: 5000 x 900 pixels were scaled down to 2048 x 369"),
+              std::string::npos)
+        << built.err;
+    SimulatorFile file;
+    ASSERT_TRUE(file.Read(out).Good());
+    EXPECT_EQ(file.Terrains().size(), 1U) << "no sky is taken for a terrain or texture";
+    EXPECT_EQ(file.Terrains().front().textures.size(), 1U);
+    const std::vector<SkyChoice> skies = ListSkies(file);
+    ASSERT_EQ(skies.size(), 3U);
+    EXPECT_EQ(skies[0].text, "out / a sky");
+    EXPECT_EQ(skies[1].item.objectPath, "/SKY/wide");
+    SkyPicture grey;
+    ASSERT_TRUE(LoadSkyPicture(skies[2].item, nullptr, grey).Good());
+    EXPECT_EQ(grey.height, 200);
+    for (std::size_t i = 0; i < grey.pixels.size(); i += 404) {
+        EXPECT_EQ(grey.pixels[i], grey.pixels[i + 1]);
+        EXPECT_EQ(grey.pixels[i], grey.pixels[i + 2]);
+    }
+}
+
+TEST(BuildSky, AFileOfSkiesTakesPicturesOfEverySizeAndDepth) {
+    const fs::path folder = FreshFolder();
+    const std::string out = (folder / "some.sky").string();
+    BuildWell({"--sky-file", out, Picture(folder / "wide.tif", 3000, 500, 3),
+               Picture(folder / "deep.tif", 100, 50, 3, GDT_UInt16),
+               Picture(folder / "WIDE.tif", 60, 50, 3)});
+    ZPF::FILEHANDLE file;
+    ASSERT_TRUE(file.Open(out, ZPF::OpenMode::Read).Good());
+    const auto open = [&file](const char* name) {
+        ZPF::RASTERHANDLE raster;
+        EXPECT_TRUE(
+            raster.Open(file, file.FindObject(kRootObject, ObjectType::Raster, name)).Good())
+            << name;
+        return raster;
+    };
+    EXPECT_EQ(open("wide").Header().columns, 3000);
+    EXPECT_EQ(open("WIDE_2").Header().columns, 60);
+    // 0 to 65535 are all shades, so that what is dark stays dark.
+    ZPF::RASTERHANDLE deep = open("deep");
+    std::vector<std::byte> line(300);
+    ASSERT_TRUE(deep.ReadLine(25, 0, 100, line, ZPF::LineForm::Raw).Good());
+    for (const std::byte shade : line) EXPECT_LT(std::to_integer<int>(shade), 3);
+}
+
+TEST(BuildSky, WhatIsWrongIsToldInOneLineAndNothingIsLeft) {
+    const fs::path folder = FreshFolder();
+    const fs::path outputs = folder / "outputs";
+    fs::create_directories(outputs);
+    const std::string dem =
+        SmallDem().Band([](double, double) { return 5; }).Save(folder / "dem.tif");
+    const std::string good = Picture(folder / "good.tif", 64, 32, 3);
+    std::ofstream(folder / "text.png") << "no picture";
+    const std::string text = (folder / "text.png").string();
+    const std::string cut = Picture(folder / "cut.tif", 600, 600, 3);
+    fs::resize_file(cut, fs::file_size(cut) / 2);
+    const std::string out = (outputs / "out.sim").string();
+    const struct {
+        const char* what;
+        std::vector<std::string> arguments;
+        const char* told;
+    } cases[] = {
+        {"no picture", {"--dem", dem, "--sky", text, out}, "text.png"},
+        {"half a picture", {"--dem", dem, "--sky", cut, out}, "cut.tif"},
+        {"a folder", {"--sky-file", out, folder.string()}, "folder"},
+        {"no such file", {"--sky-file", out, good, "none.png"}, "none.png: no such file"},
+        {"the second is none", {"--sky-file", out, good, text}, "text.png"},
+        {"nothing to make it of", {"--sky-file", out}, "--sky-file"},
+        {"both at once", {"--dem", dem, "--sky-file", out, good}, "alone"},
+        {"no output", {"--dem", dem, "--sky", good}, "OUT.sim"},
+    };
+    for (const auto& one : cases) {
+        const Outcome built = Build(one.arguments);
+        EXPECT_EQ(built.exitStatus, 1) << one.what;
+        EXPECT_NE(built.err.find(one.told), std::string::npos) << one.what << ": " << built.err;
+        EXPECT_EQ(std::ranges::count(built.err, '\n'), 1) << one.what << ": " << built.err;
+        EXPECT_TRUE(FilesIn(outputs).empty()) << one.what;
+    }
+}
+
+}  // namespace
+}  // namespace tarnvale::test
