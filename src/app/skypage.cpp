@@ -28,7 +28,6 @@ SkyPage::SkyPage(const OptionsContext& context, SettingsTrial& trial) : OptionPa
     problem_ = new QLabel(this);
     problem_->setObjectName(QStringLiteral("SkyProblem"));
     problem_->setWordWrap(true);
-    problem_->setTextInteractionFlags(Qt::TextSelectableByKeyboard | Qt::TextSelectableByMouse);
     rows.Wide(problem_);
     onLandscape_ = rows.Radio("center_sky_on_landscape");
     onViewer_ = rows.Radio("center_sky_on_viewer");
@@ -96,6 +95,7 @@ void SkyPage::Choose(int sky) {
 void SkyPage::ShowProblem(const QString& problem) {
     problem_->setText(problem);
     problem_->setVisible(!problem.isEmpty());
+    skies_->setAccessibleDescription(problem);
 }
 
 void SkyPage::Keep() {

@@ -58,6 +58,7 @@ protected:
         OpenLandscape();
         dialog = std::make_unique<OptionsDialog>(context);
         dialog->open();
+        (void)QTest::qWaitForWindowActive(dialog.get());
         auto& tabs = *dialog->findChild<QTabWidget*>();
         tabs.setCurrentIndex(2);
         skies = &Get<QComboBox>(*dialog, "select_sky_c");

@@ -123,7 +123,7 @@ Status CheckSkyImage(const std::string& path) {
 }
 
 Status ReadSkyImage(const std::string& path, int widest, SkyImage& image) {
-    DatasetPtr picture, kept;
+    DatasetPtr kept, picture;  // what shows the colours of another one goes before that
     if (const Status opened = OpenPicture(path, picture); !opened.Good()) return opened;
     picture = WithColours(std::move(picture), kept);
     const int columns = picture->GetRasterXSize(), rows = picture->GetRasterYSize();
