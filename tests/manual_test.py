@@ -48,7 +48,7 @@ with Desktop(sys.argv[1], sys.argv[2], "1400x900",
         subprocess.run(["convert", target, "-resize", "840x>", "-strip", target], check=True)
         check(colours(target, "10000x10000+0+0") > 30, f"{name} shows something")
 
-    desktop.ini.write_text("Theme=light\nTerrainQuality=95\n")
+    desktop.ini.write_text("Theme=light\nTerrainQuality=95\n[popupmsg]\ntarnvale_POIInstructions_NoShow=true\n")
     program = desktop.start(landscape)
     main = desktop.focus("demo - Tarnvale")
     settle()
@@ -88,6 +88,27 @@ with Desktop(sys.argv[1], sys.argv[2], "1400x900",
     desktop.xdotool("windowmove", "--sync", desktop.window("Map"), 80, 140)
     settle()
     take("compass")
+
+    desktop.focus("demo - Tarnvale")
+    desktop.key("ctrl+2")
+    for x in range(60, 160, 8):  # the palette's third button
+        desktop.xdotool("mousemove", "--window", main, x, 45, "click", 1)
+        time.sleep(0.3)
+        if desktop.window("Points of interest"):
+            break
+    tool = wait_for(lambda: desktop.window("Points of interest"), 10, "the points of interest")
+    desktop.xdotool("windowfocus", "--sync", tool)
+    desktop.key("alt+o", "alt+n", pause=1)
+    point = wait_for(lambda: desktop.window("Point of interest 1"), 10, "the point's view")
+    for window, x, y in ((tool, 790, 60), (desktop.window("Map"), 90, 420), (point, 690, 420)):
+        desktop.xdotool("windowmove", window, x, y)
+    time.sleep(1)
+    place = dict(line.split("=") for line in
+                 desktop.xdotool("getwindowgeometry", "--shell", desktop.window("Map")).splitlines())
+    left, top = int(place["X"]) + int(place["WIDTH"]) // 2, int(place["Y"]) + int(place["HEIGHT"]) // 2
+    desktop.xdotool("mousemove", left - 40, top - 60, "click", 1)
+    settle()
+    take("points")
 
     missing = wanted - {path.name for path in taken.iterdir()}
     check(not missing, f"every picture of the manual is taken here {missing or ''}")

@@ -97,7 +97,7 @@ protected:
         Key(row, column, Qt::Key_Return);
         auto* const editor = List().findChild<QLineEdit*>();
         ASSERT_NE(editor, nullptr);
-        editor->selectAll();
+        editor->clear();
         QTest::keyClicks(editor, text);
         QTest::keyClick(editor, Qt::Key_Return);
         QCoreApplication::processEvents();  // Enter is taken from the message loop
