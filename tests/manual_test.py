@@ -110,6 +110,17 @@ with Desktop(sys.argv[1], sys.argv[2], "1400x900",
     settle()
     take("points")
 
+    # A place in the map viewer, as a click hands it over.
+    atlas = desktop.work / "demo.atl"
+    atlas.write_text("[Sedgelineatlas]\nTitle=Demo\nFile=demo.sim\nObject=/demo_texture\nNumViews=2\n"
+                     "StartCenterLat=46.87\nStartCenterLon=9.1\nStartZoomWidth=9000\n[View2]\nObject=/demo\n")
+    viewer = subprocess.Popen([desktop.bin / "sedgelineatlas", atlas],
+                              env=dict(desktop.environment, XDG_RUNTIME_DIR=str(desktop.work)))
+    desktop.started.append(viewer)
+    window = desktop.focus("Demo - Atlas")
+    settle()
+    take("atlas", window)
+
     missing = wanted - {path.name for path in taken.iterdir()}
     check(not missing, f"every picture of the manual is taken here {missing or ''}")
     if "--update" in sys.argv:

@@ -22,6 +22,7 @@
 #include <set>
 
 #include "app/appearance.h"
+#include "app/atlastool.h"
 #include "app/coordsystemdialog.h"
 #include "app/formatreadoutsdialog.h"
 #include "app/graphicssystemdialog.h"
@@ -41,6 +42,7 @@
 #include "base/textres.h"
 #include "graphics/nullgraphics.h"
 #include "input/standardinput.h"
+#include "simulator/atlashandover.h"
 #include "simulator/fakes_for_test.h"
 
 namespace tarnvale {
@@ -218,6 +220,11 @@ TEST_P(EveryWindowTest, SmallDialogs) {
     Check(assignments, "input assignments");
     LayerOffsetsDialog offsets(simulator);
     Check(offsets, "layer offsets");
+    AtlasHandover handover([](Status) {});
+    handover.SetList({TARNVALE_SOURCE_DIR "/README.md", TARNVALE_SOURCE_DIR "/run"});
+    AtlasTool atlases(
+        handover, [](QWidget*) { return FILEPATH(); }, nullptr);
+    Check(atlases, "atlas tool");
     GraphicsSystemDialog start(systems, "opengl", true);
     Check(start, "graphics system");
     ShowManual(nullptr);

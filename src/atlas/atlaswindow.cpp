@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QScreen>
 #include <QStatusBar>
 #include <algorithm>
 #include <cmath>
@@ -93,7 +94,8 @@ AtlasWindow::AtlasWindow()
     connect(watcher_, &QFileSystemWatcher::directoryChanged, &reload_, changed);
     connect(&tiles_, &TileService::TileDamaged, this,
             [this] { statusBar()->showMessage(TextOf("atlas_damaged"), kNotice); });
-    if (!RestorePlacement(*this, kPlacement)) resize(900, 680);
+    if (!RestorePlacement(*this, kPlacement))
+        resize(QSize(900, 680).boundedTo(screen()->availableSize() * 0.9));
 }
 
 AtlasWindow::~AtlasWindow() {

@@ -260,13 +260,15 @@ void MapWidget::DrawScaleBar(QPainter& painter) const {
 }
 
 void MapWidget::DrawLegend(QPainter& painter) const {
-    constexpr int kRamp = 110, kRampWidth = 18, kSteps = 5;
+    constexpr int kRamp = 110, kRampWidth = 18, kMostHeights = 5;
     const QFontMetrics font = painter.fontMetrics();
     const QString name = QString::fromStdString(picture_->Name());
+    const double span = picture_->Highest() - picture_->Lowest();
+    const int steps = span > 0 ? kMostHeights : 1;
     QStringList heights;
-    for (int i = 0; picture_->IsHeights() && i < kSteps; ++i) {
-        const double span = picture_->Highest() - picture_->Lowest();
-        heights.push_back(HeightText(picture_->Highest() - span * i / (kSteps - 1), span));
+    for (int i = 0; picture_->IsHeights() && i < steps; ++i) {
+        const double at = picture_->Highest() - span * i / (kMostHeights - 1);
+        heights.push_back(HeightText(at, span));
     }
     int widest = font.horizontalAdvance(name);
     for (const QString& text : heights)
@@ -281,8 +283,8 @@ void MapWidget::DrawLegend(QPainter& painter) const {
         painter.fillRect(plate.left() + kPadding, top + y, kRampWidth, 1,
                          QColor::fromRgb(HeightColour(1.0 - double(y) / (kRamp - 1))));
     }
-    for (int i = 0; i < kSteps; ++i) {
-        const int y = top + (kRamp - 1) * i / (kSteps - 1);
+    for (int i = 0; i < steps; ++i) {
+        const int y = top + (kRamp - 1) * i / (kMostHeights - 1);
         painter.drawText(plate.left() + 2 * kPadding + kRampWidth,
                          y + (font.ascent() - font.descent()) / 2, heights[i]);
     }
