@@ -1,5 +1,6 @@
 #include "app/tarnvale.h"
 
+#include <QCheckBox>
 #include <QElapsedTimer>
 #include <QIcon>
 #include <QMessageBox>
@@ -30,9 +31,28 @@
 #include "base/textres.h"
 #include "geom/transgen.h"
 #include "graphics/opengl/openglgraphics.h"
+#include "graphics/opengl3/opengl3graphics.h"
 #include "simulator/atlashandover.h"
 
 namespace tarnvale {
+
+namespace {
+
+// Once for each start, unless the user has enough of it: the other systems draw all the same.
+void TellOfMissingOpenGL3(const std::string& why) {
+    constexpr const char* kKey = "tarnvale_NoOpenGL3_NoShow";
+    constexpr const char* kSection = "popupmsg";
+    bool enough = false;
+    if (_iniRead(kKey, enough, kSection) && enough) return;
+    QMessageBox box(QMessageBox::Information, QStringLiteral("Tarnvale"),
+                    TextOf("opengl3_missing") + QStringLiteral(": ") + QString::fromStdString(why),
+                    QMessageBox::Ok);
+    box.setCheckBox(new QCheckBox(TextOf("do_not_show_again"), &box));
+    box.exec();
+    if (box.checkBox()->isChecked()) _iniWrite(kKey, true, kSection);
+}
+
+}  // namespace
 
 CTarnvaleApp::CTarnvaleApp(int& argc, char** argv) : QApplication(argc, argv) {
     setApplicationName(QStringLiteral("tarnvale"));
@@ -105,6 +125,10 @@ bool CTarnvaleApp::CheckSurroundings() {
 }
 
 bool CTarnvaleApp::ChooseGraphics() {
+    graphicsSystems_.Register(
+        GraphicsSystemRegistry::kOpenGL3,
+        std::make_unique<OpenGL3GraphicsSystem>(OpenGL3GraphicsSystem::Probe{
+            [] { return std::make_unique<CTarnvaleView>(); }, TellOfMissingOpenGL3}));
     graphicsSystems_.Register(GraphicsSystemRegistry::kOpenGL,
                               std::make_unique<OpenGLGraphicsSystem>());
     graphicsSystems_.FindAvailable();
@@ -301,6 +325,7 @@ void CTarnvaleApp::RunFrame() {
     ShowFlightState(record);
     if (!simulator_->Update(&record, true).Good()) quit_ = true;
     TellOfScreenShots();
+    ReplaceLostGraphics();
 }
 
 void CTarnvaleApp::ShowFlightState(const FlightInput& record) {
@@ -375,6 +400,18 @@ void CTarnvaleApp::RedrawView() {
     if (!simulator_->IsLandscapeReady(ReadyLevel::Terrain))
         (void)simulator_->Update(nullptr, false);
     TellOfScreenShots();
+}
+
+// The main view goes on with another kind of system where its own can't be opened again.
+void CTarnvaleApp::ReplaceLostGraphics() {
+    if (graphics_ == nullptr || !graphics_->IsLost()) return;
+    ShowError(_SetErrPosn(StatusCode::DeviceRebuildFailed));
+    const GraphicsSystem* const lost = graphics_;
+    for (int entry = 0; entry < GraphicsSystemRegistry::kEntries; ++entry) {
+        GraphicsSystem* const other = graphicsSystems_.At(entry);
+        if (other == lost || !graphicsSystems_.Available(entry)) continue;
+        if (ChangeGraphicsSystem(other)) return;
+    }
 }
 
 void CTarnvaleApp::ShowError(Status status) {

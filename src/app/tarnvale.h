@@ -75,6 +75,7 @@ private:
     [[nodiscard]] bool OpenInput();
     [[nodiscard]] bool OpenGraphics();
 
+    void ReplaceLostGraphics();
     [[nodiscard]] Status AttachGraphics(GraphicsSystem& system);
     [[nodiscard]] Status LoadLandscape(const FILEPATH& file);
     void ConnectCommands();

@@ -32,6 +32,17 @@ QSurfaceFormat ViewFormat() {
     return format;
 }
 
+// The window is the same for every kind of context; only this asks for what the kind is.
+QSurfaceFormat ContextFormat(const QSurfaceFormat& window, ContextKind kind) {
+    QSurfaceFormat format = window;
+    if (kind == ContextKind::Core33) {
+        format.setProfile(QSurfaceFormat::CoreProfile);
+        format.setVersion(3, 3);
+        format.setOption(QSurfaceFormat::ResetNotification);
+    }
+    return format;
+}
+
 // The hand that takes hold of the viewer's mark in the map.
 QCursor GrabCursor(double pixelRatio) {
     constexpr QSize kSize(32, 32);
@@ -76,7 +87,7 @@ bool CTarnvaleView::CreateContext(const char*& why) {
     if (context_ != nullptr) return true;
     create();
     auto context = std::make_unique<QOpenGLContext>();
-    context->setFormat(format());
+    context->setFormat(ContextFormat(format(), WantedContext()));
     if (!context->create()) {
         why = "the window system offers no OpenGL";
         return false;

@@ -111,8 +111,18 @@ Status GraphicsSystem::Open(RenderWindow* window) {
         return _SetErrPosn(StatusCode::BadState, "there is no window to draw on");
     }
     window_ = window;
+    lostWindow_ = nullptr;
     const Status opened = OpenDevice();
+    lost_ = false;
     if (!opened.Good()) window_ = nullptr;
+    return opened;
+}
+
+Status GraphicsSystem::Rebuild() {
+    RenderWindow* const window = window_ != nullptr ? window_ : lostWindow_;
+    const Status opened = Open(window);
+    lost_ = !opened.Good();
+    lostWindow_ = lost_ ? window : nullptr;
     return opened;
 }
 

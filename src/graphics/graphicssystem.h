@@ -158,6 +158,12 @@ public:
 
     /// Shuts down, then starts on `window` (on loan until Shutdown). @return BadState for null
     Status Open(RenderWindow* window);
+    /// Whether the driver took the device away, with all textures in it, as after a reset of the
+    /// card. What was drawn since is lost; what was set isn't.
+    [[nodiscard]] bool IsLost() const noexcept { return lost_; }
+    /// Opens a lost system again on its window, without its textures. May be tried again.
+    /// @return as Open; IsLost then tells that it failed
+    Status Rebuild();
     [[nodiscard]] bool IsOpen() const noexcept { return window_ != nullptr; }
     /// Whether anybody can see what is drawn. False while closed.
     [[nodiscard]] bool IsVisible() const { return window_ != nullptr && window_->Visible(); }
@@ -202,10 +208,12 @@ protected:
     TexturePixelFormat pixelFormat_ = TexturePixelFormat::Bgra;
     bool lightingWanted_ = false;
     bool finishFrames_ = false;
+    bool lost_ = false;
     int skyWidth_ = 0, skyHeight_ = 0;
     bool skyMirrored_ = false;
 
 private:
+    RenderWindow* lostWindow_ = nullptr;  // on loan; where Rebuild failed
     FILEPATH screenShotPath_;
     std::function<PictureTexts()> screenShotTexts_;
     bool screenShotWanted_ = false;

@@ -183,6 +183,7 @@ Status Simulator::Update(const FlightInput* input, bool live) {
 
 Status Simulator::DrawFrame(bool live) try {
     if (const Status ready = CheckReadyToDraw(); !ready.Good()) return ready;
+    RebuildLostViews();
     if (settings::VerticalExaggeration.Get() != exaggeration_) {
         SetVerticalExaggeration(settings::VerticalExaggeration.Get());
     }
@@ -211,6 +212,16 @@ Status Simulator::DrawFrame(bool live) try {
     return drawn;
 } catch (const std::bad_alloc&) {
     return _SetErrPosn(StatusCode::NoMemory);
+}
+
+void Simulator::RebuildLostViews() {
+    for (int view = 0; view < View::kCount; ++view) {
+        GraphicsSystem* const system = systems_[view];
+        if (system == nullptr || !system->IsLost()) continue;
+        if (scene_ != nullptr) scene_->DetachView(view);
+        // The tiles come again from the root on. A failure is tried again with the next frame.
+        if (system->Rebuild().Good() && scene_ != nullptr) scene_->AttachView(view);
+    }
 }
 
 void Simulator::UpdateReadouts() {

@@ -211,6 +211,7 @@ private:
     void SetCrossingSpeeds();
     Status Build(const QNLIST<SimTerrainEntry>& terrains, std::vector<SkyChoice> skies);
     void BuildSky(std::vector<SkyChoice> skies);
+    void RebuildLostViews();
     void UpdateReadouts();
     void ShowReadouts(bool force);
     void UpdateNorth();

@@ -1,4 +1,3 @@
-#define GL_GLEXT_PROTOTYPES  // NOLINT: this system's library exports what is newer than OpenGL 1.1
 #include "graphics/opengl/driver.h"
 
 #include <GL/glext.h>

@@ -10,6 +10,10 @@
 #include "base/optionpanel.h"
 #include "base/settings.h"
 #include "graphics/opengl/driver.h"
+#include "graphics/opengl3/picturetarget.h"
+#include "graphics/opengl3/programs.h"
+#include "graphics/opengl3/tiletextures.h"
+#include "graphics/opengl3/vertexstream.h"
 
 namespace tarnvale {
 
@@ -75,13 +79,47 @@ std::byte* Copy(std::byte* to, const float* from, std::size_t floats) {
 
 }  // namespace
 
+struct OpenGL3GraphicsSystem::Device {
+    /// What the context was told last, so that nothing is told twice.
+    struct Sent {
+        bool wireframe = false, blending = false, depthWrite = true;
+        bool texcoordArray = false, normalArray = false;
+        std::uint64_t texture = 0;
+        GLuint sampler = 0;
+    };
+    explicit Device(std::shared_ptr<TextureBudget> budget) : textures(std::move(budget)) {}
+    /// @param current  false: the context is gone, and all names with it
+    void Close(bool current);
+
+    TileTextures textures;
+    PictureTarget target;
+    Programs programs;
+    VertexStream stream;
+    GlVertexArray arrays;
+    GlSampler nearest, filtered;
+    bool tellsResets = false;     // the driver does
+    bool nearestDecodes = false;  // the driver can't leave texels as they are
+    Sent sent;
+};
+
+void OpenGL3GraphicsSystem::Device::Close(bool current) {
+    textures.Close(current);
+    if (current) return;
+    programs.Abandon();
+    stream.Abandon();
+    target.Abandon();
+    arrays.Abandon();
+    nearest.Abandon();
+    filtered.Abandon();
+}
+
 OpenGL3GraphicsSystem::OpenGL3GraphicsSystem(Probe probe)
     : OpenGL3GraphicsSystem(std::move(probe), std::make_shared<TextureBudget>()) {}
 
 OpenGL3GraphicsSystem::OpenGL3GraphicsSystem(Probe probe, std::shared_ptr<TextureBudget> budget)
     : GraphicsSystem("opengl3", kDescription, "libOpenGL.so.0"),
       probe_(std::move(probe)),
-      textures_(std::move(budget)) {}
+      budget_(std::move(budget)) {}
 
 OpenGL3GraphicsSystem::~OpenGL3GraphicsSystem() {
     (void)OpenGL3GraphicsSystem::Shutdown();
@@ -89,7 +127,7 @@ OpenGL3GraphicsSystem::~OpenGL3GraphicsSystem() {
 
 std::unique_ptr<GraphicsSystem> OpenGL3GraphicsSystem::CreateInstance() const {
     return std::unique_ptr<GraphicsSystem>(
-        new OpenGL3GraphicsSystem(probe_, textures_.SharedBudget()));  // NOLINT: private
+        new OpenGL3GraphicsSystem(probe_, budget_));  // NOLINT: private
 }
 
 int OpenGL3GraphicsSystem::CheckAvailable() const {
@@ -120,7 +158,13 @@ Status OpenGL3GraphicsSystem::OpenDevice() {
         window_->DestroyContext();
         return _SetErrPosn(StatusCode::NotBuilt, why);
     }
-    const std::string fault = Build();
+    std::string fault;
+    try {
+        device_ = std::make_unique<Device>(budget_);
+        fault = Build();
+    } catch (const std::bad_alloc&) {
+        fault = "there isn't enough memory";
+    }
     if (!fault.empty()) {
         (void)Shutdown();
         return _SetErrPosn(StatusCode::NotBuilt, fault);
@@ -134,24 +178,28 @@ std::string OpenGL3GraphicsSystem::Build() {
     glGetIntegerv(GL_MINOR_VERSION, &minor);
     if (std::pair(major, minor) < std::pair(3, 3)) return "the driver has no OpenGL 3.3";
     std::string why;
-    if (!programs_.Build(why)) return "the driver refuses a shader: " + why;
-    sent_ = {};
+    if (!device_->programs.Build(why)) return "the driver refuses a shader: " + why;
     counters_ = {};
     model_ = kIdentity4;
+    const std::array<float, 3> ambient = inputs_.ambient;
     inputs_ = {};
+    if (lost_) inputs_.ambient = ambient;  // opened afresh, it is white
     inputs_.model = inputs_.light = inputs_.alpha = inputs_.fogging = ++serial_;
-    arrays_ = GlVertexArray::Make();
-    glBindVertexArray(arrays_.Name());
+    device_->arrays = GlVertexArray::Make();
+    glBindVertexArray(device_->arrays.Name());
     glEnableVertexAttribArray(Programs::kPosition);
-    stream_.Open();
-    textures_.Open();
-    target_.Open();
+    device_->stream.Open();
+    device_->textures.Open();
+    device_->target.Open();
     glEnable(GL_DEPTH_TEST);
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
     BuildSamplers();
     pixelFormat_ = TexturePixelFormat::Bgra;
-    EstimateTextureBudget(textures_.Budget());
+    EstimateTextureBudget(*budget_);
     fence_.Open();
+    device_->tellsResets = std::pair(major, minor) >= std::pair(4, 5) ||
+                           HasDriverExtension("GL_KHR_robustness") ||
+                           HasDriverExtension("GL_ARB_robustness");
     // A first picture, so that the window shows no rubbish until the first frame.
     const auto background = HighBytes(settings::BackgroundColor.Get());
     glClearColor(background[0], background[1], background[2], 0.0F);
@@ -163,55 +211,50 @@ std::string OpenGL3GraphicsSystem::Build() {
 }
 
 void OpenGL3GraphicsSystem::BuildSamplers() {
-    nearest_ = GlSampler::Make();
-    filtered_ = GlSampler::Make();
-    for (const GlSampler* sampler : {&nearest_, &filtered_}) {
+    device_->nearest = GlSampler::Make();
+    device_->filtered = GlSampler::Make();
+    for (const GlSampler* sampler : {&device_->nearest, &device_->filtered}) {
         // A tile ends with its last texel: beyond lies the neighbour's, in another texture.
         glSamplerParameteri(sampler->Name(), GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
         glSamplerParameteri(sampler->Name(), GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
     }
-    glSamplerParameteri(nearest_.Name(), GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-    glSamplerParameteri(nearest_.Name(), GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-    glSamplerParameteri(filtered_.Name(), GL_TEXTURE_MIN_FILTER, GL_LINEAR_MIPMAP_LINEAR);
-    glSamplerParameteri(filtered_.Name(), GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+    glSamplerParameteri(device_->nearest.Name(), GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glSamplerParameteri(device_->nearest.Name(), GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    glSamplerParameteri(device_->filtered.Name(), GL_TEXTURE_MIN_FILTER, GL_LINEAR_MIPMAP_LINEAR);
+    glSamplerParameteri(device_->filtered.Name(), GL_TEXTURE_MAG_FILTER, GL_LINEAR);
     if (HasDriverExtension("GL_EXT_texture_filter_anisotropic") ||
         HasDriverExtension("GL_ARB_texture_filter_anisotropic")) {
         float most = 1.0F;
         glGetFloatv(kMaxTextureMaxAnisotropy, &most);
-        glSamplerParameterf(filtered_.Name(), kTextureMaxAnisotropy,
+        glSamplerParameterf(device_->filtered.Name(), kTextureMaxAnisotropy,
                             std::min(most, kMostAnisotropy));
     }
-    nearestDecodes_ = !HasDriverExtension("GL_EXT_texture_sRGB_decode");
-    if (!nearestDecodes_) glSamplerParameteri(nearest_.Name(), kTextureSrgbDecode, kSkipDecode);
+    device_->nearestDecodes = !HasDriverExtension("GL_EXT_texture_sRGB_decode");
+    if (!device_->nearestDecodes)
+        glSamplerParameteri(device_->nearest.Name(), kTextureSrgbDecode, kSkipDecode);
 }
 
 Status OpenGL3GraphicsSystem::Shutdown() {
     if (window_ == nullptr) return StatusCode::Ok;
     // Where the context can't be made current any more, another one's names must not be hit.
     const bool current = Current();
-    textures_.Close(current);
-    if (current) {
-        fence_.Close();
-    } else {
-        programs_.Abandon();
-        stream_.Abandon();
-        target_.Abandon();
-        arrays_.Abandon();
-        nearest_.Abandon();
-        filtered_.Abandon();
-    }
-    programs_ = {};
-    stream_ = {};
-    target_ = {};
-    arrays_ = {};
-    nearest_ = {};
-    filtered_ = {};
+    if (current) fence_.Close();
+    if (device_ != nullptr) device_->Close(current);
+    device_.reset();
     gather_.Free();
     drawing_ = false;
     window_->ReleaseCurrent();
     window_->DestroyContext();
     window_ = nullptr;
     return StatusCode::Ok;
+}
+
+int OpenGL3GraphicsSystem::Samples() const noexcept {
+    return device_ != nullptr ? device_->target.Samples() : 1;
+}
+
+DepthRange OpenGL3GraphicsSystem::Depth() const noexcept {
+    return device_ != nullptr ? device_->target.Depth() : DepthRange::Usual;
 }
 
 void OpenGL3GraphicsSystem::ShowOptionControls(OptionPanel& panel, bool show) {
@@ -228,26 +271,26 @@ TextureHandle* OpenGL3GraphicsSystem::CreateTexture(std::span<const std::byte> p
     const int height = std::max(sky ? skyHeight_ : kTextureSize, 0);
     const auto texels = static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
     if (texels == 0 || pixels.size() < texels * 4 || !Current()) return nullptr;
-    sent_.texture = 0;
-    OpenGL3Texture* const made = textures_.Create(this, pixels, width, height, use);
+    device_->sent.texture = 0;
+    OpenGL3Texture* const made = device_->textures.Create(this, pixels, width, height, use);
     if (made != nullptr) ++counters_.uploads;
     return made;
 }
 
 void OpenGL3GraphicsSystem::DestroyTexture(TextureHandle* handle) {
-    OpenGL3Texture* const texture = Current() ? textures_.Find(this, handle) : nullptr;
+    OpenGL3Texture* const texture = Current() ? device_->textures.Find(this, handle) : nullptr;
     if (texture == nullptr) return;
     // What waits must be drawn with the texture as it is now.
     if (gather_.Holds(texture->place)) Flush();
-    if (sent_.texture == texture->Native()) sent_.texture = 0;
-    textures_.Destroy(*texture);
+    if (device_->sent.texture == texture->Native()) device_->sent.texture = 0;
+    device_->textures.Destroy(*texture);
 }
 
 void OpenGL3GraphicsSystem::RecycleTexture(TextureHandle* handle) {
-    OpenGL3Texture* const texture = Current() ? textures_.Find(this, handle) : nullptr;
+    OpenGL3Texture* const texture = Current() ? device_->textures.Find(this, handle) : nullptr;
     if (texture == nullptr) return;
     if (gather_.Holds(texture->place)) Flush();
-    textures_.Recycle(*texture);
+    device_->textures.Recycle(*texture);
 }
 
 // ---- state
@@ -343,8 +386,8 @@ void OpenGL3GraphicsSystem::UpdateClip() {
 
 void OpenGL3GraphicsSystem::SetProjection(const RenderCamera& camera, int width, int height) {
     const double aspect = static_cast<double>(std::max(width, 1)) / std::max(height, 1);
-    projection_ =
-        Perspective(camera.fieldOfView, aspect, camera.nearPlane, camera.farPlane, target_.Depth());
+    projection_ = Perspective(camera.fieldOfView, aspect, camera.nearPlane, camera.farPlane,
+                              device_->target.Depth());
     UpdateClip();
 }
 
@@ -377,9 +420,13 @@ void OpenGL3GraphicsSystem::SetCamera(const RenderCamera& camera, int width, int
     SetFog(camera);
 }
 
+void OpenGL3GraphicsSystem::LookForReset() {
+    if (device_->tellsResets && glGetGraphicsResetStatus() != GL_NO_ERROR) lost_ = true;
+}
+
 void OpenGL3GraphicsSystem::ClearTarget(unsigned what) {
-    if (!sent_.depthWrite) glDepthMask(GL_TRUE);
-    sent_.depthWrite = true;
+    if (!device_->sent.depthWrite) glDepthMask(GL_TRUE);
+    device_->sent.depthWrite = true;
     glClear(what);
 }
 
@@ -395,14 +442,17 @@ void OpenGL3GraphicsSystem::BeginFrame(const RenderCamera& camera, int width, in
     // Once a frame the context is asked for in any case: a window system's own drawing may have
     // come in.
     gather_.Clear();  // of a frame that was never ended
-    drawing_ = window_ != nullptr && window_->ForceCurrent() &&
-               target_.Begin(std::max(width, 1), std::max(height, 1), settings::Antialias.Get());
+    drawing_ = window_ != nullptr && window_->ForceCurrent();
+    if (drawing_) LookForReset();
+    drawing_ =
+        drawing_ && !lost_ &&
+        device_->target.Begin(std::max(width, 1), std::max(height, 1), settings::Antialias.Get());
     if (!drawing_) return;
     counters_ = {};
     halvings_ = 0;
     smooth_ = settings::SmoothTexture.Get();
     SetCamera(camera, width, height);
-    glViewport(0, 0, target_.Width(), target_.Height());
+    glViewport(0, 0, device_->target.Width(), device_->target.Height());
     const auto background = HighBytes(settings::BackgroundColor.Get());
     glClearColor(background[0], background[1], background[2], 0.0F);
     ClearTarget(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
@@ -411,19 +461,20 @@ void OpenGL3GraphicsSystem::BeginFrame(const RenderCamera& camera, int width, in
 Status OpenGL3GraphicsSystem::EndFrame() {
     if (!Current())
         return _SetErrPosn(StatusCode::BadState, "there is no window to show a frame on");
+    if (lost_) return _SetErrPosn(StatusCode::DeviceFailed, "the driver reset the card");
     if (!drawing_)
         return _SetErrPosn(StatusCode::DeviceFailed, "the driver has no memory for the picture");
     Flush();
     drawing_ = false;
-    target_.Resolve();
+    device_->target.Resolve();
     if (ScreenShotWanted()) TakeScreenShot();
-    target_.Show();
+    device_->target.Show();
     if (finishFrames_) {
         fence_.Finish();
     } else {
         fence_.NextFrame();
     }
-    stream_.NextFrame();
+    device_->stream.NextFrame();
     if (!window_->SwapBuffers()) {
         return _SetErrPosn(StatusCode::DeviceFailed, "the window system doesn't show the frame");
     }
@@ -431,10 +482,10 @@ Status OpenGL3GraphicsSystem::EndFrame() {
 }
 
 void OpenGL3GraphicsSystem::TakeScreenShot() try {
-    std::vector<std::byte> pixels(static_cast<std::size_t>(target_.Width()) *
-                                  static_cast<std::size_t>(target_.Height()) * 4);
-    const RowOrder order = target_.Read(pixels);
-    SaveScreenShot({pixels, target_.Width(), target_.Height(), order});
+    std::vector<std::byte> pixels(static_cast<std::size_t>(device_->target.Width()) *
+                                  static_cast<std::size_t>(device_->target.Height()) * 4);
+    const RowOrder order = device_->target.Read(pixels);
+    SaveScreenShot({pixels, device_->target.Width(), device_->target.Height(), order});
 } catch (const std::bad_alloc&) {
     SaveScreenShot({});  // it doesn't fit in memory
 }
@@ -503,8 +554,8 @@ void OpenGL3GraphicsSystem::SendWaiting() {
     for (const MeshGather::Bucket& bucket : gather_.Waiting())
         bytes += VerticesOf(bucket) * FloatsPerVertex(bucket.material) * sizeof(float);
     std::size_t start = 0;
-    if (!stream_.Reserve(bytes, start)) return;
-    std::byte* to = stream_.Room();
+    if (!device_->stream.Reserve(bytes, start)) return;
+    std::byte* to = device_->stream.Room();
     for (const MeshGather::Bucket& bucket : gather_.Waiting()) {
         for (const auto* chunk = bucket.first; chunk != nullptr; chunk = chunk->next)
             to = Copy(to, chunk->positions.data(), std::size_t{chunk->count} * 3);
@@ -515,7 +566,7 @@ void OpenGL3GraphicsSystem::SendWaiting() {
              chunk = chunk->next)
             to = Copy(to, chunk->normals.data(), std::size_t{chunk->count} * 3);
     }
-    if (!stream_.Close()) return;
+    if (!device_->stream.Close()) return;
     for (const MeshGather::Bucket& bucket : gather_.Waiting()) {
         const std::size_t count = VerticesOf(bucket);
         if (count == 0) continue;
@@ -538,25 +589,25 @@ void OpenGL3GraphicsSystem::SendWaiting() {
 void OpenGL3GraphicsSystem::ApplyMaterial(const Material& material,
                                           const std::array<float, 4>& rgba) {
     const bool textured = material.texture != 0;
-    if (sent_.wireframe != material.wireframe) {
+    if (device_->sent.wireframe != material.wireframe) {
         glPolygonMode(GL_FRONT_AND_BACK, material.wireframe ? GL_LINE : GL_FILL);
-        sent_.wireframe = material.wireframe;
+        device_->sent.wireframe = material.wireframe;
     }
-    if (sent_.blending != material.blended) {
+    if (device_->sent.blending != material.blended) {
         Switch(GL_BLEND, material.blended);
-        sent_.blending = material.blended;
+        device_->sent.blending = material.blended;
     }
-    if (sent_.depthWrite != state_.depthWrite) {
+    if (device_->sent.depthWrite != state_.depthWrite) {
         glDepthMask(state_.depthWrite ? GL_TRUE : GL_FALSE);
-        sent_.depthWrite = state_.depthWrite;
+        device_->sent.depthWrite = state_.depthWrite;
     }
-    if (sent_.texcoordArray != textured) {
+    if (device_->sent.texcoordArray != textured) {
         SwitchArray(Programs::kTexcoord, textured);
-        sent_.texcoordArray = textured;
+        device_->sent.texcoordArray = textured;
     }
-    if (sent_.normalArray != material.lit) {
+    if (device_->sent.normalArray != material.lit) {
         SwitchArray(Programs::kNormal, material.lit);
-        sent_.normalArray = material.lit;
+        device_->sent.normalArray = material.lit;
     }
     if (material.tested) {
         const std::array<float, 3> range{static_cast<float>(alphaRange_.low),
@@ -568,26 +619,26 @@ void OpenGL3GraphicsSystem::ApplyMaterial(const Material& material,
         }
     }
     if (textured) ApplyTexture(material.texture);
-    programs_.Use({.shade = material.lit ? Shade::Lit : Shade::Whole,
-                   .textured = textured,
-                   .alphaTest = material.tested,
-                   .fog = fog_,
-                   .decoded = textured && (smooth_ || nearestDecodes_)},
-                  inputs_, rgba);
+    device_->programs.Use({.shade = material.lit ? Shade::Lit : Shade::Whole,
+                           .textured = textured,
+                           .alphaTest = material.tested,
+                           .fog = fog_,
+                           .decoded = textured && (smooth_ || device_->nearestDecodes)},
+                          inputs_, rgba);
 }
 
 void OpenGL3GraphicsSystem::ApplyTexture(std::uint64_t name) {
-    const GLuint sampler = smooth_ ? filtered_.Name() : nearest_.Name();
-    if (sent_.sampler != sampler) {
+    const GLuint sampler = smooth_ ? device_->filtered.Name() : device_->nearest.Name();
+    if (device_->sent.sampler != sampler) {
         glBindSampler(0, sampler);
-        sent_.sampler = sampler;
+        device_->sent.sampler = sampler;
     }
-    if (sent_.texture != name) {
+    if (device_->sent.texture != name) {
         glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(name));
-        sent_.texture = name;
+        device_->sent.texture = name;
     }
     if (!smooth_ || halvings_ >= kHalvingsAFrame) return;
-    OpenGL3Texture* const texture = textures_.Named(name);
+    OpenGL3Texture* const texture = device_->textures.Named(name);
     if (texture == nullptr || texture->halved) return;
     TileTextures::Halve(*texture);
     ++halvings_;
@@ -600,9 +651,9 @@ void OpenGL3GraphicsSystem::DrawPlain(unsigned mode, std::span<const Vec3f> vert
     material.colour = colour;
     if (!Judge(material, colour.Alpha(), true)) return;
     std::size_t start = 0;
-    if (!stream_.Reserve(vertices.size_bytes(), start)) return;
-    std::memcpy(stream_.Room(), vertices.data(), vertices.size_bytes());
-    if (!stream_.Close()) return;
+    if (!device_->stream.Reserve(vertices.size_bytes(), start)) return;
+    std::memcpy(device_->stream.Room(), vertices.data(), vertices.size_bytes());
+    if (!device_->stream.Close()) return;
     ApplyMaterial(material, Floats(colour));
     Point(Programs::kPosition, 3, start);
     glDrawArrays(mode, 0, static_cast<GLsizei>(vertices.size()));
@@ -627,9 +678,9 @@ void OpenGL3GraphicsSystem::DrawSubterrainVeil() {
     // Over the whole picture, in its own colour, whatever light, fog and alpha test are.
     constexpr std::array<Vec3f, 4> kCorners{Vec3f{-1, -1, 0}, {1, -1, 0}, {-1, 1, 0}, {1, 1, 0}};
     std::size_t start = 0;
-    if (!stream_.Reserve(sizeof(kCorners), start)) return;
-    std::memcpy(stream_.Room(), kCorners.data(), sizeof(kCorners));
-    if (!stream_.Close()) return;
+    if (!device_->stream.Reserve(sizeof(kCorners), start)) return;
+    std::memcpy(device_->stream.Room(), kCorners.data(), sizeof(kCorners));
+    if (!device_->stream.Close()) return;
     const auto colour = HighBytes(settings::SubterrainColor.Get());
     const ProgramInputs inputs = inputs_;
     const bool fog = std::exchange(fog_, false);

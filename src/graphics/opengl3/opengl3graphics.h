@@ -13,10 +13,7 @@
 #include "graphics/opengl/meshgather.h"
 #include "graphics/opengl3/alpharange.h"
 #include "graphics/opengl3/cameramatrix.h"
-#include "graphics/opengl3/picturetarget.h"
-#include "graphics/opengl3/programs.h"
-#include "graphics/opengl3/tiletextures.h"
-#include "graphics/opengl3/vertexstream.h"
+#include "graphics/opengl3/programinputs.h"
 #include "graphics/texturebudget.h"
 
 namespace tarnvale {
@@ -75,16 +72,20 @@ public:
     [[nodiscard]] DrawCounters Counters() const override { return counters_; }
     void ShowOptionControls(OptionPanel& panel, bool show) override;
 
-    [[nodiscard]] const TextureBudget& Budget() const noexcept { return textures_.Budget(); }
+    [[nodiscard]] const TextureBudget& Budget() const noexcept { return *budget_; }
     /// Samples of a pixel of the last frame; 1 without antialiasing.
-    [[nodiscard]] int Samples() const noexcept { return target_.Samples(); }
-    [[nodiscard]] DepthRange Depth() const noexcept { return target_.Depth(); }
+    [[nodiscard]] int Samples() const noexcept;
+    [[nodiscard]] DepthRange Depth() const noexcept;
     /// For tests: off, each mesh is sent by itself.
     void SetGathering(bool gather) noexcept { gathering_ = gather; }
+    /// For tests: as if the driver told of a reset.
+    void Lose() noexcept { lost_ = true; }
 
 private:
     static constexpr int kTextureSize = 512;
     static constexpr int kLights = 8;
+
+    struct Device;  // what lives in the context
 
     struct Light {
         bool on = false;
@@ -98,19 +99,12 @@ private:
         AlphaFunction alphaFunction = AlphaFunction::Always;
         float alphaReference = 0.0F;
     };
-    /// What the context was told last, so that nothing is told twice.
-    struct Sent {
-        bool wireframe = false, blending = false, depthWrite = true;
-        bool texcoordArray = false, normalArray = false;
-        std::uint64_t texture = 0;
-        GLuint sampler = 0;
-    };
-
     OpenGL3GraphicsSystem(Probe probe, std::shared_ptr<TextureBudget> budget);
     Status OpenDevice() override;
     [[nodiscard]] std::string Build();
     void BuildSamplers();
     [[nodiscard]] bool Current() const;
+    void LookForReset();
 
     void SetFog(const RenderCamera& camera);
     void SetCamera(const RenderCamera& camera, int width, int height);
@@ -131,15 +125,10 @@ private:
 
     Probe probe_;
     mutable std::optional<int> available_;
-    TileTextures textures_;
+    std::shared_ptr<TextureBudget> budget_;
+    std::unique_ptr<Device> device_;  // null while closed
     MeshGather gather_;
     FrameFence fence_;
-    PictureTarget target_;
-    Programs programs_;
-    VertexStream stream_;
-    GlVertexArray arrays_;
-    GlSampler nearest_, filtered_;
-    bool nearestDecodes_ = false;  // the driver can't leave texels as they are
 
     State state_;
     AlphaRange alphaRange_;
@@ -152,7 +141,6 @@ private:
     std::uint32_t halvings_ = 0;
     ProgramInputs inputs_;
     std::uint64_t serial_ = 1;  // of states in inputs_
-    Sent sent_;
     DrawCounters counters_;
     bool gathering_ = true;
 };

@@ -56,10 +56,6 @@ public:
 
     /// @return a texture in use by its native name, or null
     [[nodiscard]] OpenGL3Texture* Named(std::uint64_t name);
-    [[nodiscard]] const std::shared_ptr<TextureBudget>& SharedBudget() const noexcept {
-        return budget_;
-    }
-    [[nodiscard]] TextureBudget& Budget() const noexcept { return *budget_; }
 
 private:
     [[nodiscard]] Map::iterator TakeOrMake(GraphicsSystem* owner, std::uint64_t bytes);
