@@ -166,6 +166,32 @@ TEST_P(Drawing, TheSkysTextureTakesItsOwnSize) {
     EXPECT_EQ(view.At(0, 0.5F), kBluePixel);
 }
 
+TEST_P(Drawing, ASkyGoesAroundAgainAsItIsOrMirrored) {
+    ViewUnderTest view(GetParam());
+    std::vector<std::byte> pixels(std::size_t{8} * 8 * 4);
+    for (std::size_t i = 0; i < pixels.size(); i += 4)
+        pixels[i + (i < pixels.size() / 2 ? 2 : 0)] = std::byte{255};
+    view.system.SetSkyTextureSize(8, 8);
+    for (const bool mirrored : {false, true}) {
+        view.system.SetSkyMirrored(mirrored);
+        TextureHandle* sky = view.system.CreateTexture(pixels, TextureUse::Sky);
+        ASSERT_NE(sky, nullptr);
+        RenderMesh mesh = Textured(sky, -1, -1, 1, 1);
+        for (Vec2f& place : mesh.texcoords) {
+            place.x *= 100;  // beyond the sides there is only the last column
+            place.y *= 2;
+        }
+        view.Begin();
+        view.Draw(mesh);
+        view.End();
+        EXPECT_EQ(view.At(0, -0.75F), kRedPixel);
+        EXPECT_EQ(view.At(0, -0.25F), kBluePixel);
+        EXPECT_EQ(view.At(0, 0.25F), mirrored ? kBluePixel : kRedPixel);
+        EXPECT_EQ(view.At(0, 0.75F), mirrored ? kRedPixel : kBluePixel);
+        view.system.DestroyTexture(sky);
+    }
+}
+
 TEST_P(Drawing, ClearTexelsAreDroppedAndLeaveNoDepth) {
     ViewUnderTest view(GetParam());
     TextureHandle* clear = view.Texture({255, 0, 0}, 0);

@@ -96,7 +96,7 @@ struct OpenGL3GraphicsSystem::Device {
     Programs programs;
     VertexStream stream;
     GlVertexArray arrays;
-    GlSampler nearest, filtered;
+    GlSampler nearest, filtered, skyAround, skyMirrored;
     bool tellsResets = false;     // the driver does
     bool nearestDecodes = false;  // the driver can't leave texels as they are
     Sent sent;
@@ -111,6 +111,8 @@ void OpenGL3GraphicsSystem::Device::Close(bool current) {
     arrays.Abandon();
     nearest.Abandon();
     filtered.Abandon();
+    skyAround.Abandon();
+    skyMirrored.Abandon();
 }
 
 OpenGL3GraphicsSystem::OpenGL3GraphicsSystem(Probe probe)
@@ -229,9 +231,24 @@ void OpenGL3GraphicsSystem::BuildSamplers() {
         glSamplerParameterf(device_->filtered.Name(), kTextureMaxAnisotropy,
                             std::min(most, kMostAnisotropy));
     }
+    // A sky goes around more than once; across, zenith and nadir are ends. It is stretched far, so
+    // it is smoothed whatever the tiles are.
+    device_->skyAround = GlSampler::Make();
+    device_->skyMirrored = GlSampler::Make();
+    for (const GlSampler* sampler : {&device_->skyAround, &device_->skyMirrored}) {
+        glSamplerParameteri(sampler->Name(), GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+        glSamplerParameteri(sampler->Name(), GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+        glSamplerParameteri(sampler->Name(), GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+    }
+    glSamplerParameteri(device_->skyAround.Name(), GL_TEXTURE_WRAP_T, GL_REPEAT);
+    glSamplerParameteri(device_->skyMirrored.Name(), GL_TEXTURE_WRAP_T, GL_MIRRORED_REPEAT);
     device_->nearestDecodes = !HasDriverExtension("GL_EXT_texture_sRGB_decode");
-    if (!device_->nearestDecodes)
-        glSamplerParameteri(device_->nearest.Name(), kTextureSrgbDecode, kSkipDecode);
+    if (!device_->nearestDecodes) {
+        for (const GlSampler* sampler :
+             {&device_->nearest, &device_->skyAround, &device_->skyMirrored}) {
+            glSamplerParameteri(sampler->Name(), kTextureSrgbDecode, kSkipDecode);
+        }
+    }
 }
 
 Status OpenGL3GraphicsSystem::Shutdown() {
@@ -273,7 +290,9 @@ TextureHandle* OpenGL3GraphicsSystem::CreateTexture(std::span<const std::byte> p
     if (texels == 0 || pixels.size() < texels * 4 || !Current()) return nullptr;
     device_->sent.texture = 0;
     OpenGL3Texture* const made = device_->textures.Create(this, pixels, width, height, use);
-    if (made != nullptr) ++counters_.uploads;
+    if (made == nullptr) return nullptr;
+    made->mirrored = sky && skyMirrored_;
+    ++counters_.uploads;
     return made;
 }
 
@@ -618,17 +637,24 @@ void OpenGL3GraphicsSystem::ApplyMaterial(const Material& material,
             inputs_.alpha = ++serial_;
         }
     }
-    if (textured) ApplyTexture(material.texture);
+    OpenGL3Texture* const texture = textured ? device_->textures.Named(material.texture) : nullptr;
+    const bool sky = texture != nullptr && texture->use == TextureUse::Sky;
+    if (textured) ApplyTexture(material.texture, texture);
     device_->programs.Use({.shade = material.lit ? Shade::Lit : Shade::Whole,
                            .textured = textured,
                            .alphaTest = material.tested,
                            .fog = fog_,
-                           .decoded = textured && (smooth_ || device_->nearestDecodes)},
+                           .decoded = textured && ((smooth_ && !sky) || device_->nearestDecodes)},
                           inputs_, rgba);
 }
 
-void OpenGL3GraphicsSystem::ApplyTexture(std::uint64_t name) {
-    const GLuint sampler = smooth_ ? device_->filtered.Name() : device_->nearest.Name();
+void OpenGL3GraphicsSystem::ApplyTexture(std::uint64_t name, OpenGL3Texture* texture) {
+    const bool sky = texture != nullptr && texture->use == TextureUse::Sky;
+    const GlSampler& wanted = sky && texture->mirrored ? device_->skyMirrored
+                              : sky                    ? device_->skyAround
+                              : smooth_                ? device_->filtered
+                                                       : device_->nearest;
+    const GLuint sampler = wanted.Name();
     if (device_->sent.sampler != sampler) {
         glBindSampler(0, sampler);
         device_->sent.sampler = sampler;
@@ -638,8 +664,7 @@ void OpenGL3GraphicsSystem::ApplyTexture(std::uint64_t name) {
         device_->sent.texture = name;
     }
     if (!smooth_ || halvings_ >= kHalvingsAFrame) return;
-    OpenGL3Texture* const texture = device_->textures.Named(name);
-    if (texture == nullptr || texture->halved) return;
+    if (texture == nullptr || texture->halved || sky) return;
     TileTextures::Halve(*texture);
     ++halvings_;
 }

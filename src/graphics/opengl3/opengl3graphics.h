@@ -18,6 +18,8 @@
 
 namespace tarnvale {
 
+class OpenGL3Texture;
+
 /// Draws with OpenGL 3.3 through a core context of the window: textures are shaded by the lit
 /// material, what is translucent is blended, fog has distances, `SmoothTexture` and `Antialias` act
 /// from the next frame on.
@@ -120,7 +122,8 @@ private:
     [[nodiscard]] bool Judge(Material& material, float alpha, bool solid) const;
     void SendWaiting();
     void ApplyMaterial(const Material& material, const std::array<float, 4>& rgba);
-    void ApplyTexture(std::uint64_t name);
+    /// @param texture  null where the name is no more
+    void ApplyTexture(std::uint64_t name, OpenGL3Texture* texture);
     void DrawPlain(unsigned mode, std::span<const Vec3f> vertices, COLOR colour);
 
     Probe probe_;
