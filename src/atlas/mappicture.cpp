@@ -32,7 +32,7 @@ int Widened(std::uint32_t value, int shift, int bits) {
 
 MapColour Shaded(MapColour colour, double light) {
     const auto shade = [light](int channel) {
-        return std::clamp(static_cast<int>(channel * light + 0.5), 0, 255);
+        return std::clamp(static_cast<int>(channel * light), 0, 255);
     };
     return Opaque(shade(Channel(colour, 16)), shade(Channel(colour, 8)), shade(Channel(colour, 0)));
 }

@@ -80,13 +80,14 @@ bool HasDrive(std::string_view path) {
 // The file of a path as the atlas has it: relative to the atlas's folder, or else, where the files
 // have moved together, of the same name in that folder.
 FILEPATH FindLink(const FILEPATH& folder, const std::string& link) {
-    const FILEPATH direct = folder / FILEPATH(link);
+    FILEPATH direct = folder / FILEPATH(link);
     std::error_code failed;
     if (std::filesystem::exists(direct, failed)) return direct;
     const auto slash = link.find_last_of("/\\");
     if (slash == std::string::npos || slash + 1 == link.size()) return direct;
-    const FILEPATH beside = folder / FILEPATH(link.substr(slash + 1));
-    return std::filesystem::exists(beside, failed) ? beside : direct;
+    FILEPATH beside = folder / FILEPATH(link.substr(slash + 1));
+    if (std::filesystem::exists(beside, failed)) return beside;
+    return direct;
 }
 
 FILEPATH FolderOf(const FILEPATH& path) {
