@@ -241,6 +241,56 @@ TEST(Render, NoBackgroundShowsThroughTheTerrain) {
     }
 }
 
+TEST(Render, ASkyStandsUprightOverTheTerrainAndCanBeLeftOut) {
+    const ScratchFolder folder;
+    ASSERT_TRUE(Good(RandomLandscape(5).Write(folder / "random.sim")));
+    ZPF::PROJECTWRITER writer;
+    ASSERT_TRUE(Good(writer.Create(folder / "two.sky")));
+    ZPF::RasterSpec spec;
+    spec.name = "flag";
+    spec.columns = 64;
+    spec.rows = 32;
+    spec.encoding = ZPF::TileEncoding::Lossless;
+    int number = kNoObject;
+    ASSERT_TRUE(Good(writer.AddRaster(kRootObject, spec, number)));
+    std::vector<std::byte> cells;  // red down to 34 degrees above the horizon, then green
+    for (int i = 0; i < 64 * 32; ++i) {
+        const bool high = i < 64 * 20;
+        cells.insert(cells.end(), {std::byte(high ? 250 : 0), std::byte(high ? 0 : 250), {}});
+    }
+    ASSERT_TRUE(Good(ZPF::PutCells(writer, number, spec, 0, cells, {})));
+    ASSERT_TRUE(Good(writer.Commit()));
+    // From the middle, so high that the dome meets the line of sight 23 degrees up, seen from its
+    // own centre.
+    ASSERT_TRUE(
+        WriteCameraPath(folder / "path.csv", {{{403840, 5596160, 1500}, {403840, 5597160, 1500}}}));
+    const std::string arguments = (folder / "random.sim").string() + " --camera " +
+                                  (folder / "path.csv").string() + " --size 200x200 --out " +
+                                  (folder / "out").string() + " " + kLoud;
+    ::setenv("TARNVALE_SKY_FILE", (folder / "two.sky").c_str(), 1);
+    const Outcome with = Render(arguments + "--sky flag");
+    const Picture sky = ReadPicture(folder / "out/frame_00000.png");
+    const Outcome none = Render(arguments + "--sky gale");
+    const Outcome without = Render(arguments + "--set Sky=false");
+    const Picture bare = ReadPicture(folder / "out/frame_00000.png");
+    ::setenv("TARNVALE_SKY_FILE", "none", 1);
+    ASSERT_EQ(with.code, 0) << with.said;
+    ASSERT_EQ(without.code, 0) << without.said;
+    EXPECT_EQ(none.code, 1);
+    EXPECT_NE(none.said.find("flag"), std::string::npos) << none.said;
+    ASSERT_EQ(sky.width, 200);
+    ASSERT_EQ(bare.width, 200);
+    for (int x = 0; x < 200; ++x) {
+        const auto at = [&](int y, std::size_t channel) {
+            return static_cast<int>(sky.rgb[PlaceOf(x, y, 200) * 3 + channel]);
+        };
+        EXPECT_GT(at(5, 0), 240) << x;
+        EXPECT_GT(at(96, 1), 240) << x;
+        EXPECT_LT(at(96, 0), 10) << x;
+        EXPECT_TRUE(bare.Background(x, 5)) << x;
+    }
+}
+
 std::size_t TrianglesIn(const json& primitive) {
     const std::size_t vertices = primitive["vertices"].size() / 3;
     if (vertices < 3) return 0;

@@ -89,6 +89,7 @@ void OptionsDialog::open() {
 void OptionsDialog::FitToScreen() {
     QSize room(0, 0);
     for (const OptionPage* const page : pages_) room = room.expandedTo(page->sizeHint());
+    room = room.expandedTo({tabs_->tabBar()->sizeHint().width(), 0});
     const int bar = tabs_->fontMetrics().height();  // so that none needs a scroll bar
     const QSize screenRoom = screen()->availableSize() - QSize(40, 80);
     const QSize around(2 * bar + 24, tabs_->tabBar()->sizeHint().height() + 5 * bar);

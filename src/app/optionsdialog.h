@@ -12,9 +12,9 @@ namespace tarnvale {
 
 class GraphicsPage;
 
-/// All options, in pages: graphics, effects, sky, terrain, controls, map view, exaggeration. The frames
-/// go on while it is open, and what can be seen changes in the view at once; Cancel brings it back,
-/// OK and Apply keep it. Not modal. Thread: the user interface's.
+/// All options, in pages: graphics, effects, sky, terrain, controls, map view, exaggeration. The
+/// frames go on while it is open, and what can be seen changes in the view at once; Cancel brings
+/// it back, OK and Apply keep it. Not modal. Thread: the user interface's.
 class OptionsDialog final : public QDialog {
     Q_OBJECT
 
