@@ -2,9 +2,9 @@
 
 #include <QCheckBox>
 
-#include "app/apptext.h"
 #include "app/formrows.h"
 #include "base/settings.h"
+#include "qtbase/apptext.h"
 #include "simulator/optionrules.h"
 
 namespace tarnvale {

@@ -16,9 +16,9 @@
 #include <algorithm>
 #include <vector>
 
-#include "app/apptext.h"
 #include "app/formrows.h"
 #include "base/inistore.h"
+#include "qtbase/apptext.h"
 #include "simulator/readoutscale.h"
 
 namespace tarnvale {

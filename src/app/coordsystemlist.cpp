@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "app/apptext.h"
+#include "qtbase/apptext.h"
 
 namespace tarnvale {
 

@@ -6,11 +6,11 @@
 #include <QRadioButton>
 #include <QSignalBlocker>
 
-#include "app/apptext.h"
 #include "app/colourbutton.h"
 #include "app/formrows.h"
 #include "app/numberfield.h"
 #include "base/settings.h"
+#include "qtbase/apptext.h"
 
 namespace tarnvale {
 

@@ -21,7 +21,6 @@
 #include <map>
 #include <set>
 
-#include "app/appearance.h"
 #include "app/atlastool.h"
 #include "app/coordsystemdialog.h"
 #include "app/formatreadoutsdialog.h"
@@ -42,6 +41,7 @@
 #include "base/textres.h"
 #include "graphics/nullgraphics.h"
 #include "input/standardinput.h"
+#include "qtbase/appearance.h"
 #include "simulator/atlashandover.h"
 #include "simulator/fakes_for_test.h"
 

@@ -8,11 +8,11 @@
 #include <QVBoxLayout>
 #include <cstdint>
 
-#include "app/apptext.h"
 #include "app/formrows.h"
 #include "base/settings.h"
 #include "geom/degtext.h"
 #include "geom/units.h"
+#include "qtbase/apptext.h"
 #include "simulator/readoutscale.h"
 
 namespace tarnvale {

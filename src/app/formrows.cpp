@@ -8,9 +8,9 @@
 #include <QRadioButton>
 #include <QStyle>
 
-#include "app/apptext.h"
 #include "app/colourbutton.h"
 #include "app/numberfield.h"
+#include "qtbase/apptext.h"
 
 namespace tarnvale {
 

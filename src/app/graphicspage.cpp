@@ -5,10 +5,10 @@
 #include <QSignalBlocker>
 #include <algorithm>
 
-#include "app/apptext.h"
 #include "app/formrows.h"
 #include "base/inistore.h"
 #include "base/views.h"
+#include "qtbase/apptext.h"
 
 namespace tarnvale {
 

@@ -7,9 +7,9 @@
 #include <QRadioButton>
 #include <QVBoxLayout>
 
-#include "app/apptext.h"
 #include "base/inistore.h"
 #include "graphics/graphicssystem.h"
+#include "qtbase/apptext.h"
 
 namespace tarnvale {
 

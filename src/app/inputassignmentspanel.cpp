@@ -10,11 +10,11 @@
 #include <array>
 #include <cmath>
 
-#include "app/apptext.h"
 #include "app/colourbutton.h"
-#include "app/windowplacement.h"
 #include "base/inistore.h"
 #include "input/inputsystem.h"
+#include "qtbase/apptext.h"
+#include "qtbase/windowplacement.h"
 
 namespace tarnvale {
 

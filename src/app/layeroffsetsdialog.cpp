@@ -8,8 +8,8 @@
 #include <QScrollArea>
 #include <QVBoxLayout>
 
-#include "app/apptext.h"
 #include "app/numberfield.h"
+#include "qtbase/apptext.h"
 
 namespace tarnvale {
 

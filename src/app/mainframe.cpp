@@ -20,13 +20,13 @@
 #include <string>
 #include <vector>
 
-#include "app/apptext.h"
 #include "app/mainmenu.h"
 #include "app/statusprogress.h"
 #include "app/tarnvaleview.h"
 #include "app/themeicon.h"
-#include "app/windowplacement.h"
 #include "base/inistore.h"
+#include "qtbase/apptext.h"
+#include "qtbase/windowplacement.h"
 
 namespace tarnvale {
 

@@ -7,7 +7,7 @@
 #include <QMenu>
 #include <QMenuBar>
 
-#include "app/apptext.h"
+#include "qtbase/apptext.h"
 
 namespace tarnvale {
 

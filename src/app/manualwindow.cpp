@@ -8,9 +8,9 @@
 #include <QTextBrowser>
 #include <QToolBar>
 
-#include "app/apptext.h"
-#include "app/windowplacement.h"
 #include "base/textres.h"
+#include "qtbase/apptext.h"
+#include "qtbase/windowplacement.h"
 
 namespace tarnvale {
 

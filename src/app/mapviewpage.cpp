@@ -8,10 +8,10 @@
 #include <QSignalBlocker>
 #include <QVBoxLayout>
 
-#include "app/apptext.h"
 #include "app/colourbutton.h"
 #include "app/formrows.h"
 #include "base/settings.h"
+#include "qtbase/apptext.h"
 #include "simulator/optionrules.h"
 
 namespace tarnvale {

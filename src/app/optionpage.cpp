@@ -1,6 +1,6 @@
 #include "app/optionpage.h"
 
-#include "app/apptext.h"
+#include "qtbase/apptext.h"
 
 namespace tarnvale {
 

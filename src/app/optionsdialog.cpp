@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "app/apptext.h"
 #include "app/controlspage.h"
 #include "app/effectspage.h"
 #include "app/exaggerationpage.h"
@@ -21,6 +20,7 @@
 #include "app/numberfield.h"
 #include "app/skypage.h"
 #include "app/terrainpage.h"
+#include "qtbase/apptext.h"
 
 namespace tarnvale {
 

@@ -7,8 +7,8 @@
 #include <QVBoxLayout>
 #include <utility>
 
-#include "app/apptext.h"
 #include "app/formrows.h"
+#include "qtbase/apptext.h"
 
 namespace tarnvale {
 

@@ -8,9 +8,9 @@
 #include <QStyledItemDelegate>
 #include <algorithm>
 
-#include "app/apptext.h"
 #include "app/formrows.h"
 #include "app/themeicon.h"
+#include "qtbase/apptext.h"
 
 namespace tarnvale {
 

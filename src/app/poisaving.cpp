@@ -7,9 +7,9 @@
 #include <string>
 #include <system_error>
 
-#include "app/apptext.h"
 #include "base/filetext.h"
 #include "base/inistore.h"
+#include "qtbase/apptext.h"
 #include "simulator/poifile.h"
 #include "simulator/simulatr.h"
 

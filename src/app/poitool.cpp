@@ -13,11 +13,11 @@
 #include <algorithm>
 #include <utility>
 
-#include "app/apptext.h"
 #include "app/colourbutton.h"
 #include "app/numberfield.h"
 #include "app/poilist.h"
 #include "base/settings.h"
+#include "qtbase/apptext.h"
 #include "simulator/simulatr.h"
 #include "simulator/viewtitle.h"
 

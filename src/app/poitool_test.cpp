@@ -13,11 +13,11 @@
 #include <fstream>
 #include <sstream>
 
-#include "app/apptext.h"
 #include "app/poilist.h"
 #include "app/poisaving.h"
 #include "app/widgets_for_test.h"
 #include "base/settings.h"
+#include "qtbase/apptext.h"
 #include "simulator/fakes_for_test.h"
 #include "simulator/simulatr.h"
 

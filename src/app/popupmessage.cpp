@@ -3,8 +3,8 @@
 #include <QCheckBox>
 #include <QMessageBox>
 
-#include "app/apptext.h"
 #include "base/inistore.h"
+#include "qtbase/apptext.h"
 
 namespace tarnvale {
 

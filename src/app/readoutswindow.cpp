@@ -18,11 +18,11 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
-#include "app/apptext.h"
 #include "app/coordsystemdialog.h"
 #include "app/formatreadoutsdialog.h"
-#include "app/windowplacement.h"
 #include "base/inistore.h"
+#include "qtbase/apptext.h"
+#include "qtbase/windowplacement.h"
 #include "simulator/simulatr.h"
 
 namespace tarnvale {

@@ -5,8 +5,8 @@
 #include <QFileInfo>
 #include <string>
 
-#include "app/apptext.h"
 #include "base/inistore.h"
+#include "qtbase/apptext.h"
 
 namespace tarnvale {
 

@@ -6,8 +6,8 @@
 
 #include "app/tarnvaleview.h"
 #include "app/viewdialog.h"
-#include "app/windowplacement.h"
 #include "base/inistore.h"
+#include "qtbase/windowplacement.h"
 
 namespace tarnvale {
 

@@ -6,10 +6,10 @@
 #include <QRadioButton>
 #include <QSignalBlocker>
 
-#include "app/apptext.h"
 #include "app/formrows.h"
 #include "app/numberfield.h"
 #include "base/settings.h"
+#include "qtbase/apptext.h"
 
 namespace tarnvale {
 

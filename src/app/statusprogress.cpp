@@ -10,7 +10,7 @@
 #include <QToolButton>
 #include <algorithm>
 
-#include "app/apptext.h"
+#include "qtbase/apptext.h"
 
 namespace tarnvale {
 

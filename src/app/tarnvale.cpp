@@ -12,8 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include "app/appearance.h"
-#include "app/apptext.h"
 #include "app/graphicssystemdialog.h"
 #include "app/inputassignmentspanel.h"
 #include "app/mainframe.h"
@@ -32,6 +30,8 @@
 #include "geom/transgen.h"
 #include "graphics/opengl/openglgraphics.h"
 #include "graphics/opengl3/opengl3graphics.h"
+#include "qtbase/appearance.h"
+#include "qtbase/apptext.h"
 #include "simulator/atlashandover.h"
 
 namespace tarnvale {

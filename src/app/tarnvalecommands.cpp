@@ -5,8 +5,6 @@
 #include <QMessageBox>
 #include <QStatusBar>
 
-#include "app/appearance.h"
-#include "app/apptext.h"
 #include "app/inputassignmentspanel.h"
 #include "app/layeroffsetsdialog.h"
 #include "app/mainframe.h"
@@ -22,6 +20,8 @@
 #include "app/viewdialog.h"
 #include "base/inistore.h"
 #include "base/settings.h"
+#include "qtbase/appearance.h"
+#include "qtbase/apptext.h"
 #include "simulator/picturetexts.h"
 
 namespace tarnvale {

@@ -3,9 +3,9 @@
 #include <QRadioButton>
 #include <QSignalBlocker>
 
-#include "app/apptext.h"
 #include "app/formrows.h"
 #include "base/settings.h"
+#include "qtbase/apptext.h"
 #include "simulator/optionrules.h"
 #include "terrain/terrainmodel.h"
 

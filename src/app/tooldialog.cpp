@@ -1,7 +1,7 @@
 #include "app/tooldialog.h"
 
-#include "app/apptext.h"
-#include "app/windowplacement.h"
+#include "qtbase/apptext.h"
+#include "qtbase/windowplacement.h"
 
 namespace tarnvale {
 

@@ -13,8 +13,8 @@
 #include <QSignalBlocker>
 #include <QVBoxLayout>
 
-#include "app/apptext.h"
 #include "app/tarnvaleview.h"
+#include "qtbase/apptext.h"
 #include "simulator/viewtitle.h"
 
 namespace tarnvale {

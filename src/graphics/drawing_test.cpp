@@ -182,7 +182,7 @@ TEST_P(Drawing, ASkyGoesAroundAgainAsItIsOrMirrored) {
             place.y *= 2;
         }
         view.Begin();
-        view.Draw(mesh);
+        view.Draw(std::move(mesh));
         view.End();
         EXPECT_EQ(view.At(0, -0.75F), kRedPixel);
         EXPECT_EQ(view.At(0, -0.25F), kBluePixel);

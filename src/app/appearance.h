@@ -1,3 +1,0 @@
-#pragma once
-
-#include "qtbase/appearance.h"  // IWYU pragma: export

@@ -1,3 +1,0 @@
-#pragma once
-
-#include "qtbase/apptext.h"  // IWYU pragma: export

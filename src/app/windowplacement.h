@@ -1,3 +1,0 @@
-#pragma once
-
-#include "qtbase/windowplacement.h"  // IWYU pragma: export
