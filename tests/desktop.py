@@ -61,7 +61,15 @@ class Desktop:
                         str(texture), landscape], check=True)
         return landscape
 
-    def start(self, *arguments, splash=False, **environment):
+    def settle_graphics(self):
+        """As if the last run had ended well and its user wanted no question about the graphics system."""
+        kept = self.ini.read_bytes() if self.ini.exists() else b""
+        lines = [line for line in kept.split(b"\n") if not line.startswith((b"ShowGraphicsSystemDialog=", b"CleanClose="))]
+        self.ini.write_bytes(b"\n".join([b"ShowGraphicsSystemDialog=false", b"CleanClose=true", *lines]))
+
+    def start(self, *arguments, splash=False, asks=False, **environment):
+        if not asks:
+            self.settle_graphics()
         log = open(self.work / "program.log", "a")
         program = subprocess.Popen([self.bin / "tarnvale", *([] if splash else ["--no-splash"]), *map(str, arguments)],
                                    env=dict(self.environment, **environment), stderr=log)

@@ -1,128 +1,19 @@
 // Side views with real drawing contexts; needs a display and a landscape.
 // usage: sideviews_gl_test LANDSCAPE FOLDER [rounds of opening and closing all views]
-#include <gtest/gtest.h>
-
-#include <QApplication>
-#include <QElapsedTimer>
-#include <QHBoxLayout>
-#include <QImage>
-#include <QWidget>
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <optional>
 #include <ranges>
-#include <string>
 #include <tuple>
 
-#include "app/sideviews.h"
-#include "app/tarnvaleview.h"
-#include "app/viewdialog.h"
-#include "graphics/opengl/openglgraphics.h"
-#include "landscape/simfile.h"
-#include "simulator/picturetexts.h"
+#include "realviews.h"
 
 namespace tarnvale {
 namespace {
 
-FILEPATH landscapeFile, folder;
-int rounds = 20;
-
-constexpr QSize kPicture(400, 300);
-
-/// A main view with its window, a landscape, and the side views.
-class Program {
-public:
-    Program() {
-        frame_.resize(kPicture);
-        auto* const layout = new QHBoxLayout(&frame_);
-        layout->setContentsMargins(0, 0, 0, 0);
-        layout->addWidget(QWidget::createWindowContainer(mainView, &frame_));
-        frame_.show();
-        Turn([this] { return mainView->isExposed(); });
-    }
-    ~Program() {
-        views.reset();
-        simulator.Unload();
-        (void)prototype.Shutdown();
-    }
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
-
-    void Open() {
-        ASSERT_TRUE(simulator.Initialize(nullptr).Good());
-        ASSERT_TRUE(prototype.Open(mainView).Good());
-        ASSERT_TRUE(simulator.AttachGraphicsSystem(&prototype, View::kMain).Good());
-        SimulatorFile file;
-        ASSERT_TRUE(file.Read(landscapeFile).Good());
-        ASSERT_TRUE(simulator.BuildScene(file).Good());
-        views = std::make_unique<SideViews>(simulator, *mainView);
-        views->Attach(&prototype, &frame_);
-    }
-    /// Handles events and draws until `done`, at most some seconds.
-    template <typename Done>
-    bool Turn(Done done) {
-        QElapsedTimer time;
-        time.start();
-        while (!done() && time.elapsed() < 30000) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-            if (simulator.GetScene() == nullptr) continue;
-            EXPECT_TRUE(simulator.DrawFrame(true).Good());
-        }
-        return done();
-    }
-    /// A view's picture with every tile in it.
-    QImage Picture(int view) {
-        EXPECT_TRUE(simulator.DrawFrame(true).Good());
-        EXPECT_TRUE(Turn([this] { return simulator.Settled(); }));
-        const FILEPATH file = folder / ("view " + std::to_string(view) + ".png");
-        GraphicsSystem& system = *simulator.GetGraphicsSystem(view);
-        system.RequestScreenShot(
-            file, [&] { return TextsOfView(simulator, view, "a test", landscapeFile); });
-        EXPECT_TRUE(simulator.DrawFrame(true).Good());
-        const std::optional<Status> written = system.TakeScreenShotResult();
-        EXPECT_TRUE(written.has_value() && written->Good());
-        return QImage(QString::fromStdString(file.string()));
-    }
-    /// Shows a view's window with a picture of kPicture pixels.
-    void Show(int view) {
-        views->ShowView(view, true);
-        ViewWindow& window = *views->Window(view);
-        ASSERT_TRUE(Turn([&] { return window.Picture().isExposed(); })) << view;
-        window.resize(window.size() - window.Picture().size() + kPicture);
-        ASSERT_TRUE(Turn([&] { return window.Picture().size() == kPicture; })) << view;
-    }
-
-    OpenGLGraphicsSystem prototype;
-    Simulator simulator;
-    CTarnvaleView* mainView = new CTarnvaleView;  // owned by its container
-    std::unique_ptr<SideViews> views;
-
-private:
-    QWidget frame_;
-};
-
-/// Mean difference of two pictures' channels, 0 to 1; 1 for pictures of different size.
-double Difference(const QImage& a, const QImage& b) {
-    if (a.size() != b.size() || a.isNull()) return 1;
-    double sum = 0;
-    for (int y = 0; y < a.height(); ++y) {
-        for (int x = 0; x < a.width(); ++x) {
-            const QRgb p = a.pixel(x, y), q = b.pixel(x, y);
-            sum += std::abs(qRed(p) - qRed(q)) + std::abs(qGreen(p) - qGreen(q)) +
-                   std::abs(qBlue(p) - qBlue(q));
-        }
-    }
-    return sum / (3.0 * 255 * a.width() * a.height());
-}
+class SideViewsGL : public testing::TestWithParam<const char*> {};
+INSTANTIATE_TEST_SUITE_P(Systems, SideViewsGL, testing::Values("opengl", "opengl3"));
 
 // Each view shows what the main view shows when the viewer turns that way.
-TEST(SideViewsGL, EachViewLooksItsOwnWay) {
-    Program program;
+TEST_P(SideViewsGL, EachViewLooksItsOwnWay) {
+    Program program(GetParam());
     ASSERT_NO_FATAL_FAILURE(program.Open());
     const Box& box = program.simulator.GetScene()->WholeBox();
     const Vec3f place{static_cast<float>(box.CentreX()), static_cast<float>(box.CentreY()),
@@ -155,8 +46,8 @@ TEST(SideViewsGL, EachViewLooksItsOwnWay) {
     }
 }
 
-TEST(SideViewsGL, TheMapShowsTheWholeLandUntilItIsZoomed) {
-    Program program;
+TEST_P(SideViewsGL, TheMapShowsTheWholeLandUntilItIsZoomed) {
+    Program program(GetParam());
     ASSERT_NO_FATAL_FAILURE(program.Open());
     ASSERT_NO_FATAL_FAILURE(program.Show(View::kMap));
     const QImage whole = program.Picture(View::kMap);
@@ -184,8 +75,8 @@ TEST(SideViewsGL, TheMapShowsTheWholeLandUntilItIsZoomed) {
     EXPECT_TRUE(whole.text("CRS").startsWith("EPSG:")) << whole.text("CRS").toStdString();
 }
 
-TEST(SideViewsGL, ATextureIsTurnedOffInOneViewAlone) {
-    Program program;
+TEST_P(SideViewsGL, ATextureIsTurnedOffInOneViewAlone) {
+    Program program(GetParam());
     ASSERT_NO_FATAL_FAILURE(program.Open());
     for (const int view : {View::kVertical, View::kDown})
         ASSERT_NO_FATAL_FAILURE(program.Show(view));
@@ -195,8 +86,8 @@ TEST(SideViewsGL, ATextureIsTurnedOffInOneViewAlone) {
     EXPECT_GT(Difference(before, program.Picture(View::kVertical)), 0.1);
 }
 
-TEST(SideViewsGL, AMinimisedViewIsNotDrawn) {
-    Program program;
+TEST_P(SideViewsGL, AMinimisedViewIsNotDrawn) {
+    Program program(GetParam());
     ASSERT_NO_FATAL_FAILURE(program.Open());
     ASSERT_NO_FATAL_FAILURE(program.Show(View::kDown));
     ViewWindow& window = *program.views->Window(View::kDown);
@@ -212,26 +103,8 @@ TEST(SideViewsGL, AMinimisedViewIsNotDrawn) {
     EXPECT_TRUE(std::filesystem::exists(shot));
 }
 
-struct Usage {
-    long handles = 0, threads = 0, resident = 0;  // resident in kilobytes
-};
-
-Usage Measure() {
-    Usage usage;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        (void)entry;
-        ++usage.handles;
-    }
-    std::ifstream status("/proc/self/status");
-    for (std::string word; status >> word;) {
-        if (word == "Threads:") status >> usage.threads;
-        if (word == "VmRSS:") status >> usage.resident;
-    }
-    return usage;
-}
-
-TEST(SideViewsGL, OpeningAndClosingAllLeavesNothingBehind) {
-    Program program;
+TEST_P(SideViewsGL, OpeningAndClosingAllLeavesNothingBehind) {
+    Program program(GetParam());
     ASSERT_NO_FATAL_FAILURE(program.Open());
     program.simulator.SetViewTarget(View::kFirstPoi, Vec3f{100, -100, 0});
     Usage first, last;
@@ -279,15 +152,5 @@ TEST(SideViewsGL, OpeningAndClosingAllLeavesNothingBehind) {
 }  // namespace tarnvale
 
 int main(int argc, char** argv) {
-    testing::InitGoogleTest(&argc, argv);
-    QApplication app(argc, argv);
-    QApplication::setQuitOnLastWindowClosed(false);
-    if (argc < 3) {
-        (void)std::fprintf(stderr, "usage: sideviews_gl_test LANDSCAPE FOLDER [ROUNDS]\n");
-        return 2;
-    }
-    tarnvale::landscapeFile = argv[1];
-    tarnvale::folder = argv[2];
-    if (argc > 3) tarnvale::rounds = std::max(1, std::atoi(argv[3]));
-    return RUN_ALL_TESTS();
+    return tarnvale::RunRealViews(argc, argv);
 }

@@ -21,7 +21,7 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     desktop.xdotool("windowfocus", "--sync", desktop.window("Tarnvale"))
     desktop.xdotool("key", "ctrl+q")
     check(program.wait(10) == 0, "Ctrl+Q ends the program with exit code 0")
-    check("CleanClose" in desktop.ini.read_text(), "a clean end is noted")
+    check("CleanClose=true" in desktop.ini.read_text(), "a clean end is noted")
 
     # A landscape named on the command line flies.
     program = desktop.start(landscape)
