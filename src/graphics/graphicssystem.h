@@ -70,7 +70,7 @@ private:
     bool loaded_ = false;
 };
 
-enum class TextureUse : std::uint8_t { Terrain, Sky };
+enum class TextureUse : std::uint8_t { Terrain, Sky };  ///< Sky: drawn behind all else
 /// Full: projection, camera, fog, cleared colour and depth. Overlay: projection and cleared depth
 /// only.
 enum class FramePass : std::uint8_t { Full, Overlay };

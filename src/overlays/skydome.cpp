@@ -125,7 +125,8 @@ void SkyDome::Draw(GraphicsSystem& graphics, int view, const Vec3f& viewer) {
     const bool outside = Length(viewer - centre) > Length(mesh_.vertices[0] - centre);
     mesh_.wireframe = settings::Wireframe.Get() || outside;
     mesh_.texture = texture;
-    // The sky lies behind everything, however near its sphere; wires stand where they are.
+    // Its texture makes it lie behind everything, however near its sphere, before or after it;
+    // wires stand where they are.
     if (!mesh_.wireframe) graphics.SetDepthWrite(false);
     graphics.DrawMeshes(batch_);
     if (!mesh_.wireframe) graphics.SetDepthWrite(true);

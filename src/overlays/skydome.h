@@ -18,8 +18,8 @@ struct SkyParameters {
     friend bool operator==(const SkyParameters&, const SkyParameters&) = default;
 };
 
-/// The sky: one textured sphere around the landscape. Drawn first in a view it leaves no depth, so
-/// that what stands beyond it is drawn over it. Textures belong to the graphics system of each
+/// The sky: one textured sphere around the landscape. It lies behind all that is drawn in a view,
+/// earlier or later, also what stands beyond its sphere, and leaves no depth. Textures belong to the graphics system of each
 /// view and are made in the first frame that needs them. Thread: the frame cycle's. Nothing is
 /// allocated in a steady frame.
 class SkyDome {

@@ -132,7 +132,7 @@ void FrameCycle::DrawView(const FrameScene& frame, int view, Status& result) {
     frame.cameras.Compute(view, frame.viewer, around, camera_);
     frame.scene.SetFieldOfView(camera_.fieldOfView);
     SetPlanes(frame, view);
-    BeginViewPass(frame, view);
+    BeginViewPass(view);
 
     graphics_->SetAlphaTest(true);
     const auto& layers = frame.scene.Layers();
@@ -141,6 +141,9 @@ void FrameCycle::DrawView(const FrameScene& frame, int view, Status& result) {
     }
     graphics_->SetModelMatrix(layers.front()->placement.Matrix());
     graphics_->SetAlphaTest(false);
+    // A backdrop, so it looks as if it had been drawn first, but fills only what the terrain
+    // leaves.
+    DrawSky(frame, view);
     RenderMesh& scratch = graphics_->ScratchMesh();
     scratch.wireframe = false;
     scratch.texture = nullptr;
@@ -170,7 +173,7 @@ void FrameCycle::SetPlanes(const FrameScene& frame, int view) {
     camera_.farPlane = std::max(reach * kFarReach, kNearPlane * 2);
 }
 
-void FrameCycle::BeginViewPass(const FrameScene& frame, int view) {
+void FrameCycle::BeginViewPass(int view) {
     const Stopwatch watch(timing_, times_.draw);
     ViewPicture& picture = pictures_[view];
     graphics_->BeginView(camera_, picture.width, picture.height, FramePass::Full);
@@ -178,10 +181,12 @@ void FrameCycle::BeginViewPass(const FrameScene& frame, int view) {
     picture.lookAt = camera_.lookAt;
     picture.up = camera_.up;
     picture.fieldOfView = camera_.fieldOfView;
-    if (settings::Sky.Get() && view != View::kMap && frame.sky != nullptr) {
-        graphics_->SetModelMatrix(frame.scene.Layers().front()->placement.Matrix());
-        frame.sky->Draw(*graphics_, view, frame.viewer.Position());
-    }
+}
+
+void FrameCycle::DrawSky(const FrameScene& frame, int view) {
+    if (!settings::Sky.Get() || view == View::kMap || frame.sky == nullptr) return;
+    const Stopwatch watch(timing_, times_.draw);
+    frame.sky->Draw(*graphics_, view, frame.viewer.Position());
 }
 
 void FrameCycle::DrawLayer(TerrainLayer& layer, int view, int index, float exaggeration,

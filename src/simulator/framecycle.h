@@ -64,7 +64,8 @@ private:
 
     void DrawView(const FrameScene& frame, int view, Status& result);
     void SetPlanes(const FrameScene& frame, int view);
-    void BeginViewPass(const FrameScene& frame, int view);
+    void BeginViewPass(int view);
+    void DrawSky(const FrameScene& frame, int view);
     void DrawLayer(TerrainLayer& layer, int view, int index, float exaggeration, Status& result);
     void FlushForObserver();
     Status DrawTexture(TerrainLayer& layer, int view, int index, float exaggeration);

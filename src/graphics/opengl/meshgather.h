@@ -17,9 +17,10 @@ struct Material {
     std::uint64_t texture = 0;  ///< native name; 0: untextured
     COLOR colour;
     bool wireframe = false;
-    bool lit = false;      ///< has normals
-    bool blended = false;  ///< lets through what was drawn before it
-    bool tested = false;   ///< its texels' alpha decides which of them are drawn
+    bool lit = false;       ///< has normals
+    bool blended = false;   ///< lets through what was drawn before it
+    bool tested = false;    ///< its texels' alpha decides which of them are drawn
+    bool backdrop = false;  ///< lies at the far end of all depth
     friend constexpr bool operator==(const Material&, const Material&) = default;
 };
 

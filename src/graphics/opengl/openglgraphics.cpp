@@ -490,6 +490,7 @@ void OpenGLGraphicsSystem::Gather(const RenderMesh& mesh) {
         // counts.
         if (!texture.hasAlpha) {
             material.colour = mesh.colour;
+            material.backdrop = true;
         } else if (state_.depthWrite) {
             order = MeshGather::Order::Free;
         }
@@ -554,6 +555,10 @@ void OpenGLGraphicsSystem::ApplyMaterial(const Material& material) {
     if (sent_.wireframe != material.wireframe) {
         glPolygonMode(GL_FRONT_AND_BACK, material.wireframe ? GL_LINE : GL_FILL);
         sent_.wireframe = material.wireframe;
+    }
+    if (sent_.backdrop != material.backdrop) {
+        glDepthRange(material.backdrop ? 1 : 0, 1);
+        sent_.backdrop = material.backdrop;
     }
     if (sent_.texcoordArray != textured) {
         SwitchArray(GL_TEXTURE_COORD_ARRAY, textured);

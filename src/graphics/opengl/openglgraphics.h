@@ -72,7 +72,7 @@ private:
     using Textures = std::map<std::uint64_t, std::unique_ptr<OpenGLTexture>>;
     /// What the context was told last, so that nothing is told twice.
     struct Sent {
-        bool lighting = false, texturing = false, wireframe = false;
+        bool lighting = false, texturing = false, wireframe = false, backdrop = false;
         bool texcoordArray = false, normalArray = false, sun = false;
         std::uint64_t texture = 0;
         std::array<float, 4> material{-1, -1, -1, -1};

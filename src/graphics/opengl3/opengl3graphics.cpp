@@ -82,7 +82,7 @@ std::byte* Copy(std::byte* to, const float* from, std::size_t floats) {
 struct OpenGL3GraphicsSystem::Device {
     /// What the context was told last, so that nothing is told twice.
     struct Sent {
-        bool wireframe = false, blending = false, depthWrite = true;
+        bool wireframe = false, blending = false, depthWrite = true, backdrop = false;
         bool texcoordArray = false, normalArray = false;
         std::uint64_t texture = 0;
         GLuint sampler = 0;
@@ -551,6 +551,7 @@ void OpenGL3GraphicsSystem::Gather(const RenderMesh& mesh) {
             auto& texture = static_cast<OpenGL3Texture&>(*mesh.texture);
             material.texture = texture.Native();
             solid = texture.opaque;
+            material.backdrop = texture.use == TextureUse::Sky;
             place = &texture.place;
         }
     }
@@ -619,6 +620,15 @@ void OpenGL3GraphicsSystem::ApplyMaterial(const Material& material,
     if (device_->sent.depthWrite != state_.depthWrite) {
         glDepthMask(state_.depthWrite ? GL_TRUE : GL_FALSE);
         device_->sent.depthWrite = state_.depthWrite;
+    }
+    if (device_->sent.backdrop != material.backdrop) {
+        const double far = device_->target.Depth() == DepthRange::Reversed ? 0 : 1;
+        if (material.backdrop) {
+            glDepthRange(far, far);
+        } else {
+            glDepthRange(0, 1);
+        }
+        device_->sent.backdrop = material.backdrop;
     }
     if (device_->sent.texcoordArray != textured) {
         SwitchArray(Programs::kTexcoord, textured);
