@@ -106,15 +106,18 @@ TEST_P(DrawingViews, ASystemCanBeOpenedAgainAndElsewhere) {
     ASSERT_TRUE(view.system.Open(&second).Good());
     ASSERT_TRUE(view.system.Open(&view.window).Good());
     view.Begin();
-    view.Draw(Textured(view.Texture({0, 0, 255}), -1, -1, 1, 1));
+    TextureHandle* blue = view.Texture({0, 0, 255});
+    view.Draw(Textured(blue, -1, -1, 1, 1));
     view.End();
     EXPECT_EQ(view.At(0, 0), kBluePixel);
-    ASSERT_TRUE(view.window.Resize(20, 10).Good());
-    view.Begin();
-    view.Draw(Quad(-1, -1, 1, 1, kGreen));
-    view.End();
-    EXPECT_EQ(view.picture.size(), 20U * 10 * 4);
-    EXPECT_EQ(view.At(0, 0), kGreenPixel);
+    for (const auto& [width, height] : {std::pair{20, 10}, {300, 200}, {1, 1}, {64, 64}}) {
+        ASSERT_TRUE(view.window.Resize(width, height).Good());
+        view.Begin();  // with what was drawn last before
+        view.Draw(Textured(blue, -1.7F, -1, 1.7F, 1));
+        view.End();
+        EXPECT_EQ(view.picture.size(), static_cast<std::size_t>(width * height * 4));
+        EXPECT_EQ(view.At(0, 0), kBluePixel);
+    }
 }
 
 TEST_P(DrawingViews, SeventeenViewsTakeTurnsOnOneThread) {

@@ -467,6 +467,7 @@ void OpenGL3GraphicsSystem::BeginFrame(const RenderCamera& camera, int width, in
         drawing_ && !lost_ &&
         device_->target.Begin(std::max(width, 1), std::max(height, 1), settings::Antialias.Get());
     if (!drawing_) return;
+    device_->sent.texture = 0;  // a target of another size is made by way of the same place
     counters_ = {};
     halvings_ = 0;
     smooth_ = settings::SmoothTexture.Get();

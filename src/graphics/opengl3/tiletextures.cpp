@@ -88,6 +88,10 @@ bool TileTextures::Fill(OpenGL3Texture& texture, std::span<const std::byte> pixe
                         int height, TextureUse use) {
     DrainDriverErrors();
     glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(texture.Native()));
+    // Said before the texture takes its memory: smaller copies that nobody asked for would take
+    // theirs.
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, 0);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
     if (texture.width != width || texture.height != height || texture.use != use) {
         // The sky's spare byte isn't an alpha.
         const GLint format = use == TextureUse::Sky ? GL_SRGB8 : GL_SRGB8_ALPHA8;
@@ -99,7 +103,6 @@ bool TileTextures::Fill(OpenGL3Texture& texture, std::span<const std::byte> pixe
         texture.height = height;
         texture.use = use;
     }
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, 0);
     texture.halved = false;
     texture.opaque = use == TextureUse::Sky || AllOpaque(pixels);
     return SendPixels(pixels, width, height);
