@@ -137,11 +137,10 @@ int OpenGL3GraphicsSystem::CheckAvailable() const {
     if (available_) return *available_;
     std::string why;
     const std::unique_ptr<RenderWindow> window = probe_.makeWindow();
-    const auto trial = CreateInstance();
-    if (window == nullptr || !trial->Open(window.get()).Good()) {
-        why = GetErrPosn().detail;
-    }
-    (void)trial->Shutdown();
+    OpenGL3GraphicsSystem trial;
+    trial.proving_ = true;
+    if (!trial.Open(window.get()).Good()) why = GetErrPosn().detail;
+    (void)trial.Shutdown();
     available_ = why.empty() ? 0 : 1;
     if (!why.empty() && probe_.tell) probe_.tell(why);
     return *available_;
@@ -180,7 +179,7 @@ std::string OpenGL3GraphicsSystem::Build() {
     glGetIntegerv(GL_MINOR_VERSION, &minor);
     if (std::pair(major, minor) < std::pair(3, 3)) return "the driver has no OpenGL 3.3";
     std::string why;
-    if (!device_->programs.Build(why)) return "the driver refuses a shader: " + why;
+    if (!device_->programs.Build(proving_, why)) return "the driver refuses a shader: " + why;
     counters_ = {};
     model_ = kIdentity4;
     const std::array<float, 3> ambient = inputs_.ambient;
@@ -264,6 +263,10 @@ Status OpenGL3GraphicsSystem::Shutdown() {
     window_->DestroyContext();
     window_ = nullptr;
     return StatusCode::Ok;
+}
+
+void OpenGL3GraphicsSystem::SetPixelBuffers(bool use) {
+    if (device_ != nullptr) device_->textures.SetPixelBuffers(use);
 }
 
 int OpenGL3GraphicsSystem::Samples() const noexcept {

@@ -82,6 +82,9 @@ public:
     void SetGathering(bool gather) noexcept { gathering_ = gather; }
     /// For tests: as if the driver told of a reset.
     void Lose() noexcept { lost_ = true; }
+    /// For tests: off, tiles go to the card straight from the caller's memory, as they do where the
+    /// processor draws; on, by way of a buffer.
+    void SetPixelBuffers(bool use);
 
 private:
     static constexpr int kTextureSize = 512;
@@ -128,6 +131,7 @@ private:
 
     Probe probe_;
     mutable std::optional<int> available_;
+    bool proving_ = false;  // on trial: the driver must take every program
     std::shared_ptr<TextureBudget> budget_;
     std::unique_ptr<Device> device_;  // null while closed
     MeshGather gather_;

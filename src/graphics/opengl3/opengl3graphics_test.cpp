@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <memory>
+#include <string>
 
 #include "graphics/drawing_for_test.h"
 
@@ -43,17 +45,36 @@ TextureHandle* Image(GraphicsSystem& system, const std::function<Rgb(int, int)>&
     return system.CreateTexture(pixels, TextureUse::Terrain);
 }
 
+/// A window of a system without OpenGL 3.3.
+class OldWindow final : public RenderWindow {
+public:
+    [[nodiscard]] int PixelWidth() const override { return 8; }
+    [[nodiscard]] int PixelHeight() const override { return 8; }
+    [[nodiscard]] double PixelPitch() const override { return 0.25; }
+    [[nodiscard]] bool CreateContext(const char*& why) override {
+        why = "the driver is too old";
+        return WantedContext() == ContextKind::Compatibility;
+    }
+    void DestroyContext() override {}
+    bool MakeCurrent() override { return false; }
+    void DoneCurrent() override {}
+    bool SwapBuffers() override { return false; }
+};
+
 TEST(OpenGL3Graphics, EightBitsAChannelComeThroughAsTheyAre) {
     View view(512, 512);
     const auto ramp = [](int column, int row) {
         return Rgb{column / 2, row / 2, 255 - column / 2};
     };
-    TextureHandle* texture = Image(view.system, ramp);
-    view.Begin();
-    view.Draw(Textured(texture, -1, -1, 1, 1));
-    view.End();
-    for (int i = 0; i < 512; i += 7) {
-        EXPECT_EQ(view.Pixel(i, 511 - (i * 5) % 512), ramp(i, (i * 5) % 512)) << i;
+    for (const bool buffers : {false, true}) {
+        view.Own().SetPixelBuffers(buffers);
+        TextureHandle* texture = Image(view.system, ramp);
+        view.Begin();
+        view.Draw(Textured(texture, -1, -1, 1, 1));
+        view.End();
+        for (int i = 0; i < 512; i += 7) {
+            EXPECT_EQ(view.Pixel(i, 511 - (i * 5) % 512), ramp(i, (i * 5) % 512)) << i;
+        }
     }
 }
 
@@ -322,6 +343,49 @@ TEST(OpenGL3Graphics, DepthTellsUnitsApartAtTheHorizon) {
     for (std::size_t i = 0; i < view.picture.size(); i += 4) {
         ASSERT_EQ(static_cast<int>(view.picture[i + 1]), 255) << "pixel " << i / 4;
     }
+}
+
+TEST(OpenGL3Graphics, AHiddenWindowTellsOnceWhetherItCanBeUsed) {
+    int windows = 0;
+    std::string told;
+    const OpenGL3GraphicsSystem usable({.makeWindow =
+                                            [&] {
+                                                ++windows;
+                                                return std::make_unique<OffscreenWindow>(8, 8);
+                                            },
+                                        .tell = [&](const std::string& why) { told = why; }});
+    EXPECT_EQ(usable.CheckAvailable(), 0);
+    EXPECT_EQ(usable.CheckAvailable(), 0);
+    EXPECT_EQ(windows, 1);
+    EXPECT_EQ(told, "");
+    const OpenGL3GraphicsSystem unusable(
+        {.makeWindow = [] { return std::make_unique<OldWindow>(); },
+         .tell = [&](const std::string& why) { told = why; }});
+    EXPECT_EQ(unusable.CheckAvailable(), 1);
+    EXPECT_EQ(told, "the driver is too old");
+    EXPECT_EQ(OpenGL3GraphicsSystem().CheckAvailable(), 2) << "nothing to find out with";
+}
+
+TEST(OpenGL3Graphics, ALostDeviceOpensAgainAsItWas) {
+    View view;
+    TextureHandle* texture = view.Texture({0, 0, 255});
+    view.system.SetDepthWrite(false);
+    view.system.SetAmbient({0x8000, 0x8000, 0x8000, 0});
+    view.Begin();
+    view.Own().Lose();
+    view.Begin();
+    view.Draw(Textured(texture, -1, -1, 1, 1));
+    EXPECT_FALSE(view.system.EndFrame().Good());
+    EXPECT_TRUE(view.system.IsLost());
+    ASSERT_TRUE(view.system.Rebuild().Good());
+    EXPECT_FALSE(view.system.IsLost());
+    EXPECT_EQ(view.Budget().Used(), 0U) << "the tiles are gone";
+    view.Begin();
+    view.Draw(Quad(-1, -1, 1, 1, {0xFFFF, 0, 0, 0}, 1));
+    view.Draw(Quad(-1, -1, 0, 1, {0, 0xFFFF, 0, 0}));  // behind, but no depth was written
+    view.End();
+    EXPECT_TRUE(IsNear(view.At(-0.5F, 0), {0, 128, 0}, 1)) << view.At(-0.5F, 0);
+    EXPECT_TRUE(IsNear(view.At(0.5F, 0), {128, 0, 0}, 1)) << view.At(0.5F, 0);
 }
 
 TEST(OpenGL3Graphics, BlendedMeshesKeepTheirPlaceInTheOrder) {

@@ -81,6 +81,8 @@ void main() {
 }
 )";
 
+constexpr ProgramUse kPlainest{.shade = Shade::Whole};
+
 template <typename GetSize, typename GetText>
 std::string LogOf(GLuint name, GetSize getSize, GetText getText) {
     GLint size = 0;
@@ -115,12 +117,16 @@ std::string Text(const char* body, ProgramUse use) {
 
 }  // namespace
 
-bool Programs::Build(std::string& why) {
+bool Programs::Build(bool all, std::string& why) {
     current_ = nullptr;
-    for (const Shade shade : {Shade::None, Shade::Whole, Shade::Lit}) {
-        GlShader vertex;
+    for (const Shade shade : {Shade::Whole, Shade::Lit}) {
+        GlShader& vertex = vertexShaders_[shade == Shade::Lit ? 1 : 0];
         if (!Compile(GL_VERTEX_SHADER, Text(kVertexText, {.shade = shade}), vertex, why))
             return false;
+    }
+    if (!Link(kPlainest, why) || !Link({.shade = Shade::None, .textured = true}, why)) return false;
+    if (!all) return true;
+    for (const Shade shade : {Shade::None, Shade::Whole, Shade::Lit}) {
         for (unsigned i = 0; i < programs_.size() / 3; ++i) {
             const ProgramUse use{.shade = shade,
                                  .textured = (i & 1U) != 0,
@@ -129,13 +135,15 @@ bool Programs::Build(std::string& why) {
                                  .decoded = (i & 8U) != 0};
             // Never asked for.
             if (!use.textured && (use.decoded || use.alphaTest || shade == Shade::None)) continue;
-            if (!Link(programs_[use.Index()], vertex, use, why)) return false;
+            if (!Link(use, why)) return false;
         }
     }
     return true;
 }
 
-bool Programs::Link(Program& program, const GlShader& vertex, ProgramUse use, std::string& why) {
+bool Programs::Link(ProgramUse use, std::string& why) {
+    Program& program = programs_[use.Index()];
+    const GlShader& vertex = vertexShaders_[use.shade == Shade::Lit ? 1 : 0];
     GlShader fragment;
     if (!Compile(GL_FRAGMENT_SHADER, Text(kFragmentText, use), fragment, why)) return false;
     program = {};
@@ -150,6 +158,7 @@ bool Programs::Link(Program& program, const GlShader& vertex, ProgramUse use, st
     glGetProgramiv(name, GL_LINK_STATUS, &done);
     if (done == GL_FALSE) {
         why = LogOf(name, glGetProgramiv, glGetProgramInfoLog);
+        program = {};
         return false;
     }
     const auto place = [name](const char* uniform) { return glGetUniformLocation(name, uniform); };
@@ -165,6 +174,15 @@ bool Programs::Link(Program& program, const GlShader& vertex, ProgramUse use, st
     return true;
 }
 
+// A driver that took the parts one by one hardly refuses them together, short of memory; then the
+// picture lacks an effect, and no more.
+Programs::Program& Programs::ProgramFor(ProgramUse use) {
+    Program& program = programs_[use.Index()];
+    std::string why;
+    if (program.name.Name() != 0 || Link(use, why)) return program;
+    return programs_[kPlainest.Index()];
+}
+
 void Programs::Use(ProgramUse use, const ProgramInputs& inputs,
                    const std::array<float, 4>& material) {
     std::array<float, 4> colour = material;
@@ -175,7 +193,7 @@ void Programs::Use(ProgramUse use, const ProgramInputs& inputs,
             std::ranges::all_of(colour, [](float part) { return part >= COLOR::Plain().Red(); });
         if (white && use.textured) use.shade = Shade::None;
     }
-    Program& program = programs_[use.Index()];
+    Program& program = ProgramFor(use);
     if (current_ != &program) glUseProgram(program.name.Name());
     current_ = &program;
     if (program.model != inputs.model) {
@@ -208,6 +226,7 @@ void Programs::Use(ProgramUse use, const ProgramInputs& inputs,
 
 void Programs::Abandon() noexcept {
     for (Program& program : programs_) program.name.Abandon();
+    for (GlShader& shader : vertexShaders_) shader.Abandon();
     current_ = nullptr;
 }
 

@@ -30,15 +30,17 @@ struct ProgramUse {
     }
 };
 
-/// The programs of one context, compiled when it is opened, so that none comes in the middle of a
-/// flight. Thread: that of the context, which must be current.
+/// The programs of one context. A few are made when it is opened, the others when they are first
+/// drawn with: all of them would take a view some ten megabytes and more time than all else that
+/// opening does. Thread: that of the context, which must be current.
 class Programs {
 public:
     // Places of a vertex's values.
     static constexpr GLuint kPosition = 0, kTexcoord = 1, kNormal = 2;
 
+    /// @param all  every program, to find out whether the driver takes them
     /// @param why  out: the driver's words, if it can't
-    [[nodiscard]] bool Build(std::string& why);
+    [[nodiscard]] bool Build(bool all, std::string& why);
     /// Makes a program the current one and sends what changed since it was so last.
     /// @param use       Shade::None isn't asked for: it is found out
     /// @param material  red, green, blue, alpha, before light falls on it
@@ -54,10 +56,11 @@ private:
               lightColours = -1, alphaRange = -1, fogColour = -1, fog = -1;
         std::uint64_t model = 0, light = 0, alpha = 0, fogging = 0;
     };
-    [[nodiscard]] bool Link(Program& program, const GlShader& vertex, ProgramUse use,
-                            std::string& why);
+    [[nodiscard]] bool Link(ProgramUse use, std::string& why);
+    [[nodiscard]] Program& ProgramFor(ProgramUse use);
 
     std::array<Program, 48> programs_;
+    std::array<GlShader, 2> vertexShaders_;  // without and with lights
     const Program* current_ = nullptr;
 };
 

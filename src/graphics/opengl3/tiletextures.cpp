@@ -28,6 +28,7 @@ static_assert(std::endian::native == std::endian::little, "alpha is a pixel's la
 
 void TileTextures::Open() {
     pixels_ = GlBuffer::Make();
+    buffered_ = !DrawsOnProcessor();
 }
 
 void TileTextures::Close(bool current) {
@@ -109,7 +110,14 @@ bool TileTextures::Fill(OpenGL3Texture& texture, std::span<const std::byte> pixe
 }
 
 bool TileTextures::SendPixels(std::span<const std::byte> pixels, int width, int height) {
-    // By way of a buffer of the driver's, so that the call needn't wait for the card.
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    if (!buffered_) {
+        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, width, height, GL_BGRA, GL_UNSIGNED_BYTE,
+                        pixels.data());
+        return !DrainDriverErrors();
+    }
+    // By way of a buffer of the driver's, so that the call needn't wait for the card. A processor
+    // that draws has the pixels at hand already.
     const auto size = static_cast<GLsizeiptr>(pixels.size());
     glBindBuffer(GL_PIXEL_UNPACK_BUFFER, pixels_.Name());
     glBufferData(GL_PIXEL_UNPACK_BUFFER, size, nullptr, GL_STREAM_DRAW);
@@ -121,7 +129,6 @@ bool TileTextures::SendPixels(std::span<const std::byte> pixels, int width, int 
         sent = glUnmapBuffer(GL_PIXEL_UNPACK_BUFFER) == GL_TRUE;
     }
     if (sent) {
-        glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
         glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, width, height, GL_BGRA, GL_UNSIGNED_BYTE, nullptr);
     }
     glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);

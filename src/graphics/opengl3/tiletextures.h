@@ -41,6 +41,7 @@ public:
 
     explicit TileTextures(std::shared_ptr<TextureBudget> budget) : budget_(std::move(budget)) {}
     void Open();
+    void SetPixelBuffers(bool use) noexcept { buffered_ = use; }
     /// @param current  false: the context is gone, and the textures with it
     void Close(bool current);
 
@@ -67,6 +68,7 @@ private:
     std::shared_ptr<TextureBudget> budget_;
     Map live_, recycled_;
     GlBuffer pixels_;  // what is on its way to the card
+    bool buffered_ = true;
 };
 
 }  // namespace tarnvale
