@@ -33,7 +33,14 @@ function(tarnvale_test name)
   target_link_libraries(${name} PRIVATE ${arg_LINK} project_warnings GTest::gmock GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE
     TARNVALE_TEST_TEMP="${PROJECT_BINARY_DIR}/test-temp" TARNVALE_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${arg_TIMEOUT}
-    ENVIRONMENT "TARNVALE_INI=${PROJECT_BINARY_DIR}/test-temp/${name}.ini;TARNVALE_SKY_FILE=none;QT_QPA_PLATFORM=offscreen;LIBGL_ALWAYS_SOFTWARE=1;ASAN_OPTIONS=alloc_dealloc_mismatch=0")
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 TEST_LIST ${name}_all PROPERTIES TIMEOUT ${arg_TIMEOUT})
+  # gtest_discover_tests keeps only the first entry of a list, so ctest sets this one itself.
+  set(properties ${CMAKE_CURRENT_BINARY_DIR}/${name}_properties.cmake)
+  file(WRITE ${properties} "foreach(test IN LISTS ${name}_all)
+  set_tests_properties(\"\${test}\" PROPERTIES ENVIRONMENT
+    \"TARNVALE_INI=${PROJECT_BINARY_DIR}/test-temp/${name}.ini;TARNVALE_SKY_FILE=none;QT_QPA_PLATFORM=offscreen;LIBGL_ALWAYS_SOFTWARE=1;ASAN_OPTIONS=alloc_dealloc_mismatch=0\")
+endforeach()
+")
+  set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${properties})
 endfunction()
 file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/test-temp)

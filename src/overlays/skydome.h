@@ -19,9 +19,9 @@ struct SkyParameters {
 };
 
 /// The sky: one textured sphere around the landscape. It lies behind all that is drawn in a view,
-/// earlier or later, also what stands beyond its sphere, and leaves no depth. Textures belong to the graphics system of each
-/// view and are made in the first frame that needs them. Thread: the frame cycle's. Nothing is
-/// allocated in a steady frame.
+/// earlier or later, also what stands beyond its sphere, and leaves no depth. Textures belong to
+/// the graphics system of each view and are made in the first frame that needs them. Thread: the
+/// frame cycle's. Nothing is allocated in a steady frame.
 class SkyDome {
 public:
     static constexpr int kBands = 30, kSectors = 30;

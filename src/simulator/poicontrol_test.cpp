@@ -24,6 +24,8 @@ protected:
     PoiControlTest() {
         settings::VerticalExaggeration.SetUnsaved(1);
         settings::MapExtents = 100;
+        settings::Compass.SetUnsaved(false);
+        settings::MapLocator.SetUnsaved(1);  // a mark without lines
         EXPECT_TRUE(simulator->Initialize(nullptr).Good());
         for (const int view : {View::kMain, View::kLeft, View::kMap, kFirst}) {
             graphics.push_back(
@@ -38,6 +40,8 @@ protected:
         simulator.reset();
         settings::VerticalExaggeration.SetUnsaved(1);
         settings::MapExtents = 100;
+        settings::Compass.SetUnsaved(true);
+        settings::MapLocator.SetUnsaved(0);
         TerrainModel::SetVerticalScale(1);
     }
     void OpenLand() {

@@ -199,15 +199,13 @@ bool OpenGLGraphicsSystem::Fill(const OpenGLTexture& texture, std::span<const st
     glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(texture.Native()));
     sent_.texture = texture.Native();
     if (DrainDriverErrors()) return false;
-    // A sky goes around more than once; across, zenith and nadir are ends. It is stretched far, so
-    // it is smoothed.
+    // A sky goes around more than once; across, zenith and nadir are ends.
     const bool sky = use == TextureUse::Sky;
     const GLint around = skyMirrored_ ? GL_MIRRORED_REPEAT : GL_REPEAT;
-    const GLint filter = sky ? GL_LINEAR : GL_NEAREST;
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, sky ? GL_CLAMP_TO_EDGE : GL_CLAMP);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, sky ? around : GL_CLAMP);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, filter);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, filter);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
     glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_PRIORITY, 1.0F);
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
     DrainDriverErrors();

@@ -19,7 +19,7 @@ namespace tarnvale {
 
 namespace {
 
-constexpr int kDescription = 72511;
+constexpr int kDescription = 72520;
 constexpr std::uint32_t kHalvingsAFrame = 8;  // tiles that get smaller copies, so that a switch
                                               // to smooth textures doesn't halt the flight
 constexpr float kMostAnisotropy = 8.0F;
@@ -86,6 +86,7 @@ struct OpenGL3GraphicsSystem::Device {
         bool texcoordArray = false, normalArray = false;
         std::uint64_t texture = 0;
         GLuint sampler = 0;
+        int skyFilter = 0;
     };
     explicit Device(std::shared_ptr<TextureBudget> budget) : textures(std::move(budget)) {}
     /// @param current  false: the context is gone, and all names with it
@@ -230,14 +231,11 @@ void OpenGL3GraphicsSystem::BuildSamplers() {
         glSamplerParameterf(device_->filtered.Name(), kTextureMaxAnisotropy,
                             std::min(most, kMostAnisotropy));
     }
-    // A sky goes around more than once; across, zenith and nadir are ends. It is stretched far, so
-    // it is smoothed whatever the tiles are.
+    // A sky goes around more than once; across, zenith and nadir are ends.
     device_->skyAround = GlSampler::Make();
     device_->skyMirrored = GlSampler::Make();
     for (const GlSampler* sampler : {&device_->skyAround, &device_->skyMirrored}) {
         glSamplerParameteri(sampler->Name(), GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-        glSamplerParameteri(sampler->Name(), GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-        glSamplerParameteri(sampler->Name(), GL_TEXTURE_MAG_FILTER, GL_LINEAR);
     }
     glSamplerParameteri(device_->skyAround.Name(), GL_TEXTURE_WRAP_T, GL_REPEAT);
     glSamplerParameteri(device_->skyMirrored.Name(), GL_TEXTURE_WRAP_T, GL_MIRRORED_REPEAT);
@@ -248,6 +246,15 @@ void OpenGL3GraphicsSystem::BuildSamplers() {
             glSamplerParameteri(sampler->Name(), kTextureSrgbDecode, kSkipDecode);
         }
     }
+}
+
+void OpenGL3GraphicsSystem::FilterSkies(int filter) {
+    if (device_->sent.skyFilter == filter) return;
+    for (const GlSampler* sampler : {&device_->skyAround, &device_->skyMirrored}) {
+        glSamplerParameteri(sampler->Name(), GL_TEXTURE_MIN_FILTER, filter);
+        glSamplerParameteri(sampler->Name(), GL_TEXTURE_MAG_FILTER, filter);
+    }
+    device_->sent.skyFilter = filter;
 }
 
 Status OpenGL3GraphicsSystem::Shutdown() {
@@ -474,6 +481,7 @@ void OpenGL3GraphicsSystem::BeginFrame(const RenderCamera& camera, int width, in
     counters_ = {};
     halvings_ = 0;
     smooth_ = settings::SmoothTexture.Get();
+    FilterSkies(smooth_ ? GL_LINEAR : GL_NEAREST);
     SetCamera(camera, width, height);
     glViewport(0, 0, device_->target.Width(), device_->target.Height());
     const auto background = HighBytes(settings::BackgroundColor.Get());

@@ -108,6 +108,7 @@ private:
     Status OpenDevice() override;
     [[nodiscard]] std::string Build();
     void BuildSamplers();
+    void FilterSkies(int filter);
     [[nodiscard]] bool Current() const;
     void LookForReset();
 
