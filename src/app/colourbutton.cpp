@@ -15,7 +15,7 @@ constexpr QSize kSwatch(48, 16);
 }  // namespace
 
 QColor ToQColor(const COLOR& color) {
-    return QColor::fromRgba64(color.red, color.green, color.blue);
+    return {color.red >> 8, color.green >> 8, color.blue >> 8};  // as drawn and as files tell it
 }
 
 COLOR PickedColor(const COLOR& before, const QColor& picked) {

@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <csignal>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -11,6 +12,10 @@
 
 int main(int argc, char** argv) {
     using namespace tarnvale;
+#ifdef SIGXFSZ
+    std::signal(SIGXFSZ,
+                SIG_IGN);  // a write past a limit fails and is told of, and nothing is lost
+#endif
     // What needs no window is answered where there may be none.
     std::vector<std::string_view> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
     const ProgramFlags flags = TakeFlags(arguments);

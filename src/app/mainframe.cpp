@@ -118,6 +118,8 @@ void CMainFrame::BuildTools() {
         action->setProperty("iconName", QLatin1String(tool.icon));
         action->setCheckable(true);
         action->setEnabled(tool.exists);
+        action->setShortcut(QKeySequence(static_cast<Qt::Key>(Qt::Key_F6 + i)));
+        action->setShortcutContext(Qt::ApplicationShortcut);
         group->addAction(action);
         connect(action, &QAction::triggered, this,
                 [this, mode = static_cast<int>(i)] { emit ToolWanted(mode); });

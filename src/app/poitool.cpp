@@ -61,6 +61,7 @@ void POITool::Build() {
     openView_->setObjectName(QStringLiteral("open_view_when_created"));
     message_->setObjectName(QStringLiteral("message"));
     message_->setWordWrap(true);
+    message_->setTextFormat(Qt::PlainText);
     for (QPushButton* const button : {create_, delete_, save_}) button->setAutoDefault(false);
 
     auto* const buttons = new QHBoxLayout;
@@ -362,10 +363,12 @@ void POITool::TakeNumber(int row, int column, const QString& text) {
     const std::optional<double> number = ParseNumber(locale_, text);
     const double x = column == POIList::kX ? number.value_or(0) : point.x;
     const double y = column == POIList::kY ? number.value_or(0) : point.y;
+    constexpr int kWidestWord = 200;  // pixels: what was typed must not widen the window
+    const QString said = fontMetrics().elidedText(text.trimmed(), Qt::ElideRight, kWidestWord);
     if (!number.has_value()) {
-        Say(TextOf("poi_not_a_number").arg(text.trimmed()));
+        Say(TextOf("poi_not_a_number").arg(said));
     } else if (!simulator_.Pois().SetPOIPosition(point.view, x, y).Good()) {
-        Say(TextOf("poi_no_such_place").arg(text.trimmed()));
+        Say(TextOf("poi_no_such_place").arg(said));
     } else {
         point.x = x;
         point.y = y;

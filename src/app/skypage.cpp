@@ -83,12 +83,15 @@ void SkyPage::LoadLandscape() {
 
 void SkyPage::Choose(int sky) {
     if (sky < 0) return;
+    const bool none = context_.simulator.CurrentSky() < 0;
     const Status loaded = context_.simulator.LoadSky(sky);
     ShowProblem(loaded.Good() ? QString() : QString::fromStdString(GetErrString(loaded)));
     if (!loaded.Good()) {
         const QSignalBlocker quiet(skies_);
         skies_->setCurrentIndex(context_.simulator.CurrentSky());
     }
+    // Where no sky could be shown at first, whoever chooses one wants to see it.
+    if (loaded.Good() && none) trial_.Try(settings::Sky, true);
     emit Tried();
 }
 

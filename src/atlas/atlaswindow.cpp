@@ -243,6 +243,7 @@ void AtlasWindow::Reload() {
         statusBar()->showMessage(Line(status), kNotice);
         return;
     }
+    statusBar()->clearMessage();
     if (!SameMaps(read, atlas_)) {
         if (const Status opened = Open(file_); !opened.Good())
             statusBar()->showMessage(Line(opened), kNotice);

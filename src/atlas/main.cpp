@@ -4,6 +4,7 @@
 #include <QIcon>
 #include <QMessageBox>
 #include <QTranslator>
+#include <csignal>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -16,6 +17,7 @@
 #include "base/textres.h"
 #include "qtbase/appearance.h"
 #include "qtbase/apptext.h"
+#include "qtbase/atlasfiledialog.h"
 
 namespace {
 
@@ -28,20 +30,31 @@ int Fail(const QString& line) {
 }
 
 int Run(const FILEPATH& file) {
-    SingleInstance instance;
-    if (!file.empty() && instance.Take(file) == SingleInstance::Claim::Called) return 0;
-    AtlasWindow window;
-    window.SetInstance(&instance);
-    QObject::connect(&instance, &SingleInstance::ShowWanted, &window, &AtlasWindow::ShowAgain);
-    if (const Status opened = window.Open(file); !opened.Good())
-        return Fail(QString::fromStdString(GetErrString(opened)));
-    window.show();
-    return QApplication::exec();
+    QString failure;
+    {
+        SingleInstance instance;
+        if (!file.empty() && instance.Take(file) == SingleInstance::Claim::Called) return 0;
+        AtlasWindow window;
+        window.SetInstance(&instance);
+        const Status opened = window.Open(file);
+        if (opened.Good()) {
+            QObject::connect(&instance, &SingleInstance::ShowWanted, &window,
+                             &AtlasWindow::ShowAgain);
+            window.show();
+            return QApplication::exec();
+        }
+        failure = QString::fromStdString(GetErrString(opened));
+    }  // while the message stands, a later start may try for itself
+    return Fail(failure);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+#ifdef SIGXFSZ
+    std::signal(SIGXFSZ,
+                SIG_IGN);  // a write past a limit fails and is told of, and nothing is lost
+#endif
     // What needs no window is answered where there may be none.
     std::vector<std::string_view> words(argv + (argc > 0 ? 1 : 0), argv + argc);
     const std::string_view first = words.empty() ? std::string_view() : words.front();
@@ -63,6 +76,10 @@ int main(int argc, char** argv) {
     if (_iniRead("Theme", theme)) ApplyTheme(QString::fromStdString(theme));
     QTranslator toolkitTexts;
     if (LoadToolkitTexts(toolkitTexts)) QApplication::installTranslator(&toolkitTexts);
+    if (words.empty()) {  // from the desktop's menu
+        const FILEPATH chosen = AskForAtlasFile(nullptr, {});
+        return chosen.empty() ? 0 : Run(chosen);
+    }
     if (words.size() != 1) return Fail(TextOf("atlas_usage"));
     std::error_code failed;
     const FILEPATH file = std::filesystem::absolute(given, failed);

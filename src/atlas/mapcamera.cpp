@@ -7,7 +7,7 @@ namespace tarnvale {
 
 namespace {
 
-constexpr double kNarrowest = 0.01, kWidest = 1e9;  // metres across a view
+constexpr double kNarrowest = 1, kWidest = 1e9;  // metres across a view
 
 }  // namespace
 

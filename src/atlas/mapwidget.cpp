@@ -295,9 +295,9 @@ void MapWidget::paintEvent(QPaintEvent*) {
     painter.fillRect(rect(), background_.isValid() ? background_ : palette().color(QPalette::Base));
     DrawTiles(painter);
     painter.setRenderHint(QPainter::Antialiasing);
-    DrawMark(painter);
     DrawScaleBar(painter);
     if (legend_) DrawLegend(painter);
+    DrawMark(painter);  // a place in the legend's corner is seen too
     if (hasFocus()) {
         painter.setRenderHint(QPainter::Antialiasing, false);
         painter.setBrush(Qt::NoBrush);

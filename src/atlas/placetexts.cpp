@@ -27,7 +27,8 @@ QString GeographicText(const MapPicture& picture, const MapPoint& map) {
         ConvertDegsToString(place->latitude, DegreeFlag::kNorthSouth | DegreeFlag::kDegrees);
     const std::string longitude =
         ConvertDegsToString(place->longitude, DegreeFlag::kEastWest | DegreeFlag::kDegrees);
-    return QString::fromStdString(latitude + "  " + longitude);
+    return QString::fromStdString(latitude + "  " + longitude)
+        .replace(QLatin1Char('.'), QLocale().decimalPoint());
 }
 
 QString MapText(const MapPicture& picture, const MapPoint& map) {

@@ -144,7 +144,8 @@ std::error_code ReplaceFileText(const FILEPATH& path, const std::string& text) {
     if (failed) return failed;
     static std::atomic<unsigned> count{0};  // for names of this process's own
     const std::string own = '.' + std::to_string(::getpid()) + '-' + std::to_string(++count);
-    return ReplaceBy(FILEPATH(target) += own + ".tmp", O_EXCL, target, text);
+    // Not the target's own name made longer: that may be as long as names can be.
+    return ReplaceBy(target.parent_path() / (".tarnvale" + own + ".tmp"), O_EXCL, target, text);
 }
 
 }  // namespace tarnvale

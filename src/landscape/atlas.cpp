@@ -145,7 +145,9 @@ void WriteViews(IniText& text, const std::vector<AtlasView>& views) {
         const AtlasView& view = views[i];
         const std::string section = ViewSection(i);
         if (view.legend == AtlasLegend::Unsaid) {
-            (void)text.Remove(section, "ShowLegend");
+            // What doesn't read as yes or no is the user's, and stays.
+            if (ValueOf<bool>(text, section, "ShowLegend"))
+                (void)text.Remove(section, "ShowLegend");
         } else {
             PutValue(text, section, "ShowLegend", view.legend == AtlasLegend::Shown);
         }

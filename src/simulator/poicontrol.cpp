@@ -9,6 +9,16 @@ namespace tarnvale {
 
 namespace {
 
+constexpr float kFarthest = 1e8F;  // scene units: beyond it floats can't tell where a view looks
+
+bool IsPlace(const Vec3f& scene) {
+    return std::abs(scene.x) <= kFarthest && std::abs(scene.y) <= kFarthest;
+}
+
+}  // namespace
+
+namespace {
+
 constexpr float kAlongPerPixel = 0.01F;  // of the way from the eye
 
 }  // namespace
@@ -61,8 +71,7 @@ Status PoiControl::SetPOIPosition(int view, double x, double y) {
     Vec3f place;
     if (const Status converted = scene_->MapToScene({x, y, 0}, 1, place); !converted.Good())
         return converted;
-    if (!std::isfinite(place.x) || !std::isfinite(place.y))
-        return _SetErrPosn(StatusCode::BadState);
+    if (!IsPlace(place)) return _SetErrPosn(StatusCode::BadState);
     MoveTo(view, place);
     return StatusCode::Ok;
 }
@@ -147,7 +156,7 @@ void PoiControl::Drag(const Step& step, const std::optional<Vec3f>& ground,
         if (Length(flat) > 0) away = Normalized(flat) * Length(away);
     }
     const Vec3f place = picture.eye + away;
-    if (std::isfinite(place.x) && std::isfinite(place.y)) MoveTo(current_, place);
+    if (IsPlace(place)) MoveTo(current_, place);
 }
 
 void PoiControl::UnassignAll() {

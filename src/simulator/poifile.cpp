@@ -26,10 +26,27 @@ std::string HexOf(const COLOR& color) {
     return fmt::format("#{:02x}{:02x}{:02x}", color.red >> 8, color.green >> 8, color.blue >> 8);
 }
 
-Status Feature(const PoiControl& pois, int view, const COORDOP_LIST& toGlobe, Json& feature) {
+/// Between the landscape's system and longitude and latitude, and back.
+struct GlobeOperations {
+    COORDOP_LIST toGlobe, fromGlobe;
+    bool geographic = false;  ///< the landscape's system
+};
+
+/// A projection goes around: what lies far outside of it comes back as another place.
+bool LeadsBack(const GlobeOperations& globe, const Vec3d& own, Vec3d place) {
+    if (!globe.fromGlobe.ConvertPoint(place.x, place.y).Good()) return false;
+    if (globe.geographic)
+        return std::abs(std::remainder(place.x - own.x, 360.0)) < 1e-5 &&
+               std::abs(place.y - own.y) < 1e-5;
+    return std::hypot(place.x - own.x, place.y - own.y) < 1;
+}
+
+Status Feature(const PoiControl& pois, int view, const GlobeOperations& globe, Json& feature) {
     Vec3d place;
     if (const Status got = pois.GetPOIPosition(view, place); !got.Good()) return got;
-    if (!toGlobe.ConvertPoint(place.x, place.y).Good() || std::abs(place.y) > 90) {
+    const Vec3d own = place;
+    if (!globe.toGlobe.ConvertPoint(place.x, place.y).Good() || std::abs(place.y) > 90 ||
+        !LeadsBack(globe, own, place)) {
         return _SetErrPosn(StatusCode::BadState,
                            pois.POIName(view) + " lies nowhere on the globe: move it");
     }
@@ -60,17 +77,19 @@ Status WritePoiText(const Simulator& simulator, std::string& text) {
         return made;
     }
     const COORDREFSYS& own = scene->Reference().Transform().OutputCoordRefSys();
-    COORDOP_LIST toGlobe;
-    if (!own.Valid() || !COORDOP_LIST::Create(own, globe, toGlobe).Good()) {
+    GlobeOperations operations;
+    if (!own.Valid() || !COORDOP_LIST::Create(own, globe, operations.toGlobe).Good() ||
+        !COORDOP_LIST::Create(globe, own, operations.fromGlobe).Good()) {
         return _SetErrPosn(StatusCode::BadState,
                            "the landscape's coordinate system isn't known, so its points have no "
                            "place on the globe; build it with one");
     }
+    operations.geographic = own.IsGeographic();
     Json features = Json::array();
     for (int view = View::kFirstPoi; view < View::kMain; ++view) {
         if (!simulator.Pois().Exists(view)) continue;
         Json feature;
-        if (const Status made = Feature(simulator.Pois(), view, toGlobe, feature); !made.Good())
+        if (const Status made = Feature(simulator.Pois(), view, operations, feature); !made.Good())
             return made;
         features.push_back(std::move(feature));
     }

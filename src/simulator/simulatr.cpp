@@ -219,6 +219,7 @@ void Simulator::RebuildLostViews() {
         GraphicsSystem* const system = systems_[view];
         if (system == nullptr || !system->IsLost()) continue;
         if (scene_ != nullptr) scene_->DetachView(view);
+        sky_.DetachView(view);
         // The tiles come again from the root on. A failure is tried again with the next frame.
         if (system->Rebuild().Good() && scene_ != nullptr) scene_->AttachView(view);
     }

@@ -1,11 +1,13 @@
 #include "tools/buildsky.h"
 
+#include <cpl_conv.h>
 #include <fmt/format.h>
 #include <gdal_utils.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
@@ -122,7 +124,22 @@ Status CheckSkyImage(const std::string& path) {
     return OpenPicture(path, picture);
 }
 
+namespace {
+
+/// Pictures of 1, 2 or 4 bits are read as they are, from 0 to 15 at most.
+void SpreadBits(GDALRasterBand& band, std::vector<std::uint8_t>& rgb) {
+    const char* const bits = band.GetMetadataItem("NBITS", "IMAGE_STRUCTURE");
+    if (bits == nullptr) return;
+    const int most = (1 << std::clamp(std::atoi(bits), 1, 8)) - 1;
+    for (std::uint8_t& value : rgb)
+        value = static_cast<std::uint8_t>(std::min<int>(value, most) * 255 / most);
+}
+
+}  // namespace
+
 Status ReadSkyImage(const std::string& path, int widest, SkyImage& image) {
+    // Half a JPEG is told of, not filled up with grey.
+    const CPLConfigOptionSetter strict("GDAL_ERROR_ON_LIBJPEG_WARNING", "YES", false);
     DatasetPtr kept, picture;  // what shows the colours of another one goes before that
     if (const Status opened = OpenPicture(path, picture); !opened.Good()) return opened;
     picture = WithColours(std::move(picture), kept);
@@ -159,6 +176,7 @@ Status ReadSkyImage(const std::string& path, int widest, SkyImage& image) {
                            path + " can't be read" + (message.empty() ? "" : ": " + message));
     }
     image.note.clear();
+    if (bytes && kept == nullptr) SpreadBits(*picture->GetRasterBand(1), image.rgb);
     if (!bytes) Stretch(type, values, image.rgb, image.note);
     if (!scaled.empty()) image.note = scaled + (image.note.empty() ? "" : "; " + image.note);
     const std::filesystem::path file = path;

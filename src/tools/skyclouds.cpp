@@ -52,7 +52,7 @@ float PathUp(const Direction& d, float height) {
 
 /// How wide clouds lie; below 0 there are none.
 float HeapCover(float x, float y) {
-    return Twofold(x, y,
+    return Twofold(x, y, 1 / 0.42F,
                    [](float u, float v) {
                        return demo::Fractal(u * 0.42F + 7.6F, v * 0.42F - 5.2F, 3, 11U);
                    }) -
@@ -67,7 +67,7 @@ float HeapDensity(const Place& p, int detail) {
     // Flat below, and rising where there is much of it.
     const float shape = cover * 1.6F - Smooth(0.15F, 1.0F, up) * 0.75F;
     if (shape < -0.45F) return 0;
-    const float fine = Lerp(0.36F, 0.52F, up) * Twofold(p.x, p.y, [&](float x, float y) {
+    const float fine = Lerp(0.36F, 0.52F, up) * Twofold(p.x, p.y, 1 / 1.5F, [&](float x, float y) {
                            return Fractal3(x * 1.5F, y * 1.5F, p.z * 1.7F, detail, 23U);
                        });
     return Clamp01((shape + fine) * 2.2F) * Smooth(0, 0.08F, up);

@@ -10,9 +10,10 @@ namespace tarnvale::sky {
 /// A field over the sky made to be the same half a turn on, so that half a sky can go around twice:
 /// where the half begins, the field fades over from what it is at the half's end.
 /// @param x, y   eastward, northward
+/// @param reach  over which the field's values have to do with each other
 /// @param field  float (float x, float y)
 template <typename Field>
-[[nodiscard]] float Twofold(float x, float y, const Field& field) {
+[[nodiscard]] float Twofold(float x, float y, float reach, const Field& field) {
     constexpr float kFadeOver = 0.7F;  // radians
     if (x < 0 || (x == 0 && y < 0)) {
         x = -x;
@@ -20,8 +21,11 @@ template <typename Field>
     }
     if (x >= y * kFadeOver) return field(x, y);
     const float share = demo::Smooth(0, kFadeOver, std::atan2(x, y));
-    // Two fields that have nothing to do with each other are less rough together than each alone.
-    const float rough = std::sqrt(share * share + (1 - share) * (1 - share));
+    // Two fields that have nothing to do with each other are less rough together than each alone;
+    // near the zenith they are nearly the same.
+    const float alike = std::exp(-4 * (x * x + y * y) / (reach * reach));
+    const float rough =
+        std::sqrt(share * share + (1 - share) * (1 - share) + 2 * share * (1 - share) * alike);
     return (share * field(x, y) + (1 - share) * field(-x, -y)) / rough;
 }
 

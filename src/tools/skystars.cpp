@@ -37,18 +37,17 @@ int CellOf(float value, int cells) {
 
 /// The Milky Way, from the east through the zenith to the west, torn by dust along its middle.
 Light MilkyWay(const Direction& d) {
-    // It winds a little.
-    const float off =
-        (d.y + 0.07F * Twofold(d.x, d.y,
-                               [&](float x, float y) {
-                                   return Fractal3(x * 1.3F, y * 1.3F, d.z * 1.3F, 2, 300U);
-                               })) /
-        0.17F;
+    // It winds a little, half a turn on to the other side, where its middle lies the other way.
+    const auto wind = [&](float x, float y) {
+        return Fractal3(x * 1.3F, y * 1.3F, d.z * 1.3F, 2, 300U);
+    };
+    const float off = (d.y + 0.05F * (wind(d.x, d.y) - wind(-d.x, -d.y))) / 0.17F;
     const float band = std::exp(-off * off);
     if (band < 0.004F) return {};
-    const float clumps = Twofold(
-        d.x, d.y, [&](float x, float y) { return Fractal3(x * 7, y * 7, d.z * 7, 6, 301U); });
-    const float lanes = Twofold(d.x, d.y, [&](float x, float y) {
+    const float clumps = Twofold(d.x, d.y, 1 / 7.0F, [&](float x, float y) {
+        return Fractal3(x * 7, y * 7, d.z * 7, 6, 301U);
+    });
+    const float lanes = Twofold(d.x, d.y, 1 / 4.4F, [&](float x, float y) {
         return Fractal3(x * 4.4F + 9, y * 4.4F, d.z * 4.4F, 7, 302U);
     });
     const float middle = std::exp(-off * off * 5);

@@ -60,12 +60,14 @@ Status DecodeJpeg(std::span<const std::byte> blob, PixelOrder order, std::span<s
     if (order == PixelOrder::Rgba || pixels.size() != kTileCells * BytesOf(order)) {
         return _SetErrPosn(StatusCode::BadState);
     }
-    thread_local const Codec codec(tjInitDecompress());
+    thread_local Codec codec;
+    if (codec == nullptr) codec.reset(tjInitDecompress());
     if (codec == nullptr) return _SetErrPosn(StatusCode::NoMemory);
     const auto* bytes = reinterpret_cast<const unsigned char*>(blob.data());
     int width = 0, height = 0, sampling = 0, space = 0;
     if (tjDecompressHeader3(codec.get(), bytes, blob.size(), &width, &height, &sampling, &space) !=
         0) {
+        codec.reset();  // a decoder that stopped inside a header takes no other picture
         return _SetErrPosn(StatusCode::FileDamaged, "a JPEG with a broken header");
     }
     if (width != kTileSide || height != kTileSide) {
