@@ -159,13 +159,19 @@ private:
         Vec3f eye, look;
     };
 
-    /// Points along the flight, where its views look.
+    /// Points all over the landscape.
     Status MakePoints() {
+        constexpr int kAcross = 4;
+        const Box& box = simulator_.GetScene()->WholeBox();
         for (int view = View::kFirstPoi; view < View::kMain; ++view) {
-            const std::size_t at =
-                path_.size() * static_cast<std::size_t>(view - View::kFirstPoi) / SIMPOISET::kSlots;
+            const int i = view - View::kFirstPoi;
+            const double across = (i % kAcross + 0.5) / kAcross;
+            const double up =
+                (static_cast<double>(i / kAcross) + 0.5) * kAcross / SIMPOISET::kSlots;
+            const Vec3f place{static_cast<float>(std::lerp(box.xMin, box.xMax, across)),
+                              static_cast<float>(std::lerp(box.yMin, box.yMax, up)), 0};
             Vec3d map;
-            Status status = simulator_.SceneToMap(path_[at].look, map);
+            Status status = simulator_.SceneToMap(place, map);
             if (status.Good()) status = simulator_.Pois().CreatePOIView(view, 1 + view % 5);
             if (status.Good()) status = simulator_.Pois().SetPOIPosition(view, map.x, map.y);
             if (!status.Good()) return status;
