@@ -87,7 +87,7 @@ TEST_F(InputAssignmentsTest, ARefreshShowsNewBindings) {
 }
 
 TEST_F(InputAssignmentsTest, TheRedCanBeReadOnAnyBackground) {
-    EXPECT_EQ(UnboundColor(Qt::white).rgb(), QColor(254, 0, 0).rgb()) << "as it is meant to be";
+    EXPECT_EQ(UnboundColor(Qt::white).rgb(), QColor(255, 0, 0).rgb()) << "as it is meant to be";
     const auto luminance = [](const QColor& color) {
         const auto linear = [](double c) {
             return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
