@@ -29,7 +29,8 @@ namespace tarnvale {
 inline FILEPATH landscapeFile, folder;
 inline int rounds = 20;
 
-inline constexpr QSize kPicture(400, 300);
+// As wide as the strip of controls of every view.
+inline constexpr QSize kPicture(520, 300);
 
 /// A main view with its window, a landscape, and the side views.
 class Program {
