@@ -66,7 +66,8 @@ with Desktop(sys.argv[1], sys.argv[2], "2300x1000", XDG_RUNTIME_DIR=str(runtime)
     atlas.write_text("; kept\n" + atlas.read_text())
 
     # Straight down on the square's middle, wide enough to see it all.
-    desktop.ini.write_text("Theme=light\n[popupmsg]\ntarnvale_AtlasInstructions_NoShow=true\n")
+    # The compass would be taken for a part of the square.
+    desktop.ini.write_text("Theme=light\nCompass=false\n[popupmsg]\ntarnvale_AtlasInstructions_NoShow=true\n")
     middle = (corner[0] + 237.5 * cell, corner[1] - 175.5 * cell)
     program = desktop.start("Type=0", f"POI={middle[0]},{middle[1]},0", "DOV=0,-89", "FOV=12000", landscape)
     main = desktop.focus(".*my land - Tarnvale", 60)
