@@ -57,7 +57,7 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     check(difference(plain, desktop.picture("tried"), VIEW) > 0.01, "an exaggeration that is tried shows at once")
     before = processor_seconds(program)
     time.sleep(1)
-    check(processor_seconds(program) - before > 0.1, "frames follow each other behind the dialog")
+    check(processor_seconds(program) - before > 0.3, "frames follow each other behind the dialog")
     desktop.key("Escape")
     wait_for(lambda: not desktop.window("Options"), 5, "the end of the options")
     time.sleep(1)
