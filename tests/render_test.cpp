@@ -238,6 +238,24 @@ TEST(Render, NoBackgroundShowsThroughTheTerrain) {
                 }
             }
         }
+        // Under a sky there is none, though the sky isn't drawn where the ground hides it.
+        ::setenv("TARNVALE_SKY_FILE", TARNVALE_BIN "/Tarnvale.sky", 1);
+        const Outcome outcome =
+            Render((folder / "random.sim").string() + " --camera " +
+                   (folder / "path.csv").string() + " --size 512x288 --out " +
+                   (folder / "out").string() + " " + kLoud + "--sky 1 --set SkyCentered=false");
+        ::setenv("TARNVALE_SKY_FILE", "none", 1);
+        ASSERT_EQ(outcome.code, 0) << outcome.said;
+        for (int view = 0; view < kViews; ++view) {
+            char name[32];
+            (void)std::snprintf(name, sizeof name, "out/frame_%05d.png", view);
+            const Picture picture = ReadPicture(folder / name);
+            int holes = 0;
+            for (int y = kEdge; y < picture.height - kEdge; ++y) {
+                for (int x = 0; x < picture.width; ++x) holes += picture.Background(x, y) ? 1 : 0;
+            }
+            EXPECT_EQ(holes, 0) << name;
+        }
     }
 }
 

@@ -1,8 +1,10 @@
 #include "graphics/graphicssystem.h"
 
 #include <algorithm>
+#include <bit>
 #include <cctype>
 #include <cmath>
+#include <cstring>
 #include <numbers>
 #include <utility>
 
@@ -44,6 +46,18 @@ bool AllLibrariesLoad(const std::string& list) {
 }
 
 }  // namespace
+
+bool AllOpaque(std::span<const std::byte> bgra) {
+    constexpr std::uint32_t kAlpha = 0xFF000000U;
+    std::uint32_t all = kAlpha;
+    for (std::size_t i = 0; i + 4 <= bgra.size(); i += 4) {
+        std::uint32_t pixel = 0;
+        std::memcpy(&pixel, &bgra[i], 4);
+        all &= pixel;
+    }
+    return all == kAlpha;
+}
+static_assert(std::endian::native == std::endian::little, "alpha is a pixel's last byte");
 
 PixelFormatDescriptor DescribePixelFormat(TexturePixelFormat format) {
     using enum TexturePixelFormat;

@@ -63,12 +63,18 @@ public:
     [[nodiscard]] std::uint64_t Native() const noexcept { return native_; }
     [[nodiscard]] bool Loaded() const noexcept { return loaded_; }
     void SetLoaded(bool loaded) noexcept { loaded_ = loaded; }
+    /// Whether no texel lets through what lies behind; false where that isn't known.
+    [[nodiscard]] bool Opaque() const noexcept { return opaque_; }
+    void SetOpaque(bool opaque) noexcept { opaque_ = opaque; }
 
 private:
     GraphicsSystem* owner_;
     std::uint64_t native_;
-    bool loaded_ = false;
+    bool loaded_ = false, opaque_ = false;
 };
+
+/// @param bgra  pixels of four bytes, the last of them alpha
+[[nodiscard]] bool AllOpaque(std::span<const std::byte> bgra);
 
 enum class TextureUse : std::uint8_t { Terrain, Sky };  ///< Sky: drawn behind all else
 /// Full: projection, camera, fog, cleared colour and depth. Overlay: projection and cleared depth

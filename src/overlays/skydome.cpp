@@ -1,5 +1,6 @@
 #include "overlays/skydome.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -20,6 +21,30 @@ Vec3f OnSphere(int ring, int sector) {
     return {std::sin(polar) * std::sin(azimuth), std::sin(polar) * std::cos(azimuth),
             std::cos(polar)};
 }
+
+constexpr std::uint32_t kQuadVertices = 6;
+constexpr std::uint32_t kQuadCorners[4] = {0, 1, 2, 4};  // those of its vertices that differ
+
+/// Where a line of sight is that ends on ground without a hole. The rays that leave the ground's
+/// rectangle through a floor under it form a convex cone, so what has its corners in it lies in it;
+/// and each of them comes from above and goes below the ground, so it meets it.
+class HiddenCone {
+public:
+    HiddenCone(const Vec3f& eye, const SolidGround& ground)
+        : eye_(eye), ground_(ground), depth_(eye.z - ground.lowest) {}
+    [[nodiscard]] bool Holds(const Vec3f& point) const {
+        const Vec3f along = point - eye_;
+        if (along.z >= 0 || depth_ <= 0) return false;
+        const float reach = depth_ / -along.z;
+        const float x = eye_.x + along.x * reach, y = eye_.y + along.y * reach;
+        return x >= ground_.xMin && x <= ground_.xMax && y >= ground_.yMin && y <= ground_.yMax;
+    }
+
+private:
+    Vec3f eye_;
+    SolidGround ground_;
+    float depth_;
+};
 
 /// Turns points about the y, then the x, then the z axis.
 class Rotation {
@@ -62,6 +87,8 @@ void SkyDome::Build(float x, float y, float side) {
         for (int sector = 0; sector < kSectors; ++sector) AddQuad(band, sector);
     }
     mesh_.vertices.Append(unit_.Span());
+    seen_.vertices.Reserve(unit_.Count());  // so that a frame needn't
+    seen_.texcoords.Reserve(unit_.Count());
     Place({parameters_, x_, y_});
 }
 
@@ -83,6 +110,23 @@ void SkyDome::Place(const Placing& placing) {
         mesh_.vertices[i] = centre + radius * turn(unit_[i]);
     }
     placed_ = placing;
+}
+
+void SkyDome::LeaveOutHidden(const Vec3f& viewer, const SolidGround& ground) {
+    const HiddenCone hidden(viewer, ground);
+    seen_.Clear();
+    seen_.kind = mesh_.kind;
+    seen_.colour = mesh_.colour;
+    seen_.texture = mesh_.texture;
+    for (std::uint32_t i = 0; i < mesh_.vertices.Count(); i += kQuadVertices) {
+        const auto vertices = mesh_.vertices.Span().subspan(i, kQuadVertices);
+        if (std::ranges::all_of(kQuadCorners,
+                                [&](std::uint32_t k) { return hidden.Holds(vertices[k]); })) {
+            continue;
+        }
+        seen_.vertices.Append(vertices);
+        seen_.texcoords.Append(mesh_.texcoords.Span().subspan(i, kQuadVertices));
+    }
 }
 
 void SkyDome::SetPicture(SkyPicture picture) {
@@ -114,7 +158,8 @@ TextureHandle* SkyDome::TextureFor(GraphicsSystem& graphics, int view) {
     return slot.texture;
 }
 
-void SkyDome::Draw(GraphicsSystem& graphics, int view, const Vec3f& viewer) {
+void SkyDome::Draw(GraphicsSystem& graphics, int view, const Vec3f& viewer,
+                   const SolidGround* ground) {
     if (half_ <= 0 || !HasPicture() || !View::Exists(view) || view == View::kMap) return;
     TextureHandle* const texture = TextureFor(graphics, view);
     if (texture == nullptr) return;
@@ -127,6 +172,11 @@ void SkyDome::Draw(GraphicsSystem& graphics, int view, const Vec3f& viewer) {
     mesh_.texture = texture;
     // Its texture makes it lie behind everything, however near its sphere, before or after it;
     // wires stand where they are.
+    batch_.front() = &mesh_;
+    if (ground != nullptr && !mesh_.wireframe) {
+        LeaveOutHidden(viewer, *ground);
+        batch_.front() = &seen_;
+    }
     if (!mesh_.wireframe) graphics.SetDepthWrite(false);
     graphics.DrawMeshes(batch_);
     if (!mesh_.wireframe) graphics.SetDepthWrite(true);

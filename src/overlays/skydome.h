@@ -18,6 +18,12 @@ struct SkyParameters {
     friend bool operator==(const SkyParameters&, const SkyParameters&) = default;
 };
 
+/// Ground without a hole: who stands above it sees no sky behind it. Scene coordinates.
+struct SolidGround {
+    float xMin = 0, yMin = 0, xMax = 0, yMax = 0;
+    float lowest = 0;  ///< no part of it lies below
+};
+
 /// The sky: one textured sphere around the landscape. It lies behind all that is drawn in a view,
 /// earlier or later, also what stands beyond its sphere, and leaves no depth. Textures belong to
 /// the graphics system of each view and are made in the first frame that needs them. Thread: the
@@ -44,13 +50,16 @@ public:
     /// has left the dome sees a ball of wire.
     /// @param graphics  the view's system, on loan until DetachView
     /// @param viewer    scene
-    void Draw(GraphicsSystem& graphics, int view, const Vec3f& viewer);
+    /// @param ground    below the viewer; the parts of the sphere that it hides are left out. Null:
+    ///                  nothing is
+    void Draw(GraphicsSystem& graphics, int view, const Vec3f& viewer,
+              const SolidGround* ground = nullptr);
     /// Call it before a view gets another graphics system, or its own is shut down.
     void DetachView(int view);
     /// Before the landscape goes: textures, picture and mesh.
     void Clear();
 
-    /// The mesh as drawn last.
+    /// The whole mesh as it stood when it was drawn last.
     [[nodiscard]] const RenderMesh& Mesh() const noexcept { return mesh_; }
 
 private:
@@ -68,6 +77,7 @@ private:
 
     void AddQuad(int band, int sector);
     void Place(const Placing& placing);
+    void LeaveOutHidden(const Vec3f& viewer, const SolidGround& ground);
     TextureHandle* TextureFor(GraphicsSystem& graphics, int view);
 
     SkyParameters parameters_;
@@ -75,6 +85,7 @@ private:
     float half_ = 0;         // of its longer side; 0: not built
     GrowArray<Vec3f> unit_;  // vertices of the mesh on a sphere of radius 1
     RenderMesh mesh_;
+    RenderMesh seen_;  // the quads of it that aren't hidden
     RenderMeshBatch batch_{&mesh_};
     Placing placed_;
     SkyPicture picture_;

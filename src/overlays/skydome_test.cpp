@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <memory>
+#include <random>
 #include <set>
 #include <vector>
 
@@ -35,6 +37,7 @@ public:
         wireframe = batch[0]->wireframe;
         texture = batch[0]->texture;
         depthWritten = depthWrite;
+        sent.assign(batch[0]->vertices.begin(), batch[0]->vertices.end());
         EXPECT_TRUE(texture == nullptr || alive.count(texture) == 1);
     }
 
@@ -42,6 +45,7 @@ public:
     int drawn = 0;
     bool full = false, wireframe = false, depthWrite = true, depthWritten = true;
     TextureHandle* texture = nullptr;
+    std::vector<Vec3f> sent;
     std::vector<std::unique_ptr<TextureHandle>> textures;
     std::set<TextureHandle*> alive;
 };
@@ -162,6 +166,39 @@ TEST_F(SkyDomeTest, TurnsGrowsAndRisesAsToldUntilItIsBuiltAnew) {
     EXPECT_EQ(dome.Parameters().yaw, 0.0F);
     EXPECT_EQ(dome.Parameters().scale, 100.0F);
     ExpectNear(dome.Mesh().vertices[0], {kX, kY, kRadius}, 0.01F, "set back");
+}
+
+// Whatever isn't sent lies behind the floor under the ground, and so behind the ground.
+TEST_F(SkyDomeTest, LeavesOutOnlyWhatTheGroundHides) {
+    std::mt19937 dice(7);
+    std::uniform_real_distribution<float> part(0, 1);
+    std::size_t left = 0;
+    for (int round = 0; round < 60; ++round) {
+        const SolidGround ground{kX - kRadius * part(dice), kY - kRadius * part(dice),
+                                 kX + kRadius * part(dice), kY + kRadius * part(dice),
+                                 -50 * part(dice)};
+        const Vec3f viewer{std::lerp(ground.xMin, ground.xMax, part(dice)),
+                           std::lerp(ground.yMin, ground.yMax, part(dice)), 10 + 200 * part(dice)};
+        dome.Parameters().pitch = 40 * part(dice);
+        dome.Draw(graphics, View::kMain, viewer, &ground);
+        const std::vector<Vec3f> sent = graphics.sent;
+        const std::set<std::array<float, 3>> kept = [&] {
+            std::set<std::array<float, 3>> corners;
+            for (const Vec3f& v : sent) corners.insert({v.x, v.y, v.z});
+            return corners;
+        }();
+        for (const Vec3f& v : dome.Mesh().vertices) {
+            if (kept.contains({v.x, v.y, v.z})) continue;
+            ++left;
+            const float reach = (ground.lowest - viewer.z) / (v.z - viewer.z);
+            const Vec3f floor = viewer + reach * (v - viewer);
+            EXPECT_TRUE(reach > 0 && floor.x >= ground.xMin && floor.x <= ground.xMax &&
+                        floor.y >= ground.yMin && floor.y <= ground.yMax);
+        }
+        dome.Draw(graphics, View::kMain, {viewer.x, viewer.y, ground.lowest - 1}, &ground);
+        EXPECT_EQ(graphics.sent.size(), dome.Mesh().vertices.Count()) << "from below the ground";
+    }
+    EXPECT_GT(left, 10000U);
 }
 
 TEST_F(SkyDomeTest, IsABallOfWireFromOutside) {

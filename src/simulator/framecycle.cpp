@@ -16,10 +16,18 @@ namespace {
 constexpr float kNearPlane = 10;
 constexpr float kFarReach = 5.5F;  // times the farthest corner
 constexpr float kMapReach = 1.5F;  // times the map eye's height
+constexpr float kClearance = 5 * kNearPlane;
 
 // Nobody misses the picture of a view that is minimised or hidden.
 bool Wanted(const ViewSystems& systems, int view) {
     return systems[view] != nullptr && systems[view]->IsVisible();
+}
+
+// Whether the sky can't be seen through any of it.
+bool Solid(const RenderMeshBatch& batch) {
+    return std::ranges::all_of(batch, [](const RenderMesh* mesh) {
+        return mesh->texture != nullptr && mesh->texture->Opaque();
+    });
 }
 
 }  // namespace
@@ -134,6 +142,7 @@ void FrameCycle::DrawView(const FrameScene& frame, int view, Status& result) {
     SetPlanes(frame, view);
     BeginViewPass(view);
 
+    ground_.reset();
     graphics_->SetAlphaTest(true);
     const auto& layers = frame.scene.Layers();
     for (int i = 0; i < static_cast<int>(layers.size()); ++i) {
@@ -186,7 +195,9 @@ void FrameCycle::BeginViewPass(int view) {
 void FrameCycle::DrawSky(const FrameScene& frame, int view) {
     if (!settings::Sky.Get() || view == View::kMap || frame.sky == nullptr) return;
     const Stopwatch watch(timing_, times_.draw);
-    frame.sky->Draw(*graphics_, view, frame.viewer.Position());
+    frame.sky->Draw(
+        *graphics_, view, frame.viewer.Position(),
+        ground_.has_value() && camera_.eye == frame.viewer.Position() ? &*ground_ : nullptr);
 }
 
 void FrameCycle::DrawLayer(TerrainLayer& layer, int view, int index, float exaggeration,
@@ -220,7 +231,10 @@ void FrameCycle::DrawLayer(TerrainLayer& layer, int view, int index, float exagg
         for (int i = 0; i < static_cast<int>(layer.textures.size()); ++i) {
             if (!layer.textures[i].visible[view]) continue;
             const Status drawn = DrawTexture(layer, view, i, exaggeration);
-            if (relief) result = drawn;
+            if (!relief) continue;
+            result = drawn;
+            if (index == 0 && drawn.Good() && solid_ && !ground_.has_value())
+                NoteGround(layer, layer.textures[i], exaggeration);
         }
     }
     if (watching_ != nullptr) {
@@ -244,6 +258,7 @@ Status FrameCycle::DrawTexture(TerrainLayer& layer, int view, int index, float e
     if (model != nullptr) model->SetView(camera_, picture.width, picture.height);
 
     texture_ = model;
+    solid_ = model != nullptr;
     textureIndex_ = index;
     Status drawn = StatusCode::Ok;
     if (view == View::kMap) {
@@ -270,6 +285,27 @@ Status FrameCycle::DrawTexture(TerrainLayer& layer, int view, int index, float e
         if (watching_ != nullptr) watching_->OnService(index);
     }
     return drawn;
+}
+
+void FrameCycle::NoteGround(const TerrainLayer& layer, const TextureLayer& texture,
+                            float exaggeration) {
+    const TerrainModel& terrain = *layer.terrain;
+    const float raise = texture.verticalOffset * exaggeration;
+    // What is nearer than the near plane is cut away, and through the cut the sky can be seen.
+    const float above =
+        camera_.eye.z - terrain.NearestElevation(camera_.eye.x, camera_.eye.y) * exaggeration;
+    if (above - raise < kClearance) return;
+    // From sample to sample; a cell within, so that the drawn edge counts.
+    const IntRect& cells = texture.bounds;
+    Vec3f first{static_cast<float>(cells.x0 + 1), static_cast<float>(cells.y1 - 1), 0};
+    Vec3f last{static_cast<float>(cells.x1 - 1), static_cast<float>(cells.y0 + 1), 0};
+    terrain.GridToWorld(first);
+    terrain.GridToWorld(last);
+    if (camera_.eye.x < first.x || camera_.eye.x > last.x || camera_.eye.y < first.y ||
+        camera_.eye.y > last.y) {
+        return;
+    }
+    ground_ = {first.x, first.y, last.x, last.y, terrain.MinimumElevation() * exaggeration + raise};
 }
 
 void FrameCycle::EndViewPass(const FrameScene& frame, int view) {
@@ -331,7 +367,9 @@ void FrameCycle::DrawTerrainMesh(TerrainPrimitive& mesh) {
         return;
     }
     if (verticalOffset_ != 0) Raise(mesh);
-    graphics_->DrawMeshes(texture_ != nullptr ? texture_->Prepare(mesh) : PlainBatch(mesh));
+    const RenderMeshBatch& batch = texture_ != nullptr ? texture_->Prepare(mesh) : PlainBatch(mesh);
+    if (solid_) solid_ = Solid(batch);
+    graphics_->DrawMeshes(batch);
 }
 
 void FrameCycle::DrawWatched(TerrainPrimitive& mesh) {
@@ -344,6 +382,7 @@ void FrameCycle::DrawWatched(TerrainPrimitive& mesh) {
         batch = texture_ != nullptr ? &texture_->Prepare(mesh) : &PlainBatch(mesh);
     }
     if (watching_ != nullptr) watching_->OnBatch(textureIndex_, *batch);
+    if (solid_) solid_ = Solid(*batch);
     const Stopwatch watch(timing_, times_.draw);
     graphics_->DrawMeshes(*batch);
 }

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 
 #include "base/status.h"
 #include "base/views.h"
@@ -70,6 +71,7 @@ private:
     void FlushForObserver();
     Status DrawTexture(TerrainLayer& layer, int view, int index, float exaggeration);
     void EndViewPass(const FrameScene& frame, int view);
+    void NoteGround(const TerrainLayer& layer, const TextureLayer& texture, float exaggeration);
     void DrawCompass(const FrameScene& frame);
     void DrawLocator(const FrameScene& frame);
     void DrawVeil(const FrameScene& frame);
@@ -89,6 +91,8 @@ private:
     int textureIndex_ = 0;
     float verticalOffset_ = 0;  // scene units
     bool wireframe_ = false;
+    bool solid_ = false;                 // what is drawn of the texture has no hole
+    std::optional<SolidGround> ground_;  // under the current view's eye
     FrameObserver* observer_ = nullptr;
     FrameObserver* watching_ = nullptr;  // the observer while it is told of a layer
     bool timing_ = false;

@@ -236,6 +236,7 @@ TextureHandle* OpenGLGraphicsSystem::CreateTexture(std::span<const std::byte> pi
         live_.erase(made);
         return nullptr;
     }
+    texture.SetOpaque(sky || AllOpaque(pixels));
     texture.SetLoaded(true);
     ++counters_.uploads;
     return &texture;

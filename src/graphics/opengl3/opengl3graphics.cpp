@@ -562,7 +562,7 @@ void OpenGL3GraphicsSystem::Gather(const RenderMesh& mesh) {
             mesh.texcoords.Count() >= count) {
             auto& texture = static_cast<OpenGL3Texture&>(*mesh.texture);
             material.texture = texture.Native();
-            solid = texture.opaque;
+            solid = texture.Opaque();
             material.backdrop = texture.use == TextureUse::Sky;
             place = &texture.place;
         }

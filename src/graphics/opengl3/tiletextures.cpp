@@ -1,7 +1,6 @@
 #include "graphics/opengl3/tiletextures.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -9,22 +8,6 @@
 #include "graphics/opengl/driver.h"
 
 namespace tarnvale {
-
-namespace {
-
-bool AllOpaque(std::span<const std::byte> bgra) {
-    constexpr std::uint32_t kAlpha = 0xFF000000U;
-    std::uint32_t all = kAlpha;
-    for (std::size_t i = 0; i + 4 <= bgra.size(); i += 4) {
-        std::uint32_t pixel = 0;
-        std::memcpy(&pixel, &bgra[i], 4);
-        all &= pixel;
-    }
-    return all == kAlpha;
-}
-static_assert(std::endian::native == std::endian::little, "alpha is a pixel's last byte");
-
-}  // namespace
 
 void TileTextures::Open() {
     pixels_ = GlBuffer::Make();
@@ -105,7 +88,7 @@ bool TileTextures::Fill(OpenGL3Texture& texture, std::span<const std::byte> pixe
         texture.use = use;
     }
     texture.halved = false;
-    texture.opaque = use == TextureUse::Sky || AllOpaque(pixels);
+    texture.SetOpaque(use == TextureUse::Sky || AllOpaque(pixels));
     return SendPixels(pixels, width, height);
 }
 

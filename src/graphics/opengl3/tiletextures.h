@@ -23,7 +23,6 @@ public:
     std::uint64_t bytes = 0;  ///< as counted against the budget
     int width = 0, height = 0;
     TextureUse use = TextureUse::Terrain;
-    bool opaque = false;    ///< no texel lets anything through
     bool halved = false;    ///< has its smaller copies
     bool mirrored = false;  ///< a sky that goes around there and back
 
