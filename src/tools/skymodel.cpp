@@ -71,12 +71,10 @@ public:
         veils_.resize(raw.size());
         ForRows(rows_, [&](int row) {
             const float y = (static_cast<float>(row) + 0.5F) / static_cast<float>(rows_);
-            // At the zenith all columns are one place, so they must have one grain.
-            const float grained = demo::Smooth(0.02F, 0.2F, y);
             for (int column = 0; column < columns_; ++column) {
                 const float x = (static_cast<float>(column) + 0.5F) / static_cast<float>(columns_);
-                const float grain = 0.5F + (Grain(column, row, 5) - 0.5F) * grained;
-                raw[Index(column, row)] = HeapClouds(air, around, DirectionOf(x, y), grain);
+                raw[Index(column, row)] =
+                    HeapClouds(air, around, DirectionOf(x, y), Grain(column, row, 5));
             }
         });
         ForRows(rows_, [&](int row) {

@@ -105,6 +105,21 @@ TEST(SkyModel, BrokenCloudHasCloudsAndGaps) {
     EXPECT_GT(blue, all / 8);
 }
 
+// Who looks up sees both halves at once: a cloud there would have its twin beside it.
+TEST(SkyModel, NoCloudOverheadShowsThatTheSkyGoesAroundTwice) {
+    for (const StandardSky which : {StandardSky::BrokenCloud, StandardSky::Sunset}) {
+        const Painted sky(which);
+        for (int row = 0; row < kRows / 4; ++row) {
+            int least = 255, greatest = 0;
+            for (int column = 0; column < kColumns; ++column) {
+                least = std::min(least, sky.At(column, row, 0));
+                greatest = std::max(greatest, sky.At(column, row, 0));
+            }
+            ASSERT_LE(greatest - least, 32) << static_cast<int>(which) << ", row " << row;
+        }
+    }
+}
+
 TEST(SkyModel, SunsetGlowsWhereTheSunIs) {
     const Painted sky(StandardSky::Sunset);
     const int low = kRows - 3;
