@@ -94,9 +94,9 @@ public:
     }
 
     [[nodiscard]] Veil At(float x, float y) const {
-        const float across = std::max(x * static_cast<float>(columns_) - 0.5F, 0.0F);
+        const float across = x * static_cast<float>(columns_) - 0.5F;
         const float down = std::max(y * static_cast<float>(rows_) - 0.5F, 0.0F);
-        const int column = static_cast<int>(across), row = static_cast<int>(down);
+        const int column = demo::Floor(across), row = static_cast<int>(down);
         const float u = across - static_cast<float>(column), v = down - static_cast<float>(row);
         const auto mix = [](const Veil& a, const Veil& b, float t) {
             return Veil{Mix(a.light, b.light, t), a.passes + (b.passes - a.passes) * t};
@@ -108,8 +108,9 @@ public:
     }
 
 private:
+    /// Beside the right edge lies the left one: the sky goes around.
     [[nodiscard]] std::size_t Index(int column, int row) const {
-        const int x = std::clamp(column, 0, columns_ - 1), y = std::clamp(row, 0, rows_ - 1);
+        const int x = (column + columns_) % columns_, y = std::clamp(row, 0, rows_ - 1);
         return static_cast<std::size_t>(y) * static_cast<std::size_t>(columns_) +
                static_cast<std::size_t>(x);
     }
