@@ -386,15 +386,15 @@ Status CTarnvaleApp::OpenLandscape(const FILEPATH& path) {
         return status;
     }
     if (options_ != nullptr) options_->LandscapeOpened();
-    if (const std::string& problem = simulator_->SkyProblem(); !problem.empty()) {
-        QMessageBox::warning(mainFrame_.get(), QStringLiteral("Tarnvale"),
-                             QString::fromStdString(problem));
-    }
     mainFrame_->AddRecentFile(file);
     mainFrame_->ShowLandscapeName(file);
     ListAtlasesOf(file);
     _iniWrite("SimulatorFilePath", file.string());
     if (commandLineView_.active && filesOpened_ == 1) RestoreView();
+    if (const std::string& problem = simulator_->SkyProblem(); !problem.empty()) {
+        QMessageBox::warning(mainFrame_.get(), QStringLiteral("Tarnvale"),
+                             QString::fromStdString(problem));
+    }
     mainFrame_->FocusView();
     return status;
 }
