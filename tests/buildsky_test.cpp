@@ -114,6 +114,13 @@ TEST(BuildSky, WhatIsWrongIsToldInOneLineAndNothingIsLeft) {
     std::ofstream(folder / "text.png") << "no picture";
     const std::string text = (folder / "text.png").string();
     const std::string cut = Picture(folder / "cut.tif", 600, 600, 3);
+    const std::string jpeg = (folder / "cut.jpg").string();
+    {
+        const GDALDatasetUniquePtr whole(GDALDataset::Open(cut.c_str()));
+        GDALDatasetUniquePtr(GetGDALDriverManager()->GetDriverByName("JPEG")->CreateCopy(
+            jpeg.c_str(), whole.get(), FALSE, nullptr, nullptr, nullptr));
+    }
+    fs::resize_file(jpeg, fs::file_size(jpeg) / 2);
     fs::resize_file(cut, fs::file_size(cut) / 2);
     const std::string dot = Picture(folder / "dot.tif", 1, 1, 3);
     Sketch blank(8, 8, {0, 1, 0, 0, 0, -1});
@@ -121,13 +128,6 @@ TEST(BuildSky, WhatIsWrongIsToldInOneLineAndNothingIsLeft) {
     blank.noData = -9999;
     const std::string empty =
         blank.Band([](double, double) { return -9999; }).Save(folder / "empty.tif");
-    const std::string jpeg = (folder / "cut.jpg").string();
-    {
-        const GDALDatasetUniquePtr whole(GDALDataset::Open(good.c_str()));
-        GDALDatasetUniquePtr(GetGDALDriverManager()->GetDriverByName("JPEG")->CreateCopy(
-            jpeg.c_str(), whole.get(), FALSE, nullptr, nullptr, nullptr));
-    }
-    fs::resize_file(jpeg, fs::file_size(jpeg) * 3 / 4);
     const std::string out = (outputs / "out.sim").string();
     const struct {
         const char* what;

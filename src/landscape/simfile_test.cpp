@@ -335,6 +335,7 @@ TEST(SimulatorFile, MoreRastersThanAnyLandscapeHasAreRefusedInOneLine) {
 TEST(SimulatorFile, MoreSkiesThanAnybodyHasAreLeftOut) {
     const ScratchFolder folder;
     const FILEPATH path = folder / "skies.sim";
+    ASSERT_EQ(setenv("TARNVALE_SKY_FILE", "none", 1), 0);
     ASSERT_TRUE(Good(ZPF::WriteLandscape(path)));
     ZPF::RunSql(path, CopiesOfRasters(60000) +
                           ";UPDATE zpf_object SET type = 2, name = 'sky' WHERE number < 40 AND "
@@ -344,6 +345,7 @@ TEST(SimulatorFile, MoreSkiesThanAnybodyHasAreLeftOut) {
     ASSERT_TRUE(Good(ReadSoon(path, file))) << GetErrPosn().detail;
     EXPECT_EQ(ListSkies(file).size(), 1024U);
     EXPECT_NE(file.SkyProblem().find("more than 1024 skies"), QNSTRING::npos);
+    ASSERT_EQ(unsetenv("TARNVALE_SKY_FILE"), 0);
 }
 
 // Each link between two systems takes some ten milliseconds to find.

@@ -7,6 +7,8 @@
 #include <cmath>
 #include <string>
 
+#include "tools/skystars.h"
+
 namespace tarnvale {
 namespace {
 
@@ -127,6 +129,14 @@ TEST(SkyModel, SunsetGlowsWhereTheSunIs) {
     const double redAtSun = sky.Mean(low, 0, kColumns - 30, kColumns);
     EXPECT_GT(redAtSun, sky.Mean(low, 2, kColumns - 30, kColumns) + 80);
     EXPECT_GT(redAtSun, sky.Mean(kRows / 2, 0, 0, 30) + 60);
+}
+
+TEST(SkyModel, TheMilkyWayHasNoSeamWhereThePictureGoesAroundAgain) {
+    const sky::Night night(1e-6F);  // stars too small to be met
+    for (float polar = 0.05F; polar < 0.5F; polar += 0.05F) {
+        const float x = 1e-4F, y = std::sin(polar), z = std::cos(polar);
+        EXPECT_NEAR(night.Radiance({x, y, z}).g, night.Radiance({x, -y, z}).g, 2e-4F) << polar;
+    }
 }
 
 TEST(SkyModel, NightHasFewBrightStarsAndManyFaintOnes) {
