@@ -35,8 +35,8 @@ with Desktop(sys.argv[1], sys.argv[2], TARNVALE_SKY_FILE=str(damaged)) as deskto
     desktop.ini.write_text("Theme=light\nLanguage=en\n")
     program = desktop.start(landscape)
     title = "land - Tarnvale"
-    wait_for(lambda: desktop.window("Tarnvale"), 60, "the message about the damaged file of skies")
-    desktop.focus("Tarnvale")
+    wait_for(lambda: desktop.window(title), 60, "the landscape")
+    desktop.focus("Tarnvale")  # the message about the damaged file of skies
     desktop.picture("damaged")
     desktop.key("Return")
     main = desktop.focus(title)

@@ -100,10 +100,10 @@ QNSTRING AddOwnSkies(const ZPF::FILEHANDLE& file, QNLIST<SimSkyEntry>& skies) {
 /// The skies of a file of them. @return what is wrong with it, or empty
 QNSTRING AddReferenceSkies(const FILEPATH& path, QNLIST<SimSkyEntry>& skies) {
     ZPF::FILEHANDLE file;
-    if (const Status opened = file.Open(path, ZPF::OpenMode::Read); !opened.Good()) {
-        return GetErrString(opened) +
-               "; its skies are left out: make the file anew with tarnvale-build --sky-file, or "
-               "install the program again";
+    if (!file.Open(path, ZPF::OpenMode::Read).Good()) {
+        return path.string() +
+               " can't be read, so that its skies are left out: make the file anew with "
+               "tarnvale-build --sky-file, or install the program again";
     }
     std::size_t room = kMostSkies;
     const std::size_t before = skies.size();
