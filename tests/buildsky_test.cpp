@@ -1,3 +1,4 @@
+#include <gdal_priv.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -81,6 +82,28 @@ TEST(BuildSky, AFileOfSkiesTakesPicturesOfEverySizeAndDepth) {
     for (const std::byte shade : line) EXPECT_LT(std::to_integer<int>(shade), 3);
 }
 
+TEST(BuildSky, FewBitsAreAllShades) {
+    const fs::path folder = FreshFolder();
+    for (const int bits : {1, 2, 4}) {
+        const int most = (1 << bits) - 1;
+        Sketch picture(16, 4, {0, 1, 0, 0, 0, -1});
+        picture.bits = bits;
+        picture.type = GDT_Byte;
+        picture.Band([=](double x, double) { return x > 8 ? most : 0; });
+        const std::string out = (folder / "some.sky").string();
+        BuildWell({"--overwrite", "--sky-file", out, picture.Save(folder / "few.tif")});
+        ZPF::FILEHANDLE file;
+        ASSERT_TRUE(file.Open(out, ZPF::OpenMode::Read).Good());
+        ZPF::RASTERHANDLE raster;
+        ASSERT_TRUE(
+            raster.Open(file, file.FindObject(kRootObject, ObjectType::Raster, "few")).Good());
+        std::vector<std::byte> line(48);
+        ASSERT_TRUE(raster.ReadLine(2, 0, 16, line, ZPF::LineForm::Raw).Good());
+        EXPECT_LT(std::to_integer<int>(line[3]), 20) << bits;
+        EXPECT_GT(std::to_integer<int>(line[45]), 235) << bits;
+    }
+}
+
 TEST(BuildSky, WhatIsWrongIsToldInOneLineAndNothingIsLeft) {
     const fs::path folder = FreshFolder();
     const fs::path outputs = folder / "outputs";
@@ -91,7 +114,20 @@ TEST(BuildSky, WhatIsWrongIsToldInOneLineAndNothingIsLeft) {
     std::ofstream(folder / "text.png") << "no picture";
     const std::string text = (folder / "text.png").string();
     const std::string cut = Picture(folder / "cut.tif", 600, 600, 3);
+    const std::string jpeg = (folder / "cut.jpg").string();
+    {
+        const GDALDatasetUniquePtr whole(GDALDataset::Open(cut.c_str()));
+        GDALDatasetUniquePtr(GetGDALDriverManager()->GetDriverByName("JPEG")->CreateCopy(
+            jpeg.c_str(), whole.get(), FALSE, nullptr, nullptr, nullptr));
+    }
+    fs::resize_file(jpeg, fs::file_size(jpeg) / 2);
     fs::resize_file(cut, fs::file_size(cut) / 2);
+    const std::string dot = Picture(folder / "dot.tif", 1, 1, 3);
+    Sketch blank(8, 8, {0, 1, 0, 0, 0, -1});
+    blank.type = GDT_Float32;
+    blank.noData = -9999;
+    const std::string empty =
+        blank.Band([](double, double) { return -9999; }).Save(folder / "empty.tif");
     const std::string out = (outputs / "out.sim").string();
     const struct {
         const char* what;
@@ -100,6 +136,9 @@ TEST(BuildSky, WhatIsWrongIsToldInOneLineAndNothingIsLeft) {
     } cases[] = {
         {"no picture", {"--dem", dem, "--sky", text, out}, "text.png"},
         {"half a picture", {"--dem", dem, "--sky", cut, out}, "cut.tif"},
+        {"half a JPEG", {"--sky-file", out, jpeg}, "cut.jpg can't be read"},
+        {"one pixel", {"--sky-file", out, dot}, "dot.tif has 1 x 1 pixels"},
+        {"no value", {"--sky-file", out, empty}, "empty.tif is empty"},
         {"a folder", {"--sky-file", out, folder.string()}, "folder"},
         {"no such file", {"--sky-file", out, good, "none.png"}, "none.png: no such file"},
         {"the second is none", {"--sky-file", out, good, text}, "text.png"},

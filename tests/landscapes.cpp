@@ -29,8 +29,11 @@ std::vector<std::byte> ReadCells(ZPF::RASTERHANDLE& raster) {
 std::string Sketch::Save(const fs::path& path) const {
     GDALAllRegister();
     GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("GTiff");
+    CPLStringList options;
+    if (bits > 0) options.SetNameValue("NBITS", std::to_string(bits).c_str());
     std::unique_ptr<GDALDataset, decltype(&GDALClose)> file(
-        driver->Create(path.c_str(), columns, rows, static_cast<int>(bands.size()), type, nullptr),
+        driver->Create(path.c_str(), columns, rows, static_cast<int>(bands.size()), type,
+                       options.List()),
         GDALClose);
     GDALDataset* dataset = file.get();
     std::array<double, 6> six = place;

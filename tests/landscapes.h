@@ -32,6 +32,7 @@ struct Sketch {
     std::optional<double> noData;
     std::string unit;
     bool lastIsAlpha = false;
+    int bits = 0;  ///< of each value; 0 for as many as its type has
 
     Sketch(int c, int r, std::array<double, 6> p) : columns(c), rows(r), place(p) {}
 

@@ -4,6 +4,7 @@ options, and the map has none.
 
 usage: sky_test.py BIN_DIR WORK_DIR
 """
+import pathlib
 import subprocess
 import sys
 import time
@@ -21,7 +22,9 @@ def colour(file, crop=UPPER):
     return [float(part) for part in answer.stdout.split()]
 
 
-with Desktop(sys.argv[1], sys.argv[2]) as desktop:
+damaged = pathlib.Path(sys.argv[2]) / "damaged.sky"
+with Desktop(sys.argv[1], sys.argv[2], TARNVALE_SKY_FILE=str(damaged)) as desktop:
+    damaged.write_text("no skies")
     pictures = []
     for name, shade in ("red", "#d02010"), ("green", "#109030"):
         pictures.append(desktop.work / f"{name}.png")
@@ -32,6 +35,10 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     desktop.ini.write_text("Theme=light\nLanguage=en\n")
     program = desktop.start(landscape)
     title = "land - Tarnvale"
+    wait_for(lambda: desktop.window(title), 60, "the landscape")
+    desktop.focus("Tarnvale")  # the message about the damaged file of skies
+    desktop.picture("damaged")
+    desktop.key("Return")
     main = desktop.focus(title)
     time.sleep(3)
 

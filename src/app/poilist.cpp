@@ -38,6 +38,10 @@ public:
             const QRect swatch =
                 option.rect.adjusted(kSwatchMargin, kSwatchMargin, -kSwatchMargin, -kSwatchMargin);
             painter->fillRect(swatch, index.data(kColourRole).value<QColor>());
+            // A colour like the list's own would not be seen. This one lies between it and the
+            // text's.
+            painter->setPen(option.palette.color(QPalette::PlaceholderText));
+            painter->drawRect(swatch.adjusted(0, 0, -1, -1));
             return;
         }
         if (column != kSelected && column != kShown) return;

@@ -10,6 +10,7 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QTimer>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -17,6 +18,7 @@
 #include "app/poisaving.h"
 #include "app/widgets_for_test.h"
 #include "base/settings.h"
+#include "qtbase/appearance.h"
 #include "qtbase/apptext.h"
 #include "simulator/fakes_for_test.h"
 #include "simulator/simulatr.h"
@@ -308,6 +310,22 @@ TEST_F(POIToolTest, MarkerAndColourComeFromDialogs) {
     EXPECT_EQ(after.green >> 8, 2);
     EXPECT_EQ(after.blue >> 8, 3);
     EXPECT_EQ(after.word, before.word);
+}
+
+TEST_F(POIToolTest, ASwatchOfTheListsOwnColourHasABorder) {
+    Click("create_poi");
+    for (const char* const theme : {"light", "dark"}) {
+        ApplyTheme(theme);
+        const QColor own = List().palette().color(QPalette::Base);
+        List().SetColour(0, own);
+        const QRect cell = List().visualItemRect(List().item(0, POIList::kColor));
+        const QImage picture = List().viewport()->grab(cell).toImage();
+        EXPECT_EQ(picture.pixelColor(cell.width() / 2, cell.height() / 2), own) << theme;
+        EXPECT_GT(std::abs(picture.pixelColor(2, cell.height() / 2).lightness() - own.lightness()),
+                  60)
+            << theme;
+    }
+    ApplyTheme("");
 }
 
 TEST_F(POIToolTest, ClosingEmptiesTheListAndOpeningBringsThePointsBack) {

@@ -363,6 +363,7 @@ Status CTarnvaleApp::OpenLandscape(const FILEPATH& path) {
     sideViews_->EnableCommands(false);
     mainFrame_->Reporter().Reset();
 
+    const Scene* const before = simulator_->GetScene();
     const Status status = LoadLandscape(file);
 
     mainFrame_->Reporter().End();
@@ -372,25 +373,28 @@ Status CTarnvaleApp::OpenLandscape(const FILEPATH& path) {
     RebuildMenus();
     const bool flying = simulator_->IsLandscapeReady(ReadyLevel::Terrain);
     mainFrame_->EnableLandscapeCommands(flying);
+    // Points and their views went with their landscape, even where the new one has failed since.
+    if (simulator_->GetScene() != before) {
+        landscape_ = flying ? file : FILEPATH();
+        sideViews_->CloseLandscapeViews();
+        if (POITool* const tool = PoiTool(); tool != nullptr && tool->isVisible()) tool->Refill();
+    }
     if (!status.Good()) {
         if (status.Code() == StatusCode::FileNotFound) mainFrame_->RemoveRecentFile(file);
         if (status.Code() != StatusCode::Cancelled) ShowError(status);
         if (!flying) RedrawView();
         return status;
     }
-    landscape_ = file;
-    sideViews_->CloseLandscapeViews();
-    if (POITool* const tool = PoiTool(); tool != nullptr && tool->isVisible()) tool->Refill();
     if (options_ != nullptr) options_->LandscapeOpened();
-    if (const std::string& problem = simulator_->SkyProblem(); !problem.empty()) {
-        QMessageBox::warning(mainFrame_.get(), QStringLiteral("Tarnvale"),
-                             QString::fromStdString(problem));
-    }
     mainFrame_->AddRecentFile(file);
     mainFrame_->ShowLandscapeName(file);
     ListAtlasesOf(file);
     _iniWrite("SimulatorFilePath", file.string());
     if (commandLineView_.active && filesOpened_ == 1) RestoreView();
+    if (const std::string& problem = simulator_->SkyProblem(); !problem.empty()) {
+        QMessageBox::warning(mainFrame_.get(), QStringLiteral("Tarnvale"),
+                             QString::fromStdString(problem));
+    }
     mainFrame_->FocusView();
     return status;
 }

@@ -296,12 +296,18 @@ void AtlasWindow::UpdateActions() {
 void AtlasWindow::AskForAtlas() {
     const FILEPATH file = AskForAtlasFile(this, file_.parent_path());
     if (file.empty()) return;
-    if (instance_ != nullptr && file != file_ &&
-        instance_->Take(file) == SingleInstance::Claim::Called) {
-        return;  // the window that has it came to the front
-    }
-    if (const Status opened = Open(file); !opened.Good())
+    if (const Status opened = OpenInstead(file); !opened.Good())
         QMessageBox::critical(this, TextOf("atlas_title"), Line(opened));
+}
+
+Status AtlasWindow::OpenInstead(const FILEPATH& file) {
+    const bool claims = instance_ != nullptr && file != file_;
+    if (claims && instance_->Take(file) == SingleInstance::Claim::Called)
+        return StatusCode::Ok;  // the window that has it came to the front
+    const Status opened = Open(file);
+    // This window still shows the other one, and nobody the file that failed.
+    if (claims && !opened.Good()) (void)instance_->Take(file_);
+    return opened;
 }
 
 void AtlasWindow::ShowAbout() {

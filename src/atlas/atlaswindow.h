@@ -29,6 +29,8 @@ public:
     /// Shows an atlas in place of the one before.
     /// @return what is wrong with it, and the window stays as it was
     Status Open(const FILEPATH& file);
+    /// The same, unless another program has that file, which then shows its window. @return as Open
+    Status OpenInstead(const FILEPATH& file);
     [[nodiscard]] const FILEPATH& File() const noexcept { return file_; }
     [[nodiscard]] const std::vector<MapWidget*>& Views() const noexcept { return views_; }
     /// In front of the others, and at the start place again.

@@ -12,6 +12,7 @@
 #include "atlas/atlaswindow.h"
 #include "atlas/mapcamera.h"
 #include "atlas/mappicture.h"
+#include "atlas/singleinstance.h"
 #include "base/textres.h"
 #include "landscape/atlas.h"
 #include "zpf/sample_for_test.h"
@@ -330,6 +331,29 @@ TEST_F(AtlasWindowTest, EverythingHasANameAndTheTabKeyReachesIt) {
     }
     ::setenv("LC_ALL", "C", 1);
     TEXTRES::Terminate();
+}
+
+TEST_F(AtlasWindowTest, ABadAtlasIsNotClaimedInPlaceOfTheShownOne) {
+    std::filesystem::permissions(folder / "", std::filesystem::perms::owner_all);
+    const QByteArray before = qgetenv("XDG_RUNTIME_DIR");
+    qputenv("XDG_RUNTIME_DIR", QByteArray::fromStdString((folder / "").parent_path().string()));
+    const auto claims = [this] {
+        std::set<std::string> locks;
+        for (const auto& entry : std::filesystem::directory_iterator(folder / ""))
+            if (entry.path().extension() == ".lock") locks.insert(entry.path().string());
+        return locks;
+    };
+    SingleInstance instance;
+    ASSERT_EQ(instance.Take(path), SingleInstance::Claim::Mine);
+    AtlasWindow window;
+    window.SetInstance(&instance);
+    Show(window);
+    const std::set<std::string> own = claims();
+    ASSERT_EQ(own.size(), 1U);
+    ZPF::WriteFile(folder / "bad.atl", std::string("[Sedgelineatlas]\nTitle=T\n"));
+    EXPECT_EQ(window.OpenInstead(folder / "bad.atl").Code(), StatusCode::AtlasIncomplete);
+    EXPECT_EQ(claims(), own);
+    qputenv("XDG_RUNTIME_DIR", before);
 }
 
 TEST_F(AtlasWindowTest, ABadAtlasLeavesTheWindowAsItWas) {

@@ -61,15 +61,15 @@ bool IsSkyName(const QNSTRING& name) {
 }
 
 /// Adds the rasters under `parent` that open and have at most `widest` columns, as one list.
-/// @return FileRefused where there are more than anybody has skies
-Status AddSkies(const ZPF::FILEHANDLE& file, int parent, int widest, QNLIST<SimSkyEntry>& skies) {
+/// @param room  in, out: how many more are looked at in this file
+/// @return false where there are more than that
+bool AddSkies(const ZPF::FILEHANDLE& file, int parent, int widest, std::size_t& room,
+              QNLIST<SimSkyEntry>& skies) {
     SimSkyEntry entry;
-    const std::vector<int> rasters = ChildrenOf(file, parent, ObjectType::Raster);
-    if (rasters.size() > kMostSkies) {
-        return _SetErrPosn(StatusCode::FileRefused,
-                           fmt::format("{}: more than {} sky rasters in one place; split the file",
-                                       file.GetFilePath().string(), kMostSkies));
-    }
+    std::vector<int> rasters = ChildrenOf(file, parent, ObjectType::Raster);
+    const bool all = rasters.size() <= room;
+    if (!all) rasters.resize(room);
+    room -= rasters.size();
     for (const int number : rasters) {
         ZPF::RASTERHANDLE raster;
         ZPFObjectItem item;
@@ -79,7 +79,40 @@ Status AddSkies(const ZPF::FILEHANDLE& file, int parent, int widest, QNLIST<SimS
         }
     }
     if (!entry.rasters.empty()) skies.push_back(std::move(entry));
-    return StatusCode::Ok;
+    return all;
+}
+
+/// The landscape's own skies, in its folders of that name.
+/// @return what is wrong with them, or empty
+QNSTRING AddOwnSkies(const ZPF::FILEHANDLE& file, QNLIST<SimSkyEntry>& skies) {
+    bool all = true;
+    std::size_t room = kMostSkies;
+    for (const int folder : ChildrenOf(file, kRootObject, ObjectType::Folder)) {
+        ZPFObjectHeader header;
+        if (file.ReadObjectHeader(folder, header).Good() && IsSkyName(header.name))
+            all = AddSkies(file, folder, kWidestSky, room, skies) && all;
+    }
+    if (all) return {};
+    return fmt::format("{} has more than {} skies; the others are left out",
+                       file.GetFilePath().string(), kMostSkies);
+}
+
+/// The skies of a file of them. @return what is wrong with it, or empty
+QNSTRING AddReferenceSkies(const FILEPATH& path, QNLIST<SimSkyEntry>& skies) {
+    ZPF::FILEHANDLE file;
+    if (!file.Open(path, ZPF::OpenMode::Read).Good()) {
+        return path.string() +
+               " can't be read, so that its skies are left out: make the file anew with "
+               "tarnvale-build --sky-file, or install the program again";
+    }
+    std::size_t room = kMostSkies;
+    const std::size_t before = skies.size();
+    if (!AddSkies(file, kRootObject, ZPF::kMaximumSide, room, skies)) {
+        return fmt::format("{} has more than {} skies; the others are left out", path.string(),
+                           kMostSkies);
+    }
+    if (skies.size() > before) return {};
+    return path.string() + " holds no sky: make the file anew with tarnvale-build --sky-file";
 }
 
 /// The reference file of skies; empty if there is none. The environment variable
@@ -128,20 +161,10 @@ Status SimulatorFile::Read(const FILEPATH& path) {
 
     SimulatorFile read;
     read.path_ = path;
-    for (const int folder : ChildrenOf(file, kRootObject, ObjectType::Folder)) {
-        ZPFObjectHeader header;
-        if (file.ReadObjectHeader(folder, header).Good() && IsSkyName(header.name)) {
-            if (const Status added = AddSkies(file, folder, kWidestSky, read.skies_);
-                !added.Good()) {
-                return added;
-            }
-        }
-    }
+    read.skyProblem_ = AddOwnSkies(file, read.skies_);
     if (const FILEPATH reference = FindSkyFile(); !reference.empty()) {
-        ZPF::FILEHANDLE skies;
-        if (skies.Open(reference, ZPF::OpenMode::Read).Good()) {
-            (void)AddSkies(skies, kRootObject, ZPF::kMaximumSide, read.skies_);
-        }
+        const QNSTRING problem = AddReferenceSkies(reference, read.skies_);
+        if (read.skyProblem_.empty()) read.skyProblem_ = problem;
     }
     if (const Status found = FindTerrains(file, read.terrains_); !found.Good()) return found;
     read.valid_ = !read.terrains_.empty();

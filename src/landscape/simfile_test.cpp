@@ -7,6 +7,7 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -180,6 +181,28 @@ TEST(SimulatorFile, FindsSkiesAndTexts) {
     EXPECT_EQ(listed[0].text, "Clouds") << "one alone needs no more";
     EXPECT_EQ(listed[1].text, TEXTRES::Text("Tarnvale.sky") + " / Stars");
     EXPECT_EQ(listed[2].text, TEXTRES::Text("Tarnvale.sky") + " / Dawn");
+    EXPECT_EQ(file.SkyProblem(), "");
+
+    const struct {
+        const char* what;
+        std::function<void(const FILEPATH&)> make;
+    } cases[] = {
+        {"cut off", [](const FILEPATH& path) { std::filesystem::resize_file(path, 5000); }},
+        {"no project file", [](const FILEPATH& path) { std::ofstream(path) << "sky"; }},
+        {"without a sky",
+         [](const FILEPATH& path) {
+             std::filesystem::remove(path);
+             ASSERT_TRUE(Good(Landscape(path).Writer().Commit()));
+         }},
+    };
+    for (const auto& one : cases) {
+        one.make(folder / "Tarnvale.sky");
+        ASSERT_TRUE(Good(file.Read(folder / "sky.sim"))) << one.what;
+        EXPECT_EQ(ListSkies(file).size(), 1U) << one.what;
+        EXPECT_NE(file.SkyProblem().find((folder / "Tarnvale.sky").string()), QNSTRING::npos)
+            << one.what << ": " << file.SkyProblem();
+        EXPECT_NE(file.SkyProblem().find("make the file anew"), QNSTRING::npos) << one.what;
+    }
     ASSERT_EQ(unsetenv("TARNVALE_RESOURCES"), 0);
 }
 
@@ -291,10 +314,6 @@ TEST(SimulatorFile, MoreRastersThanAnyLandscapeHasAreRefusedInOneLine) {
              " WHERE srs_id = 32633;"
              "UPDATE zpf_raster SET srs_id = 60000 + object WHERE object >= 10",
          StatusCode::FileRefused, "more than 64 coordinate reference systems"},
-        {"more skies",
-         CopiesOfRasters(60000) + ";UPDATE zpf_object SET type = 2, name = 'sky' WHERE number = 10;"
-                                  "UPDATE zpf_object SET parent = 10 WHERE number > 10",
-         StatusCode::FileRefused, "more than 1024 sky rasters"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
@@ -311,6 +330,22 @@ TEST(SimulatorFile, MoreRastersThanAnyLandscapeHasAreRefusedInOneLine) {
             EXPECT_EQ(std::ranges::count(GetErrPosn().detail, '\n'), 0);
         }
     }
+}
+
+TEST(SimulatorFile, MoreSkiesThanAnybodyHasAreLeftOut) {
+    const ScratchFolder folder;
+    const FILEPATH path = folder / "skies.sim";
+    ASSERT_EQ(setenv("TARNVALE_SKY_FILE", "none", 1), 0);
+    ASSERT_TRUE(Good(ZPF::WriteLandscape(path)));
+    ZPF::RunSql(path, CopiesOfRasters(60000) +
+                          ";UPDATE zpf_object SET type = 2, name = 'sky' WHERE number < 40 AND "
+                          "number > 9;UPDATE zpf_object SET parent = 10 + number % 30 "
+                          "WHERE number > 40");
+    SimulatorFile file;
+    ASSERT_TRUE(Good(ReadSoon(path, file))) << GetErrPosn().detail;
+    EXPECT_EQ(ListSkies(file).size(), 1024U);
+    EXPECT_NE(file.SkyProblem().find("more than 1024 skies"), QNSTRING::npos);
+    ASSERT_EQ(unsetenv("TARNVALE_SKY_FILE"), 0);
 }
 
 // Each link between two systems takes some ten milliseconds to find.

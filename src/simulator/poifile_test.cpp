@@ -64,6 +64,15 @@ TEST_F(PoiFile, PointsBecomeFeaturesOnTheGlobe) {
     EXPECT_EQ(second["properties"]["marker"], "none");
 }
 
+TEST_F(PoiFile, APlaceBeyondThePoleIsNoOtherPlaceOnTheGlobe) {
+    Open("EPSG:32632");
+    Make(8, 500'000, 45'000'000, 1, "Far");  // once around the globe from 5000000
+    std::string text;
+    const Status written = WritePoiText(simulator, text);
+    EXPECT_EQ(written, Status(StatusCode::BadState)) << text;
+    EXPECT_NE(GetErrString(written).find("Far lies nowhere"), std::string::npos);
+}
+
 TEST_F(PoiFile, WithoutACoordinateSystemItSaysWhatIsMissing) {
     std::string text = "as it was";
     EXPECT_EQ(WritePoiText(simulator, text), Status(StatusCode::BadState)) << "no landscape";

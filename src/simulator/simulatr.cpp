@@ -77,7 +77,9 @@ Status Simulator::CheckReadyToDraw() const {
 Status Simulator::BuildScene(const SimulatorFile& file) {
     if (const Status ready = CheckReadyToDraw(); !ready.Good()) return ready;
     if (!file.Valid()) return _SetErrPosn(StatusCode::NoLandscape);
-    return Build(file.Terrains(), ListSkies(file));
+    const Status built = Build(file.Terrains(), ListSkies(file));
+    if (built.Good() && skyProblem_.empty()) skyProblem_ = file.SkyProblem();
+    return built;
 }
 
 Status Simulator::BuildScene(const QNLIST<SimTerrainEntry>& terrains) {

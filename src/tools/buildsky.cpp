@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 #include <system_error>
 
 #include "tools/buildinput.h"
@@ -50,16 +51,21 @@ DatasetPtr WithColours(DatasetPtr source, DatasetPtr& kept) {
 Status OpenPicture(const std::string& path, DatasetPtr& picture) {
     CPLErrorReset();
     picture.reset(GDALDataset::Open(path.c_str(), GDAL_OF_RASTER | GDAL_OF_READONLY));
-    if (picture == nullptr || picture->GetRasterCount() < 1 || picture->GetRasterXSize() < 2 ||
-        picture->GetRasterYSize() < 2) {
+    if (picture == nullptr || picture->GetRasterCount() < 1) {
         picture.reset();
         return CantRead(path);
     }
-    return StatusCode::Ok;
+    const int columns = picture->GetRasterXSize(), rows = picture->GetRasterYSize();
+    if (columns >= 2 && rows >= 2) return StatusCode::Ok;
+    picture.reset();
+    return _SetErrPosn(
+        StatusCode::FileRefused,
+        fmt::format("{} has {} x {} pixels; a sky needs at least 2 x 2", path, columns, rows));
 }
 
 /// Brings values of more than 8 bits to 0 to 255. @param values  interleaved by band
-void Stretch(GDALDataType type, const std::vector<float>& values, std::vector<std::uint8_t>& bytes,
+/// @return false if there is no number among them
+bool Stretch(GDALDataType type, const std::vector<float>& values, std::vector<std::uint8_t>& bytes,
              std::string& note) {
     float low = 0, high = 65535;
     if (type != GDT_UInt16) {
@@ -70,6 +76,7 @@ void Stretch(GDALDataType type, const std::vector<float>& values, std::vector<st
             low = std::min(low, value);
             high = std::max(high, value);
         }
+        if (low > high) return false;
         note =
             fmt::format("values from {:.4g} to {:.4g} were stretched over all shades", low, high);
     }
@@ -78,6 +85,20 @@ void Stretch(GDALDataType type, const std::vector<float>& values, std::vector<st
         const float shade = std::isfinite(value) ? (value - low) * gain : 0;
         return static_cast<std::uint8_t>(std::clamp(shade, 0.0F, 255.0F) + 0.5F);
     });
+    return true;
+}
+
+/// Pixels of a picture that the file marks as empty become no numbers.
+void TakeOutEmpty(GDALDataset& picture, const std::array<int, 3>& bands,
+                  std::vector<float>& values) {
+    for (std::size_t band = 0; band < bands.size(); ++band) {
+        int marked = 0;
+        const auto empty =
+            static_cast<float>(picture.GetRasterBand(bands[band])->GetNoDataValue(&marked));
+        if (marked == 0) continue;
+        for (std::size_t i = band; i < values.size(); i += bands.size())
+            if (values[i] == empty) values[i] = std::numeric_limits<float>::quiet_NaN();
+    }
 }
 
 /// Tiles out of a picture in memory; those at the far sides repeat its last pixels.
@@ -177,7 +198,11 @@ Status ReadSkyImage(const std::string& path, int widest, SkyImage& image) {
     }
     image.note.clear();
     if (bytes && kept == nullptr) SpreadBits(*picture->GetRasterBand(1), image.rgb);
-    if (!bytes) Stretch(type, values, image.rgb, image.note);
+    if (!bytes) TakeOutEmpty(*picture, bands, values);
+    if (!bytes && !Stretch(type, values, image.rgb, image.note)) {
+        return _SetErrPosn(StatusCode::FileRefused,
+                           path + " is empty: none of its pixels has a value");
+    }
     if (!scaled.empty()) image.note = scaled + (image.note.empty() ? "" : "; " + image.note);
     const std::filesystem::path file = path;
     image.name = file.stem().string();

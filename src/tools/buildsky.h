@@ -29,7 +29,8 @@ struct SkyEncoding {
 
 /// Reads a picture of any format that GDAL reads: colours, a palette or grey; alpha is left out.
 /// @param widest  columns; wider ones are scaled down, with a note
-/// @return FileNotFound, FileDamaged, ReadFailed: the detail tells which file and why
+/// @return FileNotFound, FileDamaged, FileRefused (less than 2 x 2 pixels, or all of them empty),
+///         ReadFailed: the detail tells which file and why
 Status ReadSkyImage(const std::string& path, int widest, SkyImage& image);
 
 /// Only looks whether a picture can be opened. @return as ReadSkyImage

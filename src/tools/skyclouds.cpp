@@ -50,13 +50,15 @@ float PathUp(const Direction& d, float height) {
     return -down + std::sqrt(down * down + 2 * Air::kEarth * height);
 }
 
-/// How wide clouds lie; below 0 there are none.
+/// How wide clouds lie; below 0 there are none. Few overhead, where one looks at both halves of the
+/// sky at once and would see that they are alike.
 float HeapCover(float x, float y) {
+    const float overhead = 1 - Smooth(0.5F, 1.9F, std::hypot(x, y));
     return Twofold(x, y, 1 / 0.42F,
                    [](float u, float v) {
                        return demo::Fractal(u * 0.42F + 7.6F, v * 0.42F - 5.2F, 3, 11U);
                    }) -
-           0.05F;
+           0.05F - 1.2F * overhead;
 }
 
 /// @param detail  octaves of the fine shape, less far away and for shadows
@@ -151,11 +153,11 @@ Veil HighClouds(const Air& air, const Light& around, const Direction& d) {
     const float streaks = demo::Fractal(bentX * 0.55F, bentY * 1.5F, octaves, 73U, 0.56F);
     const float patches = demo::Fractal(bentX * 0.22F - 4, bentY * 0.3F, 4, 74U);
     const float ripples = demo::Fractal(bentX * 2.6F, bentY * 3.8F, std::min(octaves, 4), 75U);
-    // Fewer where the sky is mirrored, in the north and around the sun: nobody is to see the
-    // mirror.
+    // Fewer where the sky is mirrored, in the north, around the sun and between them overhead:
+    // nobody is to see the mirror.
     const float level = std::hypot(d.x, d.y);
-    const float gap = (1 - Smooth(0.02F, 0.6F, std::abs(d.x) / std::max(level, 1e-6F))) *
-                      Smooth(0.1F, 0.6F, level);
+    const float gap = std::max(1 - Smooth(0.02F, 0.6F, std::abs(d.x) / std::max(level, 1e-6F)),
+                               1.4F * (1 - Smooth(0.1F, 0.8F, level)));
     const float thin =
         Smooth(-0.02F, 0.85F, streaks + 0.75F * patches - 0.05F - 0.75F * gap) * 0.8F;
     const float lumps = Smooth(0.22F, 0.8F, 0.62F * ripples + 0.9F * patches - gap) * 1.3F;

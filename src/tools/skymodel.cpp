@@ -71,12 +71,10 @@ public:
         veils_.resize(raw.size());
         ForRows(rows_, [&](int row) {
             const float y = (static_cast<float>(row) + 0.5F) / static_cast<float>(rows_);
-            // At the zenith all columns are one place, so they must have one grain.
-            const float grained = demo::Smooth(0.02F, 0.2F, y);
             for (int column = 0; column < columns_; ++column) {
                 const float x = (static_cast<float>(column) + 0.5F) / static_cast<float>(columns_);
-                const float grain = 0.5F + (Grain(column, row, 5) - 0.5F) * grained;
-                raw[Index(column, row)] = HeapClouds(air, around, DirectionOf(x, y), grain);
+                raw[Index(column, row)] =
+                    HeapClouds(air, around, DirectionOf(x, y), Grain(column, row, 5));
             }
         });
         ForRows(rows_, [&](int row) {
@@ -96,9 +94,9 @@ public:
     }
 
     [[nodiscard]] Veil At(float x, float y) const {
-        const float across = std::max(x * static_cast<float>(columns_) - 0.5F, 0.0F);
+        const float across = x * static_cast<float>(columns_) - 0.5F;
         const float down = std::max(y * static_cast<float>(rows_) - 0.5F, 0.0F);
-        const int column = static_cast<int>(across), row = static_cast<int>(down);
+        const int column = demo::Floor(across), row = static_cast<int>(down);
         const float u = across - static_cast<float>(column), v = down - static_cast<float>(row);
         const auto mix = [](const Veil& a, const Veil& b, float t) {
             return Veil{Mix(a.light, b.light, t), a.passes + (b.passes - a.passes) * t};
@@ -110,8 +108,9 @@ public:
     }
 
 private:
+    /// Beside the right edge lies the left one: the sky goes around.
     [[nodiscard]] std::size_t Index(int column, int row) const {
-        const int x = std::clamp(column, 0, columns_ - 1), y = std::clamp(row, 0, rows_ - 1);
+        const int x = (column + columns_) % columns_, y = std::clamp(row, 0, rows_ - 1);
         return static_cast<std::size_t>(y) * static_cast<std::size_t>(columns_) +
                static_cast<std::size_t>(x);
     }

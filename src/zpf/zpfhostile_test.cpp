@@ -262,6 +262,8 @@ TEST(Hostile, ATileThatIsNoneCostsOnlyItself) {
     std::vector<std::byte> png, half = JpegOf(kTileSide), plain;
     ASSERT_TRUE(Good(EncodePng(std::vector<std::byte>(kTileCells * 3), PixelOrder::Rgb, {}, png)));
     half.resize(half.size() / 2);
+    std::vector<std::byte> header = half;
+    header[24] = std::byte{15};  // a table of a number that none can have
     std::vector<std::byte> wide = png, grey, numbers;
     wide[17] = wide[21] = std::byte{0xFF};  // width and height in the header's middle bytes
     ASSERT_TRUE(Good(EncodePng(std::vector<std::byte>(kTileCells), PixelOrder::Grey, {}, grey)));
@@ -275,6 +277,7 @@ TEST(Hostile, ATileThatIsNoneCostsOnlyItself) {
         {"small JPEG", 2, JpegOf(256)},
         {"huge JPEG", 2, JpegOf(4096)},
         {"half a JPEG", 2, half},
+        {"JPEG with a broken header", 2, header},
         {"PNG that says it is huge", 2, wide},
         {"PNG with a flipped bit", 2, badCheck},
         {"PNG that swells behind its picture", 2, SwellingPng()},
