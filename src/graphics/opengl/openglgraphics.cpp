@@ -434,7 +434,7 @@ Status OpenGLGraphicsSystem::EndFrame() {
     if (finishFrames_) {
         fence_.Finish();
     } else {
-        fence_.NextFrame();
+        (void)fence_.NextFrame();
     }
     if (!window_->SwapBuffers()) {
         return _SetErrPosn(StatusCode::DeviceFailed, "the window system doesn't show the frame");
