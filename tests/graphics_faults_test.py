@@ -12,6 +12,7 @@ from desktop import Desktop, check, colours, difference, wait_for
 
 TITLE, POINT = "land - Tarnvale", "Point of interest 1"
 VIEW, STRIP = "620x400+10+160", "300x200+700+560"  # parts of the main view and the point's
+MARKER = "20x24+320+300"
 SETTINGS = "Theme=light\nLanguage=en\nCompass=true\n[popupmsg]\ntarnvale_POIInstructions_NoShow=true\n"
 
 with Desktop(sys.argv[1], sys.argv[2]) as desktop:
@@ -92,23 +93,27 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     main = desktop.focus(TITLE)
     desktop.xdotool("windowsize", "--sync", main, 660, 560, "windowmove", main, 0, 0)
     time.sleep(3)
+    unmarked = desktop.picture("unmarked")
     desktop.key("F8", pause=2)
-    desktop.focus("Points of interest")
+    tool = desktop.focus("Points of interest")
+    desktop.xdotool("windowmove", tool, 690, 20)
     desktop.key("alt+o", "alt+n", pause=2)
     view = desktop.focus(POINT)
     desktop.xdotool("windowsize", "--sync", view, 520, 400, "windowmove", view, 680, 440)
-    desktop.xdotool("mousemove", 330, 350, "click", 1)  # the point goes to a hill that the main view shows
+    desktop.xdotool("mousemove", 330, 320, "click", 1)  # the point goes to a hill that the main view shows
     desktop.focus("Points of interest")
     desktop.key("Escape", pause=3)
     desktop.xdotool("mousemove", 640, 850)
     before = desktop.picture("before")
+    check(difference(unmarked, before, MARKER) > 0.02, "the point's marker stands in the main view")
     check(colours(before, VIEW) > 500 and colours(before, STRIP) > 100, "both views draw the landscape")
     lose(2)
     time.sleep(5)
     after = desktop.picture("after")
     check(desktop.window("Tarnvale") is None, "a lost device opens again without a word")
     check(stored("GraphicsSystem") == "opengl3", "by the same system")
-    check(difference(before, after, VIEW) < 0.001, "the main view is as before: ground, sky, compass and marker")
+    check(difference(before, after, VIEW) < 0.001, "the main view is as before: ground, sky and compass")
+    check(difference(before, after, MARKER) < 0.001, "the marker too")
     check(difference(before, after, STRIP) < 0.001, "and so is the point's view")
 
     # Lost, and it can't be opened again.
