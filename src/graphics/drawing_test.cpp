@@ -154,7 +154,7 @@ TEST_P(Drawing, TheAlphaTestComparesAsTold) {
         // Behind all that: it is seen where nothing left a depth.
         view.Draw(Quad(-1, -1, 1, 1, kBlue, -1));
         view.End();
-        const auto what = [&] {
+        const auto what = [function = function, reference = reference] {
             return testing::Message()
                    << "function " << static_cast<int>(function) << ", " << reference;
         };

@@ -26,7 +26,6 @@ constexpr float kMostAnisotropy = 8.0F;
 // Of extensions that the headers' core part doesn't name.
 constexpr GLenum kTextureMaxAnisotropy = 0x84FE, kMaxTextureMaxAnisotropy = 0x84FF;
 constexpr GLenum kTextureSrgbDecode = 0x8A48, kSkipDecode = 0x8A4A;
-constexpr COLOR kWhite{0xFFFF, 0xFFFF, 0xFFFF, 0};
 
 void Switch(GLenum what, bool on) {
     if (on) {
@@ -57,8 +56,10 @@ std::array<float, 4> Floats(COLOR colour) {
 }
 
 void Point(GLuint array, int components, std::size_t offset) {
-    glVertexAttribPointer(array, components, GL_FLOAT, GL_FALSE, 0,
-                          reinterpret_cast<const void*>(offset));
+    // A place in a buffer, which the call takes as a pointer.
+    glVertexAttribPointer(
+        array, components, GL_FLOAT, GL_FALSE, 0,
+        reinterpret_cast<const void*>(offset));  // NOLINT(performance-no-int-to-ptr)
 }
 
 std::size_t FloatsPerVertex(const Material& material) {

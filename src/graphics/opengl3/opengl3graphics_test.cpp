@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <functional>
 #include <memory>
@@ -381,8 +382,8 @@ TEST(OpenGL3Graphics, SmallerCopiesTakeAThirdOfTheBudgetOnceTheyAreWanted) {
     constexpr std::uint64_t kMiB = 1 << 20;
     const Scoped memory(settings::TextureMemory, 12);
     View view;
-    std::vector<TextureHandle*> made;
-    for (int i = 0; i < 12; ++i) made.push_back(view.Texture({1, 2, 3}));
+    std::array<TextureHandle*, 12> made{};
+    for (TextureHandle*& texture : made) texture = view.Texture({1, 2, 3});
     EXPECT_NE(made.back(), nullptr);
     EXPECT_EQ(view.Budget().Used(), 12 * kMiB);
     const auto draw = [&] {

@@ -76,8 +76,8 @@ OpenGL3Texture* TileTextures::Create(GraphicsSystem* owner, std::span<const std:
                                      const Wanted& wanted) {
     const auto& [width, height, use, copies] = wanted;
     const std::uint64_t bytes = BytesOf(width, height);
-    const bool paid = copies && use == TextureUse::Terrain;
-    const auto made = TakeOrMake(owner, paid ? bytes + bytes / 3 : bytes);
+    const bool tile = use == TextureUse::Terrain, paid = copies && tile;
+    const auto made = TakeOrMake(owner, !tile ? 0 : paid ? bytes + bytes / 3 : bytes);
     if (made == live_.end()) return nullptr;
     OpenGL3Texture& texture = *made->second;
     texture.copiesPaid = paid;
