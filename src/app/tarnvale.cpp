@@ -5,6 +5,7 @@
 #include <QIcon>
 #include <QMessageBox>
 #include <QScreen>
+#include <QTimer>
 #include <array>
 #include <cstdio>
 #include <new>
@@ -401,21 +402,39 @@ Status CTarnvaleApp::OpenLandscape(const FILEPATH& path) {
 
 void CTarnvaleApp::RedrawView() {
     if (simulator_ == nullptr || opening_ || graphics_ == nullptr || !graphics_->IsOpen()) return;
-    if (!simulator_->IsLandscapeReady(ReadyLevel::Terrain))
+    if (!simulator_->IsLandscapeReady(ReadyLevel::Terrain)) {
         (void)simulator_->Update(nullptr, false);
+        // Without flight no frame follows by itself, in which the device would be opened again.
+        if (graphics_->IsLost()) QTimer::singleShot(0, this, &CTarnvaleApp::RecoverView);
+    }
     TellOfScreenShots();
 }
 
-// The main view goes on with another kind of system where its own can't be opened again.
+void CTarnvaleApp::RecoverView() {
+    ReplaceLostGraphics();
+    RedrawView();
+}
+
+// The main view goes on with another kind of system where its own can't be opened again. One that
+// was lost just now is still open: the simulator opens it again with the next frame.
 void CTarnvaleApp::ReplaceLostGraphics() {
-    if (graphics_ == nullptr || !graphics_->IsLost()) return;
+    if (graphics_ == nullptr || !graphics_->IsLost() || graphics_->IsOpen()) {
+        lossTold_ = false;
+        return;
+    }
+    if (std::exchange(lossTold_, true)) return;
     ShowError(_SetErrPosn(StatusCode::DeviceRebuildFailed));
     const GraphicsSystem* const lost = graphics_;
     for (int entry = 0; entry < GraphicsSystemRegistry::kEntries; ++entry) {
         GraphicsSystem* const other = graphicsSystems_.At(entry);
         if (other == lost || !graphicsSystems_.Available(entry)) continue;
-        if (ChangeGraphicsSystem(other)) return;
+        if (ChangeGraphicsSystem(other)) {
+            ShowError(_SetErrPosn(StatusCode::GraphicsSystemReplaced,
+                                  TextOf(other->Name().c_str()).toStdString()));
+        }
+        if (graphics_->IsOpen()) break;
     }
+    simulator_->SkipTime();  // no frames were drawn behind the messages
 }
 
 void CTarnvaleApp::ShowError(Status status) {

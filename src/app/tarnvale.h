@@ -76,6 +76,7 @@ private:
     [[nodiscard]] bool OpenGraphics();
 
     void ReplaceLostGraphics();
+    void RecoverView();
     [[nodiscard]] Status AttachGraphics(GraphicsSystem& system);
     [[nodiscard]] Status LoadLandscape(const FILEPATH& file);
     void ConnectCommands();
@@ -125,6 +126,7 @@ private:
     int wheelDelta_ = 0;  // of the last wheel message; each frame clears it
     bool quit_ = false;
     bool opening_ = false;
+    bool lossTold_ = false;  // that the device couldn't be opened again
 };
 
 }  // namespace tarnvale

@@ -29,11 +29,13 @@ struct DrawingKind {
     bool texturesTakeLight;     ///< a texture is shaded by the lit material, else it replaces it
     bool blends;                ///< what is translucent lets through; else only the veil does
     bool veilAdds;              ///< the veil's colour is added, else mixed in
+    bool veilGlows;             ///< the veil has its colour twice, once without ambient light
     bool shortMeshEndsBatch;    ///< else it is left out alone
     bool plainMeshesTakeSun;    ///< a mesh without normals looks up, else ambient light is all
     bool fogHasDistances;       ///< start, end and density count, else fog ends one unit away
     bool smooths;               ///< heeds SmoothTexture and Antialias
     bool lightsAreDirectional;  ///< else a light stands at its position
+    bool lightsTurnWithModels;  ///< else a model that turns away from a light darkens
     bool remembersWhileClosed;  ///< states set while closed hold after opening
     int texelSteps;             ///< of 255, that a texel may be off: bits of a channel
 

@@ -89,18 +89,35 @@ TEST_P(Drawing, LightFallsOnTexturesWhereTheKindHasIt) {
 TEST_P(Drawing, WhatIsTranslucentLetsThroughWhereTheKindBlends) {
     ViewUnderTest view(GetParam());
     TextureHandle* half = view.Texture({0, 0, 255}, 128);
+    TextureHandle* solid = view.Texture({255, 255, 255});
     const COLOR quarter{0, 0xFFFF, 0, 0xC000};  // transparency 192 of 255
+    const Scoped wire(settings::WireframeColor, quarter);
     view.Begin();
     view.Draw(Quad(-1, -1, 1, 1, kRed));
-    view.Draw(Textured(half, -1, -1, 0, 1, 1));
+    view.Draw(Textured(half, -1, 0, 0, 1, 1));
+    for (TextureHandle* const texture : {half, solid}) {
+        const float x = texture == half ? -1.0F : -0.5F;
+        RenderMesh tinted = Textured(texture, x, -1, x + 0.5F, 0, 1);
+        tinted.colour = {0xFFFF, 0xFFFF, 0xFFFF, 0xC000};
+        view.Draw(std::move(tinted));
+    }
+    RenderMesh frame = Quad(0.5F + 1.0F / kSide, -2, 2, 2, kBlue, 1);
+    frame.wireframe = true;
+    view.Draw(std::move(frame));
     view.Draw(Quad(0, -1, 0.5F, 1, quarter, 1));
     const std::vector<Vec3f> line{{0.75F + 1.0F / kSide, -1, 0}, {0.75F + 1.0F / kSide, 1, 0}};
     view.system.DrawLines(line, quarter, LineMode::Segments);
     view.End();
     const bool blends = GetParam().blends;
     const int steps = GetParam().texelSteps + 1;
-    EXPECT_TRUE(IsNear(view.At(-0.5F, 0), blends ? Rgb{127, 0, 128} : kBluePixel, steps))
-        << "a texture's alpha: " << view.At(-0.5F, 0);
+    EXPECT_TRUE(IsNear(view.At(-0.5F, 0.5F), blends ? Rgb{127, 0, 128} : kBluePixel, steps))
+        << "a texture's alpha: " << view.At(-0.5F, 0.5F);
+    EXPECT_TRUE(IsNear(view.At(-0.75F, -0.5F), blends ? Rgb{127, 0, 128} : kBluePixel, steps))
+        << "whatever the material's: " << view.At(-0.75F, -0.5F);
+    EXPECT_TRUE(IsNear(view.At(-0.25F, -0.5F), {255, 255, 255}, steps))
+        << "of a texture without any: " << view.At(-0.25F, -0.5F);
+    EXPECT_TRUE(IsNear(view.At(0.5F, 0), blends ? Rgb{192, 63, 0} : kGreenPixel, 1))
+        << "a wire's: " << view.At(0.5F, 0);
     EXPECT_TRUE(IsNear(view.At(0.25F, 0), blends ? Rgb{192, 63, 0} : kGreenPixel, 1))
         << "a material's: " << view.At(0.25F, 0);
     EXPECT_TRUE(IsNear(view.At(0.75F, 0), blends ? Rgb{192, 63, 0} : kGreenPixel, 1))
@@ -137,7 +154,7 @@ TEST_P(Drawing, TheAlphaTestComparesAsTold) {
         // Behind all that: it is seen where nothing left a depth.
         view.Draw(Quad(-1, -1, 1, 1, kBlue, -1));
         view.End();
-        const auto what = [&] {
+        const auto what = [function = function, reference = reference] {
             return testing::Message()
                    << "function " << static_cast<int>(function) << ", " << reference;
         };
@@ -415,6 +432,30 @@ TEST_P(Drawing, TheSunShadesLitMeshesWhileItIsWanted) {
     EXPECT_NEAR(view.At(0.5F, -0.5F).g, GetParam().plainMeshesTakeSun ? 242 : 51, 1);
 }
 
+// Half a turn about x: what looked up looks down. Then twice the size, which halves the light.
+TEST_P(Drawing, ATurnedModelTakesItsLightAlongWhereTheKindDoesThat) {
+    ViewUnderTest view(GetParam());
+    GraphicsSystem::SetSunVector({0, 0, -1});
+    view.system.SetLightingWanted(true);
+    const auto seen = [&](const std::array<double, 16>& model, float normalZ) {
+        view.Begin();
+        view.system.SetAmbient({});
+        view.system.SetModelMatrix(model);
+        RenderMesh mesh = Quad(-1, -1, 1, 1, {0xFFFF, 0xFFFF, 0xFFFF, 0});
+        for (std::uint32_t i = 0; i < 4; ++i) mesh.normals.Append({0, 0, normalZ});
+        view.Draw(std::move(mesh));
+        view.End();
+        return view.At(0, 0).g;
+    };
+    const std::array<double, 16> turn{1, 0, 0, 0, 0, -1, 0, 0, 0, 0, -1, 0, 0, 0, 0, 1};
+    const std::array<double, 16> grow{2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 1};
+    const bool along = GetParam().lightsTurnWithModels;
+    EXPECT_NEAR(seen(turn, 1), along ? 191 : 0, 1);
+    EXPECT_NEAR(seen(turn, -1), along ? 0 : 191, 1);
+    EXPECT_NEAR(seen(grow, 1), 96, 1);
+    view.system.SetLightingWanted(false);
+}
+
 TEST_P(Drawing, LinesPointsAndWireframes) {
     const Scoped wire(settings::WireframeColor, kGreen);
     ViewUnderTest view(GetParam());
@@ -444,7 +485,7 @@ TEST_P(Drawing, LinesPointsAndWireframes) {
 
 TEST_P(Drawing, TheVeilLiesOverEverythingAndLeavesNothingBehind) {
     const Scoped on(settings::Subterrain, true);
-    const Scoped colour(settings::SubterrainColor, COLOR{0, 0x80FF, 0, 0});
+    const Scoped colour(settings::SubterrainColor, COLOR{0, 0x40FF, 0, 0});
     const Scoped opacity(settings::SubterrainOpacity, 50.0F);
     ViewUnderTest view(GetParam());
     for (int round = 0; round < 2; ++round) {
@@ -453,14 +494,17 @@ TEST_P(Drawing, TheVeilLiesOverEverythingAndLeavesNothingBehind) {
         RenderMesh frame = Quad(0, 0.9F, 0.1F, 1, kRed);
         frame.wireframe = true;  // lines must not make lines of the veil
         view.Draw(std::move(frame));
+        if (round == 1) view.system.SetAmbient({});
         view.system.DrawSubterrainVeil();
+        view.system.SetAmbient({0xFFFF, 0xFFFF, 0xFFFF, 0});
         view.Draw(Quad(0.5F, -1, 1, 1, {0, 0, 0xFFFF, 0x8000}));  // half clear
         view.Draw(Quad(-1, -1, 0, 1, kGreen));                    // behind the red one
         view.End();
         const int red = GetParam().veilAdds ? 255 : 128;
-        EXPECT_TRUE(IsNear(view.At(-0.5F, 0), {red, 64, 0}, 1)) << round << view.At(-0.5F, 0);
-        EXPECT_TRUE(IsNear(view.At(0.25F, 0), {0, 64, 0}, 1)) << round;
-        const Rgb half = GetParam().blends ? Rgb{0, 32, 127} : kBluePixel;
+        const int veil = (round == 0 ? 32 : 0) + (GetParam().veilGlows ? 32 : 0);
+        EXPECT_TRUE(IsNear(view.At(-0.5F, 0), {red, veil, 0}, 1)) << round << view.At(-0.5F, 0);
+        EXPECT_TRUE(IsNear(view.At(0.25F, 0), {0, veil, 0}, 1)) << round << view.At(0.25F, 0);
+        const Rgb half = GetParam().blends ? Rgb{0, veil / 2, 127} : kBluePixel;
         EXPECT_TRUE(IsNear(view.At(0.75F, 0), half, 1)) << round << view.At(0.75F, 0);
     }
 }

@@ -19,6 +19,10 @@ TEST_P(DrawingViews, TexturesBeyondTheBudgetAreRefused) {
     const Scoped memory(settings::TextureMemory, 12);
     ViewUnderTest view(GetParam());
     const auto pixels = Pixels({1, 2, 3});
+    view.system.SetSkyTextureSize(512, 512);
+    for (int i = 0; i < 14; ++i)  // more than the budget
+        EXPECT_NE(view.system.CreateTexture(pixels, TextureUse::Sky), nullptr);
+    EXPECT_EQ(view.Budget().Used(), 0U) << "skies leave the room to tiles";
     std::vector<TextureHandle*> made;
     while (made.size() < 1000) {
         TextureHandle* handle = view.system.CreateTexture(pixels, TextureUse::Terrain);

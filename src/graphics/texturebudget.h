@@ -7,7 +7,9 @@ namespace tarnvale {
 /// Memory that the textures of all views of a process may take together. Drivers today page
 /// textures out rather than refuse them, so without a budget a flight over a large image would fill
 /// the machine: the systems refuse by themselves, which tells the tile caches when to stop growing.
-/// Shared by the systems that CreateInstance makes from one prototype. Thread: the frame cycle's.
+/// Skies aren't counted: one a view is bounded without it, and six of the program's own would leave
+/// no room for tiles. Shared by the systems that CreateInstance makes from one prototype. Thread:
+/// the frame cycle's.
 class TextureBudget {
 public:
     /// A system may always hold this many textures, so that a view opened late shows the coarse

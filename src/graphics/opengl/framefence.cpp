@@ -22,17 +22,19 @@ void FrameFence::Open() {
     supported_ = std::strtod(version.c_str(), nullptr) >= 3.2 || HasDriverExtension("GL_ARB_sync");
 }
 
-void FrameFence::NextFrame() {
+bool FrameFence::NextFrame() {
     if (!supported_) {
         glFinish();
-        return;
+        return true;
     }
     const GLsync sent = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
     glFlush();
     if (const auto before = static_cast<GLsync>(std::exchange(previous_, sent))) {
-        glClientWaitSync(before, 0, kPatience);
+        const GLenum answer = glClientWaitSync(before, 0, kPatience);
         glDeleteSync(before);
+        return answer == GL_ALREADY_SIGNALED || answer == GL_CONDITION_SATISFIED;
     }
+    return true;
 }
 
 void FrameFence::Finish() {

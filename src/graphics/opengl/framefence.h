@@ -14,7 +14,8 @@ public:
     void Open();
     /// Once a frame, after everything was sent: flushes, then waits until the frame before is
     /// drawn.
-    void NextFrame();
+    /// @return false if that takes more than a second: then nobody knows whether it is
+    [[nodiscard]] bool NextFrame();
     /// Waits until everything is drawn.
     void Finish();
     /// Forgets what was sent, at the end of the context.

@@ -226,7 +226,7 @@ TextureHandle* OpenGLGraphicsSystem::CreateTexture(std::span<const std::byte> pi
     const auto height = static_cast<std::uint64_t>(std::max(sky ? skyHeight_ : textureSize_, 0));
     if (width * height == 0 || pixels.size() < width * height * 4) return nullptr;
     if (!Current()) return nullptr;
-    const auto made = TakeOrMake(width * height * (sky ? 4 : bytesPerTexel_));
+    const auto made = TakeOrMake(sky ? 0 : width * height * bytesPerTexel_);
     if (made == live_.end()) return nullptr;
     OpenGLTexture& texture = *made->second;
     texture.hasAlpha = !sky;
@@ -435,7 +435,7 @@ Status OpenGLGraphicsSystem::EndFrame() {
     if (finishFrames_) {
         fence_.Finish();
     } else {
-        fence_.NextFrame();
+        (void)fence_.NextFrame();
     }
     if (!window_->SwapBuffers()) {
         return _SetErrPosn(StatusCode::DeviceFailed, "the window system doesn't show the frame");

@@ -74,19 +74,15 @@ Matrix4 Perspective(double fovDegrees, double aspect, double nearPlane, double f
     return {1 / (height * aspect), 0, 0, 0, 0, 1 / height, 0, 0, 0, 0, scale, -1, 0, 0, offset, 0};
 }
 
-Vec3f DirectionInModel(const Vec3f& direction, const Matrix4& model) {
+Vec3f TowardsLight(const Vec3f& direction, const Matrix4& model) {
     const Vec3d d = Wide(direction);
-    const std::array<Vec3d, 3> row{Vec3d{model[0], model[1], model[2]},
-                                   Vec3d{model[4], model[5], model[6]},
-                                   Vec3d{model[8], model[9], model[10]}};
-    const double determinant = DotOf(row[0], CrossOf(row[1], row[2]));
-    if (determinant == 0 || !std::isfinite(determinant)) return direction;
-    // The direction times the inverse of the upper left three by three.
-    const Vec3d r0 = CrossOf(row[1], row[2]), r1 = CrossOf(row[2], row[0]),
-                r2 = CrossOf(row[0], row[1]);
-    return {static_cast<float>(DotOf(d, r0) / determinant),
-            static_cast<float>(DotOf(d, r1) / determinant),
-            static_cast<float>(DotOf(d, r2) / determinant)};
+    const Vec3d turned{d.x * model[0] + d.y * model[4] + d.z * model[8],
+                       d.x * model[1] + d.y * model[5] + d.z * model[9],
+                       d.x * model[2] + d.y * model[6] + d.z * model[10]};
+    const double length = std::sqrt(DotOf(turned, turned));
+    if (!(length > 0) || !std::isfinite(length)) return {};
+    return {static_cast<float>(-d.x / length), static_cast<float>(-d.y / length),
+            static_cast<float>(-d.z / length)};
 }
 
 std::array<float, 16> ToFloats(const Matrix4& matrix) {

@@ -30,10 +30,12 @@ enum class DepthRange : std::uint8_t {
 [[nodiscard]] Matrix4 Perspective(double fovDegrees, double aspect, double nearPlane,
                                   double farPlane, DepthRange range);
 
-/// A direction of the scene as seen by normals in a model's own space: the dot product with such a
-/// normal is that of the direction with the normal as the model turns and scales it. The direction
-/// itself where the matrix can't be turned round.
-[[nodiscard]] Vec3f DirectionInModel(const Vec3f& direction, const Matrix4& model);
+/// What a directional light gives to a normal `n` of a model is its colour times the dot product of
+/// `n` with this. A light turns with the model that it falls on, as if it was a part of it: model
+/// and camera are one on the way into the picture, and the light is given before both. A model of
+/// twice the size takes half of it, since normals shrink as their model grows.
+/// @param direction  where the light goes, of any length; none of no length or no number
+[[nodiscard]] Vec3f TowardsLight(const Vec3f& direction, const Matrix4& model);
 
 [[nodiscard]] std::array<float, 16> ToFloats(const Matrix4& matrix);
 

@@ -26,7 +26,6 @@ constexpr float kMostAnisotropy = 8.0F;
 // Of extensions that the headers' core part doesn't name.
 constexpr GLenum kTextureMaxAnisotropy = 0x84FE, kMaxTextureMaxAnisotropy = 0x84FF;
 constexpr GLenum kTextureSrgbDecode = 0x8A48, kSkipDecode = 0x8A4A;
-constexpr COLOR kWhite{0xFFFF, 0xFFFF, 0xFFFF, 0};
 
 void Switch(GLenum what, bool on) {
     if (on) {
@@ -57,8 +56,10 @@ std::array<float, 4> Floats(COLOR colour) {
 }
 
 void Point(GLuint array, int components, std::size_t offset) {
-    glVertexAttribPointer(array, components, GL_FLOAT, GL_FALSE, 0,
-                          reinterpret_cast<const void*>(offset));
+    // A place in a buffer, which the call takes as a pointer.
+    glVertexAttribPointer(
+        array, components, GL_FLOAT, GL_FALSE, 0,
+        reinterpret_cast<const void*>(offset));  // NOLINT(performance-no-int-to-ptr)
 }
 
 std::size_t FloatsPerVertex(const Material& material) {
@@ -140,10 +141,12 @@ int OpenGL3GraphicsSystem::CheckAvailable() const {
     const std::unique_ptr<RenderWindow> window = probe_.makeWindow();
     OpenGL3GraphicsSystem trial;
     trial.proving_ = true;
-    if (!trial.Open(window.get()).Good()) why = GetErrPosn().detail;
+    ClearErrPosn();
+    const Status opened = trial.Open(window.get());
+    if (!opened.Good()) why = GetErrPosn().detail;
     (void)trial.Shutdown();
-    available_ = why.empty() ? 0 : 1;
-    if (!why.empty() && probe_.tell) probe_.tell(why);
+    available_ = opened.Good() ? 0 : 1;
+    if (!opened.Good() && probe_.tell) probe_.tell(why);
     return *available_;
 }
 
@@ -180,7 +183,8 @@ std::string OpenGL3GraphicsSystem::Build() {
     glGetIntegerv(GL_MINOR_VERSION, &minor);
     if (std::pair(major, minor) < std::pair(3, 3)) return "the driver has no OpenGL 3.3";
     std::string why;
-    if (!device_->programs.Build(proving_, why)) return "the driver refuses a shader: " + why;
+    if (!device_->programs.Build(proving_, why))
+        return "the driver refuses a shader" + (why.empty() ? why : ": " + why);
     counters_ = {};
     model_ = kIdentity4;
     const std::array<float, 3> ambient = inputs_.ambient;
@@ -199,9 +203,8 @@ std::string OpenGL3GraphicsSystem::Build() {
     pixelFormat_ = TexturePixelFormat::Bgra;
     EstimateTextureBudget(*budget_);
     fence_.Open();
-    device_->tellsResets = std::pair(major, minor) >= std::pair(4, 5) ||
-                           HasDriverExtension("GL_KHR_robustness") ||
-                           HasDriverExtension("GL_ARB_robustness");
+    device_->tellsResets =
+        std::pair(major, minor) >= std::pair(4, 5) || HasDriverExtension("GL_KHR_robustness");
     // A first picture, so that the window shows no rubbish until the first frame.
     const auto background = HighBytes(settings::BackgroundColor.Get());
     glClearColor(background[0], background[1], background[2], 0.0F);
@@ -299,7 +302,8 @@ TextureHandle* OpenGL3GraphicsSystem::CreateTexture(std::span<const std::byte> p
     const auto texels = static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
     if (texels == 0 || pixels.size() < texels * 4 || !Current()) return nullptr;
     device_->sent.texture = 0;
-    OpenGL3Texture* const made = device_->textures.Create(this, pixels, width, height, use);
+    OpenGL3Texture* const made =
+        device_->textures.Create(this, pixels, {width, height, use, smooth_});
     if (made == nullptr) return nullptr;
     made->mirrored = sky && skyMirrored_;
     ++counters_.uploads;
@@ -357,8 +361,9 @@ void OpenGL3GraphicsSystem::EnableLight(int index, bool enable) {
 void OpenGL3GraphicsSystem::SetLight(int index, const Vec3f& /*position*/, const Vec3f& direction,
                                      COLOR colour) {
     if (index < 0 || index >= kLights) return;
-    Flush();
     Light& light = lights_[static_cast<std::size_t>(index)];
+    if (light.direction == direction && light.colour == colour) return;
+    Flush();
     light.direction = direction;
     light.colour = colour;
     UpdateLights();
@@ -384,7 +389,7 @@ void OpenGL3GraphicsSystem::UpdateLights() {
     inputs_.lights = 0;
     const auto add = [this](const Vec3f& direction, const std::array<float, 3>& colour) {
         const auto at = static_cast<std::size_t>(inputs_.lights++) * 3;
-        const Vec3f towards = DirectionInModel(-Normalized(direction), model_);
+        const Vec3f towards = TowardsLight(direction, model_);
         inputs_.lightDirections[at] = towards.x;
         inputs_.lightDirections[at + 1] = towards.y;
         inputs_.lightDirections[at + 2] = towards.z;
@@ -500,12 +505,13 @@ Status OpenGL3GraphicsSystem::EndFrame() {
     device_->target.Resolve();
     if (ScreenShotWanted()) TakeScreenShot();
     device_->target.Show();
+    bool drawn = true;  // the frame before this one
     if (finishFrames_) {
         fence_.Finish();
     } else {
-        fence_.NextFrame();
+        drawn = fence_.NextFrame();
     }
-    device_->stream.NextFrame();
+    device_->stream.NextFrame(drawn);
     if (!window_->SwapBuffers()) {
         return _SetErrPosn(StatusCode::DeviceFailed, "the window system doesn't show the frame");
     }
@@ -551,11 +557,12 @@ void OpenGL3GraphicsSystem::Gather(const RenderMesh& mesh) {
     Material material;
     GatherPlace* place = nullptr;
     bool solid = true;
+    float alpha = mesh.colour.Alpha();
     material.colour = mesh.colour;
     if (mesh.wireframe) {
         material.wireframe = true;
         material.colour = settings::WireframeColor.Get();
-        material.colour.word = 0;  // opaque
+        alpha = material.colour.Alpha();
     } else {
         material.lit = mesh.normals.Count() >= count;
         if (mesh.texture != nullptr && mesh.texture->Owner() == this &&
@@ -563,11 +570,12 @@ void OpenGL3GraphicsSystem::Gather(const RenderMesh& mesh) {
             auto& texture = static_cast<OpenGL3Texture&>(*mesh.texture);
             material.texture = texture.Native();
             solid = texture.Opaque();
+            alpha = 1.0F;  // a texture brings its own
             material.backdrop = texture.use == TextureUse::Sky;
             place = &texture.place;
         }
     }
-    if (!Judge(material, material.colour.Alpha(), solid)) return;
+    if (!Judge(material, alpha, solid)) return;
     // Where depth alone decides what is seen, the order among textures doesn't matter; a place is
     // no help to a mesh of another material than the last one with its texture.
     const bool free = place != nullptr && !material.lit && !material.blended && state_.depthWrite;
@@ -687,7 +695,7 @@ void OpenGL3GraphicsSystem::ApplyTexture(std::uint64_t name, OpenGL3Texture* tex
     }
     if (!smooth_ || halvings_ >= kHalvingsAFrame) return;
     if (texture == nullptr || texture->halved || sky) return;
-    TileTextures::Halve(*texture);
+    device_->textures.Halve(*texture);
     ++halvings_;
 }
 
@@ -722,7 +730,8 @@ void OpenGL3GraphicsSystem::DrawPoints(std::span<const Vec3f> vertices, COLOR co
 void OpenGL3GraphicsSystem::DrawSubterrainVeil() {
     if (!settings::Subterrain.Get() || !drawing_ || !Current()) return;
     Flush();
-    // Over the whole picture, in its own colour, whatever light, fog and alpha test are.
+    // Over the whole picture, whatever fog and alpha test are. It glows in its colour and is lit by
+    // the ambient light besides.
     constexpr std::array<Vec3f, 4> kCorners{Vec3f{-1, -1, 0}, {1, -1, 0}, {-1, 1, 0}, {1, 1, 0}};
     std::size_t start = 0;
     if (!device_->stream.Reserve(sizeof(kCorners), start)) return;
@@ -732,7 +741,7 @@ void OpenGL3GraphicsSystem::DrawSubterrainVeil() {
     const ProgramInputs inputs = inputs_;
     const bool fog = std::exchange(fog_, false);
     inputs_.clip = ToFloats(kIdentity4);
-    inputs_.ambient = {1, 1, 1};
+    for (float& part : inputs_.ambient) part += 1;
     inputs_.model = inputs_.light = ++serial_;
     Material material;
     material.blended = true;

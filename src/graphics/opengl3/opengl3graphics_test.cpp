@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <functional>
 #include <memory>
@@ -48,17 +49,21 @@ TextureHandle* Image(GraphicsSystem& system, const std::function<Rgb(int, int)>&
 /// A window of a system without OpenGL 3.3.
 class OldWindow final : public RenderWindow {
 public:
+    explicit OldWindow(const char* why = "the driver is too old") : why_(why) {}
     [[nodiscard]] int PixelWidth() const override { return 8; }
     [[nodiscard]] int PixelHeight() const override { return 8; }
     [[nodiscard]] double PixelPitch() const override { return 0.25; }
     [[nodiscard]] bool CreateContext(const char*& why) override {
-        why = "the driver is too old";
+        why = why_;
         return WantedContext() == ContextKind::Compatibility;
     }
     void DestroyContext() override {}
     bool MakeCurrent() override { return false; }
     void DoneCurrent() override {}
     bool SwapBuffers() override { return false; }
+
+private:
+    const char* why_;
 };
 
 TEST(OpenGL3Graphics, EightBitsAChannelComeThroughAsTheyAre) {
@@ -140,27 +145,6 @@ TEST(OpenGL3Graphics, EightLightsAndTheSunAddUp) {
     view.system.EnableLight(8, true);  // isn't a caller's
     view.system.SetLight(8, {}, {0, 0, -1}, {0xFFFF, 0xFFFF, 0xFFFF, 0});
     EXPECT_TRUE(IsNear(seen(1), {102, 76, 51}, 2)) << view.At(0, 0);
-}
-
-// The sun stands in the scene: a model that turns away from it darkens.
-TEST(OpenGL3Graphics, LightStaysWhereItIsWhileModelsTurn) {
-    View view;
-    GraphicsSystem::SetSunVector({0, 0, -1});
-    view.system.SetLightingWanted(true);
-    view.Begin();
-    view.system.SetAmbient({});
-    // Half a turn about x: what looked up looks down.
-    view.system.SetModelMatrix(
-        std::array<double, 16>{1, 0, 0, 0, 0, -1, 0, 0, 0, 0, -1, 0, 0, 0, 0, 1});
-    for (const float normalZ : {1.0F, -1.0F}) {
-        RenderMesh mesh = Quad(normalZ > 0 ? -1.0F : 0.0F, -1, normalZ > 0 ? 0.0F : 1.0F, 1,
-                               {0xFFFF, 0xFFFF, 0xFFFF, 0});
-        for (std::uint32_t i = 0; i < 4; ++i) mesh.normals.Append({0, 0, normalZ});
-        view.Draw(std::move(mesh));
-    }
-    view.End();
-    EXPECT_EQ(view.At(-0.5F, 0).g, 0);
-    EXPECT_NEAR(view.At(0.5F, 0).g, 191, 1);
 }
 
 TEST(OpenGL3Graphics, StatesSetWhileClosedHoldFromOpeningOn) {
@@ -363,6 +347,12 @@ TEST(OpenGL3Graphics, AHiddenWindowTellsOnceWhetherItCanBeUsed) {
          .tell = [&](const std::string& why) { told = why; }});
     EXPECT_EQ(unusable.CheckAvailable(), 1);
     EXPECT_EQ(told, "the driver is too old");
+    told = "-";
+    const OpenGL3GraphicsSystem silent(
+        {.makeWindow = [] { return std::make_unique<OldWindow>(""); },
+         .tell = [&](const std::string& why) { told = why; }});
+    EXPECT_EQ(silent.CheckAvailable(), 1) << "also where the driver gives no reason";
+    EXPECT_EQ(told, "");
     EXPECT_EQ(OpenGL3GraphicsSystem().CheckAvailable(), 2) << "nothing to find out with";
 }
 
@@ -386,6 +376,47 @@ TEST(OpenGL3Graphics, ALostDeviceOpensAgainAsItWas) {
     view.End();
     EXPECT_TRUE(IsNear(view.At(-0.5F, 0), {0, 128, 0}, 1)) << view.At(-0.5F, 0);
     EXPECT_TRUE(IsNear(view.At(0.5F, 0), {128, 0, 0}, 1)) << view.At(0.5F, 0);
+}
+
+TEST(OpenGL3Graphics, SmallerCopiesTakeAThirdOfTheBudgetOnceTheyAreWanted) {
+    constexpr std::uint64_t kMiB = 1 << 20;
+    const Scoped memory(settings::TextureMemory, 12);
+    View view;
+    std::array<TextureHandle*, 12> made{};
+    for (TextureHandle*& texture : made) texture = view.Texture({1, 2, 3});
+    EXPECT_NE(made.back(), nullptr);
+    EXPECT_EQ(view.Budget().Used(), 12 * kMiB);
+    const auto draw = [&] {
+        view.Begin();
+        for (TextureHandle* texture : made) view.Draw(Textured(texture, -1, -1, 1, 1));
+        view.End();
+    };
+    draw();
+    EXPECT_EQ(view.Budget().Used(), 12 * kMiB);
+    const Scoped smooth(settings::SmoothTexture, true);
+    for (int frame = 0; frame < 3; ++frame) draw();  // some each frame, and each of them once
+    EXPECT_EQ(view.Budget().Used(), 12 * (kMiB + kMiB / 3)) << "what is held gets them all";
+    EXPECT_EQ(view.Texture({1, 2, 3}), nullptr);
+    for (TextureHandle* texture : made) view.system.DestroyTexture(texture);
+    EXPECT_EQ(view.Budget().Used(), 0U);
+    for (int i = 0; i < 9; ++i) EXPECT_NE(view.Texture({1, 2, 3}), nullptr);
+    EXPECT_EQ(view.Texture({1, 2, 3}), nullptr) << "made with them from the start";
+}
+
+TEST(OpenGL3Graphics, AStateSetAgainToWhatItIsSendsNothing) {
+    View view;
+    const auto draw = [&] {
+        view.system.SetLight(0, {1, 2, 3}, {0, 0, -1}, kRed);
+        view.system.EnableLight(0, true);
+        view.system.SetAmbient(kGreen);
+        view.system.SetAlphaFunction(AlphaFunction::Less, 0.5F);
+        view.system.SetDepthWrite(true);
+        view.Draw(Quad(-1, -1, 1, 1, kBlue));
+    };
+    view.Begin();
+    for (int i = 0; i < 3; ++i) draw();
+    view.End();
+    EXPECT_EQ(view.system.Counters().drawCalls, 1U);
 }
 
 TEST(OpenGL3Graphics, BlendedMeshesKeepTheirPlaceInTheOrder) {

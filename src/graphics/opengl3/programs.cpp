@@ -1,6 +1,7 @@
 #include "graphics/opengl3/programs.h"
 
 #include <algorithm>
+#include <span>
 
 #include "base/color.h"
 
@@ -61,7 +62,7 @@ void main() {
                     greaterThan(texel.rgb, vec3(0.0031308)));
 #endif
 #if defined(LIT) || defined(WHOLE)
-    result *= texel;
+    result = vec4(result.rgb * texel.rgb, texel.a);  // a texture brings its own alpha
 #else
     vec4 result = texel;
 #endif
@@ -82,6 +83,7 @@ void main() {
 )";
 
 constexpr ProgramUse kPlainest{.shade = Shade::Whole};
+constexpr ProgramUse kPlainestTextured{.shade = Shade::None, .textured = true};
 
 template <typename GetSize, typename GetText>
 std::string LogOf(GLuint name, GetSize getSize, GetText getText) {
@@ -124,7 +126,7 @@ bool Programs::Build(bool all, std::string& why) {
         if (!Compile(GL_VERTEX_SHADER, Text(kVertexText, {.shade = shade}), vertex, why))
             return false;
     }
-    if (!Link(kPlainest, why) || !Link({.shade = Shade::None, .textured = true}, why)) return false;
+    if (!Link(kPlainest, why) || !Link(kPlainestTextured, why)) return false;
     if (!all) return true;
     for (const Shade shade : {Shade::None, Shade::Whole, Shade::Lit}) {
         for (unsigned i = 0; i < programs_.size() / 3; ++i) {
@@ -143,10 +145,11 @@ bool Programs::Build(bool all, std::string& why) {
 
 bool Programs::Link(ProgramUse use, std::string& why) {
     Program& program = programs_[use.Index()];
+    program = {};
+    program.refused = true;
     const GlShader& vertex = vertexShaders_[use.shade == Shade::Lit ? 1 : 0];
     GlShader fragment;
     if (!Compile(GL_FRAGMENT_SHADER, Text(kFragmentText, use), fragment, why)) return false;
-    program = {};
     program.name = GlProgram::Own(glCreateProgram());
     const GLuint name = program.name.Name();
     glAttachShader(name, vertex.Name());
@@ -158,7 +161,7 @@ bool Programs::Link(ProgramUse use, std::string& why) {
     glGetProgramiv(name, GL_LINK_STATUS, &done);
     if (done == GL_FALSE) {
         why = LogOf(name, glGetProgramiv, glGetProgramInfoLog);
-        program = {};
+        program.name.Reset();
         return false;
     }
     const auto place = [name](const char* uniform) { return glGetUniformLocation(name, uniform); };
@@ -171,16 +174,17 @@ bool Programs::Link(ProgramUse use, std::string& why) {
     program.alphaRange = place("alphaRange");
     program.fogColour = place("fogColour");
     program.fog = place("fog");
+    program.refused = false;
     return true;
 }
 
 // A driver that took the parts one by one hardly refuses them together, short of memory; then the
-// picture lacks an effect, and no more.
+// picture lacks an effect, and no more. It isn't asked again: that would cost milliseconds a draw.
 Programs::Program& Programs::ProgramFor(ProgramUse use) {
     Program& program = programs_[use.Index()];
     std::string why;
-    if (program.name.Name() != 0 || Link(use, why)) return program;
-    return programs_[kPlainest.Index()];
+    if (program.name.Name() != 0 || (!program.refused && Link(use, why))) return program;
+    return programs_[(use.textured ? kPlainestTextured : kPlainest).Index()];
 }
 
 void Programs::Use(ProgramUse use, const ProgramInputs& inputs,
@@ -189,8 +193,8 @@ void Programs::Use(ProgramUse use, const ProgramInputs& inputs,
     if (use.shade == Shade::Whole) {
         for (std::size_t i = 0; i < 3; ++i)
             colour[i] = std::min(colour[i] * inputs.ambient[i], 1.0F);
-        const bool white =
-            std::ranges::all_of(colour, [](float part) { return part >= COLOR::Plain().Red(); });
+        const bool white = std::ranges::all_of(
+            std::span(colour).first(3), [](float part) { return part >= COLOR::Plain().Red(); });
         if (white && use.textured) use.shade = Shade::None;
     }
     Program& program = ProgramFor(use);

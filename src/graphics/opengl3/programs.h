@@ -51,6 +51,7 @@ public:
 private:
     struct Program {
         GlProgram name;
+        bool refused = false;  // by the driver
         std::array<float, 4> colour{-1, -1, -1, -1};
         GLint clip = -1, material = -1, ambient = -1, lights = -1, lightDirections = -1,
               lightColours = -1, alphaRange = -1, fogColour = -1, fog = -1;

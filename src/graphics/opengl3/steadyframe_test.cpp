@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "base/allocations_for_test.h"
 #include "graphics/drawing_for_test.h"
 #include "graphics/opengl3/opengl3graphics.h"
@@ -26,7 +28,7 @@ TEST(OpenGL3SteadyFrame, AllocatesNothing) {
     meshes.reserve(600);
     for (std::size_t i = 0; i < 600; ++i) {
         const float x = static_cast<float>(i % 30) / 15 - 1,
-                    y = static_cast<float>(i / 30) / 10 - 1;
+                    y = std::floor(static_cast<float>(i) / 30) / 10 - 1;
         RenderMesh& mesh = meshes.emplace_back(Quad(x, y, x + 0.1F, y + 0.1F, COLOR::Plain()));
         if (i % 7 != 0) mesh.texture = textures[i % textures.size()];
         mesh.wireframe = i % 50 == 0;

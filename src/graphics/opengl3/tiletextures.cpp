@@ -9,6 +9,14 @@
 
 namespace tarnvale {
 
+namespace {
+
+std::uint64_t BytesOf(int width, int height) {
+    return static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height) * 4;
+}
+
+}  // namespace
+
 void TileTextures::Open() {
     pixels_ = GlBuffer::Make();
     buffered_ = !DrawsOnProcessor();
@@ -53,13 +61,15 @@ TileTextures::Map::iterator TileTextures::TakeOrMake(GraphicsSystem* owner, std:
 }
 
 OpenGL3Texture* TileTextures::Create(GraphicsSystem* owner, std::span<const std::byte> pixels,
-                                     int width, int height, TextureUse use) {
-    const auto texels = static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
-    // Four bytes a texel, and a third more for the smaller copies.
-    const auto made = TakeOrMake(owner, texels * 16 / 3);
+                                     const Wanted& wanted) {
+    const auto& [width, height, use, copies] = wanted;
+    const std::uint64_t bytes = BytesOf(width, height);
+    const bool tile = use == TextureUse::Terrain, paid = copies && tile;
+    const auto made = TakeOrMake(owner, !tile ? 0 : paid ? bytes + bytes / 3 : bytes);
     if (made == live_.end()) return nullptr;
     OpenGL3Texture& texture = *made->second;
-    if (!Fill(texture, pixels.first(static_cast<std::size_t>(texels * 4)), width, height, use)) {
+    texture.copiesPaid = paid;
+    if (!Fill(texture, pixels.first(static_cast<std::size_t>(bytes)), width, height, use)) {
         budget_->Release(texture.bytes);
         live_.erase(made);
         return nullptr;
@@ -119,6 +129,14 @@ bool TileTextures::SendPixels(std::span<const std::byte> pixels, int width, int 
 }
 
 void TileTextures::Halve(OpenGL3Texture& texture) {
+    if (!texture.copiesPaid) {
+        // Made while they weren't wanted. What is held gets them even if that passes the limit for
+        // a while: a switch to smooth textures must not leave some tiles behind.
+        const std::uint64_t more = BytesOf(texture.width, texture.height) / 3;
+        (void)budget_->Reserve(more, 0);
+        texture.bytes += more;
+        texture.copiesPaid = true;
+    }
     const auto side = static_cast<unsigned>(std::max({texture.width, texture.height, 1}));
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, std::bit_width(side) - 1);
     glGenerateMipmap(GL_TEXTURE_2D);

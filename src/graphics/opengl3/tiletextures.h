@@ -23,8 +23,9 @@ public:
     std::uint64_t bytes = 0;  ///< as counted against the budget
     int width = 0, height = 0;
     TextureUse use = TextureUse::Terrain;
-    bool halved = false;    ///< has its smaller copies
-    bool mirrored = false;  ///< a sky that goes around there and back
+    bool halved = false;      ///< has its smaller copies
+    bool copiesPaid = false;  ///< these are counted in `bytes`: a third more
+    bool mirrored = false;    ///< a sky that goes around there and back
 
 private:
     GlTexture texture_;
@@ -44,16 +45,21 @@ public:
     /// @param current  false: the context is gone, and the textures with it
     void Close(bool current);
 
+    struct Wanted {
+        int width, height;
+        TextureUse use;
+        bool copies;  ///< smaller ones, if not now, then soon
+    };
     /// @param pixels  width x height pixels in blue, green, red, alpha (Sky: spare), bottom row
     ///                first
     /// @return null when memory or the budget is out; changes nothing then
     [[nodiscard]] OpenGL3Texture* Create(GraphicsSystem* owner, std::span<const std::byte> pixels,
-                                         int width, int height, TextureUse use);
+                                         const Wanted& wanted);
     [[nodiscard]] OpenGL3Texture* Find(const GraphicsSystem* owner, const TextureHandle* handle);
     void Destroy(OpenGL3Texture& texture);
     void Recycle(OpenGL3Texture& texture);
     /// Makes the smaller copies of the texture bound.
-    static void Halve(OpenGL3Texture& texture);
+    void Halve(OpenGL3Texture& texture);
 
     /// @return a texture in use by its native name, or null
     [[nodiscard]] OpenGL3Texture* Named(std::uint64_t name);

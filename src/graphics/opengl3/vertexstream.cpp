@@ -20,9 +20,10 @@ void VertexStream::Abandon() noexcept {
     for (Part& part : parts_) part.buffer.Abandon();
 }
 
-void VertexStream::NextFrame() {
+void VertexStream::NextFrame(bool drawn) {
     turn_ = 1 - turn_;
     parts_[turn_].used = 0;
+    if (!drawn) parts_[turn_].size = 0;  // so that Reserve takes new memory
 }
 
 bool VertexStream::Reserve(std::size_t bytes, std::size_t& offset) {

@@ -15,8 +15,10 @@ class VertexStream {
 public:
     void Open();
     void Abandon() noexcept;
-    /// After a frame was sent, and the one before it drawn.
-    void NextFrame();
+    /// After a frame was sent.
+    /// @param drawn  whether the one before it is done; else nobody waits for its buffer any more,
+    ///               which is left to the driver
+    void NextFrame(bool drawn);
 
     /// Room for `bytes` more, as the target of pointers into the buffer until the next call.
     /// @return where the room starts in the buffer, a multiple of 16; none while the driver has no
