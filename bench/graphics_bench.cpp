@@ -3,59 +3,29 @@
 // usage: graphics_bench LANDSCAPE [WIDTHxHEIGHT [FRAMES [KEY=VALUE...]]]
 #include <algorithm>
 #include <array>
-#include <chrono>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/settings.h"
-#include "graphics/offscreen/offscreenwindow.h"
+#include "benchviews.h"
 #include "graphics/opengl/openglgraphics.h"
 #include "graphics/opengl3/opengl3graphics.h"
-#include "landscape/simfile.h"
-#include "simulator/simulatr.h"
 
 namespace tarnvale {
 namespace {
 
-double Now() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
-double Median(std::vector<double> values) {
-    if (values.empty()) return 0;
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::ranges::nth_element(values, middle);
-    return *middle;
-}
+using bench::kCircle, bench::Median, bench::Now;
 
 /// One system, and a simulator of its own that it draws for.
-class Side {
+class Side : public bench::Views<> {
 public:
-    Side(std::unique_ptr<GraphicsSystem> graphics, int width, int height)
-        : window_(width, height), graphics_(std::move(graphics)) {
-        graphics_->SetFinishFrames(true);
-    }
-    ~Side() {
-        simulator_.Unload();
-        (void)simulator_.AttachGraphicsSystem(nullptr, View::kMain);
-    }
-    Side(const Side&) = delete;
-    Side& operator=(const Side&) = delete;
+    using Views::Views;
 
-    Status Open(const FILEPATH& landscape) {
-        SimulatorFile file;
-        Status status = file.Read(landscape);
-        if (status.Good()) status = simulator_.Initialize(nullptr);
-        if (status.Good()) status = graphics_->Open(&window_);
-        if (status.Good()) status = simulator_.AttachGraphicsSystem(graphics_.get(), View::kMain);
-        return status.Good() ? simulator_.BuildScene(file) : status;
-    }
     /// Draws the place until it is complete.
     void Settle(double angle) {
         do {
@@ -67,32 +37,25 @@ public:
     std::array<double, 2> Draw(double angle) {
         const double before = Now();
         const std::clock_t busy = std::clock();
-        (void)simulator_.PlaceByLookAt(OnCircle(angle, 1.1), OnCircle(angle + 0.8, 0.5), true);
+        (void)simulator_.PlaceByLookAt(OnCircle(angle, 0.3, 1.1), OnCircle(angle + 0.8, 0.3, 0.5),
+                                       true);
         return {Now() - before, static_cast<double>(std::clock() - busy) / CLOCKS_PER_SEC};
     }
     const std::vector<std::byte>& Picture() {
-        (void)window_.ReadPicture(picture_);
+        (void)Main().window.ReadPicture(picture_);
         return picture_;
     }
-    [[nodiscard]] DrawCounters Counters() const { return graphics_->Counters(); }
-    [[nodiscard]] const std::string& Name() const { return graphics_->Name(); }
-    [[nodiscard]] std::string Renderer() { return window_.RendererName(); }
+    [[nodiscard]] DrawCounters Counters() const { return Main().system->Counters(); }
+    [[nodiscard]] const std::string& Name() const { return Main().system->Name(); }
+    [[nodiscard]] std::string Renderer() { return Main().window.RendererName(); }
 
     std::vector<double> taken;
     std::uint32_t mostCalls = 0;
     std::uint64_t mostTriangles = 0;
 
 private:
-    [[nodiscard]] Vec3f OnCircle(double angle, double height) const {
-        const Box& box = simulator_.GetScene()->WholeBox();
-        const double radius = std::min(box.xMax - box.xMin, box.yMax - box.yMin) * 0.3;
-        return {static_cast<float>(box.CentreX() + std::cos(angle) * radius),
-                static_cast<float>(box.CentreY() + std::sin(angle) * radius),
-                static_cast<float>(box.zMax * height)};
-    }
-    OffscreenWindow window_;
-    std::unique_ptr<GraphicsSystem> graphics_;
-    Simulator simulator_;
+    [[nodiscard]] OpenView& Main() const { return *views_[View::kMain]; }
+
     std::vector<std::byte> picture_;
 };
 
@@ -112,11 +75,6 @@ struct Difference {
     }
 };
 
-int Fail(Status status) {
-    (void)std::fprintf(stderr, "graphics_bench: %s\n", GetErrString(status).c_str());
-    return 1;
-}
-
 int Run(int argc, char** argv) {
     int width = 1280, height = 720;
     const int frames = argc > 3 ? std::max(1, std::atoi(argv[3])) : 120;
@@ -130,20 +88,20 @@ int Run(int argc, char** argv) {
         const std::size_t at = pair.find('=');
         if (at == std::string::npos ||
             !settings::SetFromText(pair.substr(0, at), pair.substr(at + 1))) {
-            (void)std::fprintf(stderr, "graphics_bench: no such preference: %s\n", argv[i]);
-            return 1;
+            return bench::Fail("graphics_bench", "no such preference: " + pair);
         }
     }
     TerrainModel::SetQuality(settings::TerrainQuality.Get(), false);
-    std::array<std::unique_ptr<Side>, 2> sides{
-        std::make_unique<Side>(std::make_unique<OpenGLGraphicsSystem>(), width, height),
-        std::make_unique<Side>(std::make_unique<OpenGL3GraphicsSystem>(), width, height)};
-    for (const auto& side : sides) {
-        if (const Status opened = side->Open(argv[1]); !opened.Good()) return Fail(opened);
+    std::array<std::unique_ptr<GraphicsSystem>, 2> systems{
+        std::make_unique<OpenGLGraphicsSystem>(), std::make_unique<OpenGL3GraphicsSystem>()};
+    std::array<std::unique_ptr<Side>, 2> sides;
+    for (std::size_t i = 0; i < 2; ++i) {
+        sides[i] = std::make_unique<Side>(width, height);
+        const Status opened = sides[i]->Open(argv[1], std::move(systems[i]));
+        if (!opened.Good()) return bench::Fail("graphics_bench", GetErrString(opened));
     }
     std::array<std::vector<double>, 2> ratios;
     Difference difference;
-    constexpr double kCircle = 6.283185307179586;
     for (int frame = 0; frame < frames; ++frame) {
         const double angle = kCircle * frame / frames;
         for (const auto& side : sides) side->Settle(angle);

@@ -16,23 +16,17 @@
 #include <vector>
 
 #include "base/settings.h"
-#include "graphics/offscreen/offscreenwindow.h"
+#include "benchviews.h"
 #include "graphics/opengl/openglgraphics.h"
-#include "landscape/simfile.h"
 #include "overlays/maplocator.h"
-#include "simulator/simulatr.h"
 #include "tools/renderpath.h"
 
 namespace tarnvale {
 namespace {
 
-using Seconds = std::chrono::duration<double>;
+using bench::Fail, bench::Median, bench::Now;
 
 constexpr int kRounds = 4;  // of each place, the order of with and without swapped
-
-double Now() {
-    return Seconds(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
 
 /// Processor time of all threads, the software renderer's too: other programs lengthen a frame by
 /// the clock, but hardly by this.
@@ -40,12 +34,6 @@ double ProcessorTime() {
     timespec time{};
     (void)clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
-
-double Median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::ranges::nth_element(values, middle);
-    return *middle;
 }
 
 /// Frames without and with what is measured.
@@ -66,32 +54,14 @@ private:
     std::vector<double> without_, with_, added_;
 };
 
-/// A view's picture in memory, which waits until each frame is finished.
-struct OpenView {
-    OpenView(int width, int height) : window(width, height) { system.SetFinishFrames(true); }
-    OffscreenWindow window;
-    OpenGLGraphicsSystem system;
-};
-
-class Flight {
+class Flight : public bench::Views<> {
 public:
     Flight(int width, int height, std::vector<std::string> keys)
-        : width_(width), height_(height), keys_(std::move(keys)) {}
-    ~Flight() {
-        simulator_.Unload();
-        for (int view = 0; view < View::kCount; ++view)
-            (void)simulator_.AttachGraphicsSystem(nullptr, view);
-    }
-    Flight(const Flight&) = delete;
-    Flight& operator=(const Flight&) = delete;
+        : Views(width, height), keys_(std::move(keys)) {}
 
     Status Open(const FILEPATH& landscape, int frames) {
-        SimulatorFile file;
-        Status status = file.Read(landscape);
-        if (status.Good()) status = simulator_.Initialize(nullptr);
-        if (status.Good()) status = Attach(View::kMain);
-        if (status.Good()) status = simulator_.BuildScene(file);
-        if (!status.Good()) return status;
+        const Status opened = Views::Open(landscape, std::make_unique<OpenGLGraphicsSystem>());
+        if (!opened.Good()) return opened;
         for (const CameraPose& pose : MakeCameraPath(simulator_, frames)) {
             Place place;
             if (simulator_.MapToScene(pose.eye, place.eye).Good() &&
@@ -101,13 +71,6 @@ public:
         }
         if (path_.empty()) return _SetErrPosn(StatusCode::BadState, "no path leads over it");
         return MakePoints();
-    }
-    Status Attach(int view) {
-        auto& place = views_[static_cast<std::size_t>(view)];
-        place = std::make_unique<OpenView>(width_, height_);
-        Status status = place->system.Open(&place->window);
-        if (status.Good()) status = simulator_.AttachGraphicsSystem(&place->system, view);
-        return status;
     }
     /// @return false if a key is none of a switch
     [[nodiscard]] bool Switch(bool on) {
@@ -142,7 +105,7 @@ public:
     }
     /// The map's marks can't be switched off: they are drawn by themselves, over an empty picture.
     void MeasureLocator() {
-        OpenGLGraphicsSystem& map = views_[View::kMap]->system;
+        GraphicsSystem& map = *views_[View::kMap]->system;
         const ViewPicture& picture = simulator_.Picture(View::kMap);
         RenderCamera camera;
         camera.eye = picture.eye;
@@ -205,11 +168,8 @@ private:
         return StatusCode::Ok;
     }
 
-    int width_, height_;
     std::vector<std::string> keys_;
     std::vector<Place> path_;
-    std::array<std::unique_ptr<OpenView>, View::kCount> views_;
-    Simulator simulator_;
 };
 
 int Run(int argc, char** argv) {
@@ -226,9 +186,7 @@ int Run(int argc, char** argv) {
     for (const std::string& key : keys) names += " " + key;
     Flight flight(width, height, keys);
     if (!flight.Switch(false)) {
-        (void)std::fprintf(stderr, "overlays_bench: not all of these are switches:%s\n",
-                           names.c_str());
-        return 1;
+        return Fail("overlays_bench", "not all of these are switches:" + names);
     }
     Status status = flight.Open(argv[1], frames);
     if (status.Good()) {
@@ -237,17 +195,13 @@ int Run(int argc, char** argv) {
         std::printf("%-14s %-10s %8s %8s %8s %9s\n", "views", "time", "without", "with", "added",
                     "added");
         flight.Measure("main");
-        status = flight.Attach(View::kMap);
+        status = flight.Attach(View::kMap, std::make_unique<OpenGLGraphicsSystem>());
     }
     if (status.Good()) {
         flight.Measure("main and map");
         flight.MeasureLocator();
     }
-    if (!status.Good()) {
-        (void)std::fprintf(stderr, "overlays_bench: %s\n", GetErrString(status).c_str());
-        return 1;
-    }
-    return 0;
+    return status.Good() ? 0 : Fail("overlays_bench", GetErrString(status));
 }
 
 }  // namespace

@@ -2,34 +2,20 @@
 // a context and textures of its own.
 // usage: sideviews_bench LANDSCAPE [WIDTHxHEIGHT [FRAMES]]
 #include <algorithm>
-#include <array>
 #include <chrono>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <thread>
 #include <vector>
 
-#include "graphics/offscreen/offscreenwindow.h"
+#include "benchviews.h"
 #include "graphics/opengl/openglgraphics.h"
-#include "landscape/simfile.h"
-#include "simulator/simulatr.h"
 
 namespace tarnvale {
 namespace {
 
-using Seconds = std::chrono::duration<double>;
-
-double Now() {
-    return Seconds(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
-double Median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::ranges::nth_element(values, middle);
-    return *middle;
-}
+using bench::Fail, bench::kCircle, bench::Median, bench::Now;
 
 /// A picture in memory that notes when it was finished.
 class TimedWindow final : public RenderWindow {
@@ -49,53 +35,22 @@ public:
         finished = Now();
         return shown;
     }
-    double finished = 0;  // seconds
+    double finished = 0;        // seconds
+    std::vector<double> costs;  // of each measured frame
 
 private:
     OffscreenWindow picture_;
 };
 
-/// One view: a picture in memory and what draws into it.
-struct OpenView {
-    OpenView(const OpenGLGraphicsSystem& prototype, int width, int height)
-        : window(width, height), system(prototype.CreateInstance()) {
-        static_cast<OpenGLGraphicsSystem&>(*system).SetFinishFrames(true);
-    }
-    TimedWindow window;
-    std::unique_ptr<GraphicsSystem> system;
-    std::vector<double> costs;  // seconds of each measured frame
-};
-
-class Flight {
+class Flight : public bench::Views<TimedWindow> {
 public:
-    Flight(int width, int height, int frames) : width_(width), height_(height), frames_(frames) {}
-    ~Flight() {
-        simulator_.Unload();
-        for (int view = 0; view < View::kCount; ++view)
-            (void)simulator_.AttachGraphicsSystem(nullptr, view);
-    }
-    Flight(const Flight&) = delete;
-    Flight& operator=(const Flight&) = delete;
+    Flight(int width, int height, int frames) : Views(width, height), frames_(frames) {}
 
-    Status Open(const FILEPATH& landscape) {
-        SimulatorFile file;
-        Status status = file.Read(landscape);
-        if (status.Good()) status = simulator_.Initialize(nullptr);
-        if (status.Good()) status = Attach(View::kMain);
-        return status.Good() ? simulator_.BuildScene(file) : status;
-    }
-    Status Attach(int view) {
-        auto& place = views_[static_cast<std::size_t>(view)];
-        place = std::make_unique<OpenView>(prototype_, width_, height_);
-        Status status = place->system->Open(&place->window);
-        if (status.Good()) status = simulator_.AttachGraphicsSystem(place->system.get(), view);
-        return status;
-    }
     /// Flies a circle over the middle, every tile present. @return median seconds of a frame
     double Measure() {
         std::vector<double> taken;
         for (const auto& view : views_) {
-            if (view != nullptr) view->costs.clear();
+            if (view != nullptr) view->window.costs.clear();
         }
         for (int frame = 0; frame < frames_; ++frame) {
             Fly(frame);
@@ -109,7 +64,7 @@ public:
             double last = before;
             for (const auto& view : views_) {
                 if (view == nullptr) continue;
-                view->costs.push_back(view->window.finished - last);
+                view->window.costs.push_back(view->window.finished - last);
                 last = view->window.finished;
             }
         }
@@ -117,33 +72,21 @@ public:
     }
     /// Median seconds of a view in the frames measured last.
     [[nodiscard]] double Cost(int view) const {
-        return Median(views_[static_cast<std::size_t>(view)]->costs);
+        return Median(views_[static_cast<std::size_t>(view)]->window.costs);
     }
     /// A point of interest as high as what the main view looks at, so that both see alike.
     void Target(int view) {
-        simulator_.SetViewTarget(view, OnCircle(kWhole * (view - View::kFirstPoi) / 8, 0.7));
+        simulator_.SetViewTarget(view, OnCircle(kCircle * (view - View::kFirstPoi) / 8, 0.2, 0.7));
     }
 
 private:
-    static constexpr double kWhole = 6.283185307179586;
-
-    /// @param height  share of the highest ground
-    [[nodiscard]] Vec3f OnCircle(double angle, double height) const {
-        const Box& box = simulator_.GetScene()->WholeBox();
-        const double radius = std::min(box.xMax - box.xMin, box.yMax - box.yMin) * 0.2;
-        return {static_cast<float>(box.CentreX() + std::cos(angle) * radius),
-                static_cast<float>(box.CentreY() + std::sin(angle) * radius),
-                static_cast<float>(box.zMax * height)};
-    }
     void Fly(int frame) {
-        const double angle = kWhole * frame / frames_;
-        (void)simulator_.PlaceByLookAt(OnCircle(angle, 1.1), OnCircle(angle + 0.8, 0.7), true);
+        const double angle = kCircle * frame / frames_;
+        (void)simulator_.PlaceByLookAt(OnCircle(angle, 0.2, 1.1), OnCircle(angle + 0.8, 0.2, 0.7),
+                                       true);
     }
 
-    int width_, height_, frames_;
-    OpenGLGraphicsSystem prototype_;
-    std::array<std::unique_ptr<OpenView>, View::kCount> views_;
-    Simulator simulator_;
+    int frames_;
 };
 
 int Run(int argc, char** argv) {
@@ -154,18 +97,15 @@ int Run(int argc, char** argv) {
         return 1;
     }
     Flight flight(width, height, frames);
-    Status status = flight.Open(argv[1]);
-    if (!status.Good()) {
-        (void)std::fprintf(stderr, "sideviews_bench: %s\n", GetErrString(status).c_str());
-        return 1;
-    }
+    Status status = flight.Open(argv[1], std::make_unique<OpenGLGraphicsSystem>());
+    if (!status.Good()) return Fail("sideviews_bench", GetErrString(status));
     std::printf("%dx%d, %d frames, medians in milliseconds\n", width, height, frames);
     std::printf("views   frame   main view   side view (mean)   side / main\n");
     const double alone = flight.Measure();
     std::printf("%5d %7.2f %11.2f\n", 1, alone * 1000, flight.Cost(View::kMain) * 1000);
     for (int view = 0; view < View::kMain && status.Good(); ++view) {
         if (View::IsPoi(view)) flight.Target(view);
-        status = flight.Attach(view);
+        status = flight.Attach(view, std::make_unique<OpenGLGraphicsSystem>());
         const int count = view + 2;
         if (!status.Good() || (count != 4 && count != 8 && count != 17)) continue;
         const double taken = flight.Measure();
@@ -176,10 +116,7 @@ int Run(int argc, char** argv) {
                     sides * 1000, sides / main);
         (void)std::fflush(stdout);
     }
-    if (!status.Good()) {
-        (void)std::fprintf(stderr, "sideviews_bench: %s\n", GetErrString(status).c_str());
-        return 1;
-    }
+    if (!status.Good()) return Fail("sideviews_bench", GetErrString(status));
     std::printf("each of them, view by view:");
     for (int view = 0; view < View::kCount; ++view)
         std::printf(" %d: %.2f", view, flight.Cost(view) * 1000);

@@ -17,20 +17,15 @@ TEST(Build, WhatIsWrongIsToldInOneLineAndNothingIsLeft) {
     const fs::path folder = FreshFolder();
     const fs::path outputs = folder / "outputs";
     fs::create_directories(outputs);
-    const std::string dem =
-        SmallDem().Band([](double, double) { return 10; }).Save(folder / "dem.tif");
+    const std::string dem = SmallDem().Even({10}).Save(folder / "dem.tif");
     Sketch bare = SmallDem();
     bare.system.clear();
-    const std::string noSystem =
-        bare.Band([](double, double) { return 10; }).Save(folder / "bare.tif");
+    const std::string noSystem = bare.Even({10}).Save(folder / "bare.tif");
     Sketch globe(36, 18, {-180, 10, 0, 90, 0, -10});
     globe.system = "EPSG:4326";
-    const std::string wide =
-        globe.Band([](double, double) { return 10; }).Save(folder / "globe.tif");
-    Sketch away(64, 64, {900000, 5, 0, 6000000, 0, -5});
-    away.type = GDT_Byte;
-    const std::string elsewhere =
-        away.Band([](double, double) { return 10; }).Save(folder / "away.tif");
+    const std::string wide = globe.Even({10}).Save(folder / "globe.tif");
+    Sketch away(64, 64, {900000, 5, 0, 6000000, 0, -5}, GDT_Byte);
+    const std::string elsewhere = away.Even({10}).Save(folder / "away.tif");
     std::ofstream(folder / "text.tif") << "no raster at all";
     std::ofstream(folder / "old.sim") << "old";
     const std::string text = (folder / "text.tif").string(), out = (outputs / "out.sim").string();

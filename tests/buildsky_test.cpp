@@ -20,9 +20,8 @@ namespace fs = std::filesystem;
 /// A picture without a place on the map.
 std::string Picture(const fs::path& path, int columns, int rows, int bands,
                     GDALDataType type = GDT_Byte) {
-    Sketch picture(columns, rows, {0, 1, 0, 0, 0, -1});
+    Sketch picture(columns, rows, {0, 1, 0, 0, 0, -1}, type);
     picture.system.clear();
-    picture.type = type;
     for (int band = 0; band < bands; ++band)
         picture.Band(
             [=](double x, double y) { return std::fmod(x * 0.1 - y * 0.05 + band * 60, 250); });
@@ -31,8 +30,7 @@ std::string Picture(const fs::path& path, int columns, int rows, int bands,
 
 TEST(BuildSky, SkiesOfALandscapeLieInItsFolderAndFitIntoIt) {
     const fs::path folder = FreshFolder();
-    const std::string dem =
-        SmallDem().Band([](double, double) { return 5; }).Save(folder / "dem.tif");
+    const std::string dem = SmallDem().Even({5}).Save(folder / "dem.tif");
     const std::string out = (folder / "out.sim").string();
     const Outcome built = Build({"--dem", dem, "--sky", Picture(folder / "a sky.tif", 300, 100, 4),
                                  "--sky", Picture(folder / "wide.tif", 5000, 900, 3), "--sky",
@@ -108,8 +106,7 @@ TEST(BuildSky, WhatIsWrongIsToldInOneLineAndNothingIsLeft) {
     const fs::path folder = FreshFolder();
     const fs::path outputs = folder / "outputs";
     fs::create_directories(outputs);
-    const std::string dem =
-        SmallDem().Band([](double, double) { return 5; }).Save(folder / "dem.tif");
+    const std::string dem = SmallDem().Even({5}).Save(folder / "dem.tif");
     const std::string good = Picture(folder / "good.tif", 64, 32, 3);
     std::ofstream(folder / "text.png") << "no picture";
     const std::string text = (folder / "text.png").string();

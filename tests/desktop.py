@@ -61,6 +61,16 @@ class Desktop:
                         str(texture), landscape], check=True)
         return landscape
 
+    def stored(self, key):
+        """A setting as it stands in the program's file, or None."""
+        kept = self.ini.read_text(encoding="utf-8", errors="replace")
+        return next((line.split("=", 1)[1] for line in kept.splitlines() if line.startswith(key + "=")), None)
+
+    def place(self, window):
+        """Left, top, width and height of a window."""
+        found = dict(line.split("=") for line in self.xdotool("getwindowgeometry", "--shell", window).splitlines())
+        return [int(found[key]) for key in ("X", "Y", "WIDTH", "HEIGHT")]
+
     def settle_graphics(self):
         """As if the last run had ended well and its user wanted no question about the graphics system."""
         kept = self.ini.read_bytes() if self.ini.exists() else b""

@@ -12,13 +12,6 @@ TITLE = "my land - Tarnvale"
 MISSING = "tarnvale_NoOpenGL3_NoShow"
 
 
-def stored(desktop, key):
-    for line in desktop.ini.read_text().splitlines():
-        if line.startswith(key + "="):
-            return line.split("=", 1)[1]
-    return None
-
-
 with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     landscape = desktop.demo()
 
@@ -38,7 +31,7 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     desktop.picture("question")
     desktop.key("Down", "Return")
     main = flying()
-    check(stored(desktop, "GraphicsSystem") == "opengl", "the system chosen at the start is in use")
+    check(desktop.stored("GraphicsSystem") == "opengl", "the system chosen at the start is in use")
     plain = desktop.picture("opengl")
     check(colours(plain) > 500, "and draws the landscape")
 
@@ -51,7 +44,7 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     desktop.picture("options")
     desktop.key("Return")
     wait_for(lambda: not desktop.window("Options"), 10, "the end of the options")
-    wait_for(lambda: stored(desktop, "GraphicsSystem") == "opengl3", 10, "the name of the new system")
+    wait_for(lambda: desktop.stored("GraphicsSystem") == "opengl3", 10, "the name of the new system")
     time.sleep(4)
     check(difference(plain, desktop.picture("opengl3")) < 0.03, "the other system shows the same flight")
     desktop.xdotool("windowfocus", "--sync", main)
@@ -65,8 +58,8 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     desktop.picture("missing")
     desktop.key("alt+d", "Return")
     main = flying()
-    check(stored(desktop, MISSING) == "true", "the hint isn't wanted again")
-    check(stored(desktop, "GraphicsSystem") == "opengl", "another system draws")
+    check(desktop.stored(MISSING) == "true", "the hint isn't wanted again")
+    check(desktop.stored("GraphicsSystem") == "opengl", "another system draws")
     desktop.xdotool("windowfocus", "--sync", main)
     desktop.key("ctrl+q")
     check(program.wait(20) == 0, "the program ends")

@@ -46,8 +46,7 @@ TEST(Info, TellsExtentTreeAndFits) {
 TEST(Info, RefusesWhatIsNoLandscapeInOneLine) {
     const fs::path folder = FreshFolder();
     const std::string out = (folder / "out.sim").string();
-    const std::string dem =
-        SmallDem().Band([](double, double) { return 10; }).Save(folder / "dem.tif");
+    const std::string dem = SmallDem().Even({10}).Save(folder / "dem.tif");
     BuildWell({"-q", "--dem", dem, out});
     std::ifstream in(out, std::ios::binary);
     const std::string whole{std::istreambuf_iterator<char>(in), {}};

@@ -2,9 +2,7 @@
 
 #include <gdal_priv.h>
 #include <gtest/gtest.h>
-#include <ogr_spatialref.h>
 
-#include <memory>
 #include <nlohmann/json.hpp>
 
 namespace tarnvale::test {
@@ -101,6 +99,17 @@ double RampX(double x, double y) {
 }
 double RampY(double x, double y) {
     return 230 - (6000000 - y) * 0.09 + (x - 600000) * 0.01;
+}
+
+std::unique_ptr<OGRCoordinateTransformation> Conversion(const std::string& from,
+                                                        const std::string& to) {
+    OGRSpatialReference source, target;
+    EXPECT_EQ(source.SetFromUserInput(from.c_str()), OGRERR_NONE);
+    EXPECT_EQ(target.SetFromUserInput(to.c_str()), OGRERR_NONE);
+    source.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    target.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    return std::unique_ptr<OGRCoordinateTransformation>(
+        OGRCreateCoordinateTransformation(&source, &target));
 }
 
 Sketch SmallDem() {

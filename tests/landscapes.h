@@ -1,12 +1,15 @@
 #pragma once
 
 #include <gdal.h>
+#include <ogr_spatialref.h>
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <initializer_list>
+#include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
@@ -27,14 +30,15 @@ struct Sketch {
     int columns = 0, rows = 0;
     std::array<double, 6> place{};
     std::string system = "EPSG:25832";
-    GDALDataType type = GDT_Int16;
+    GDALDataType type;
     std::vector<std::vector<double>> bands;
     std::optional<double> noData;
     std::string unit;
     bool lastIsAlpha = false;
     int bits = 0;  ///< of each value; 0 for as many as its type has
 
-    Sketch(int c, int r, std::array<double, 6> p) : columns(c), rows(r), place(p) {}
+    Sketch(int c, int r, std::array<double, 6> p, GDALDataType t = GDT_Int16)
+        : columns(c), rows(r), place(p), type(t) {}
 
     /// Adds a band whose value at each pixel's centre is a function of the map's x and y.
     template <typename Function>
@@ -47,6 +51,12 @@ struct Sketch {
             }
         }
         bands.push_back(std::move(band));
+        return *this;
+    }
+
+    /// Adds bands of one value each.
+    Sketch& Even(std::initializer_list<double> values) {
+        for (const double one : values) Band([one](double, double) { return one; });
         return *this;
     }
 
@@ -94,6 +104,10 @@ nlohmann::json Info(const std::string& path);
 /// Values in 0 to 255 that tell where on the map a pixel lies.
 double RampX(double x, double y);
 double RampY(double x, double y);
+
+/// From one coordinate reference system to another, each as GDAL understands it; east comes first.
+std::unique_ptr<OGRCoordinateTransformation> Conversion(const std::string& from,
+                                                        const std::string& to);
 
 /// A DEM that fits: 65 x 33 samples, 20 m apart, the first one at 600000, 6000000.
 Sketch SmallDem();

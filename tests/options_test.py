@@ -12,13 +12,6 @@ from desktop import Desktop, check, difference, processor_seconds, wait_for
 VIEW = "200x600+10+150"  # a part of the view that no dialog covers
 
 
-def stored(desktop, key):
-    for line in desktop.ini.read_text().splitlines():
-        if line.startswith(key + "="):
-            return line.split("=", 1)[1]
-    return None
-
-
 with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     landscape = desktop.demo()
     program = desktop.start(landscape)
@@ -39,10 +32,8 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     options(5)
     dialog = desktop.window("Options")
     desktop.xdotool("windowmove", "--sync", dialog, 10, 40)
-    answer = desktop.xdotool("getwindowgeometry", "--shell", main)
-    geometry = {key: int(value) for key, value in (line.split("=") for line in answer.splitlines())}
-    corner = (f"{geometry['WIDTH'] // 4}x{geometry['HEIGHT'] // 4}+{geometry['X'] + geometry['WIDTH'] * 3 // 4}"
-              f"+{geometry['Y'] + geometry['HEIGHT'] * 7 // 10}")
+    x, y, width, height = desktop.place(main)
+    corner = f"{width // 4}x{height // 4}+{x + width * 3 // 4}+{y + height * 7 // 10}"
     desktop.key("alt+m")
     time.sleep(1)
     check(difference(plain, desktop.picture("no_compass"), corner) > 0.005, "the compass goes as soon as it is unticked")
@@ -62,14 +53,14 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     wait_for(lambda: not desktop.window("Options"), 5, "the end of the options")
     time.sleep(1)
     check(difference(plain, desktop.picture("cancelled"), VIEW) < 0.004, "Cancel brings the picture back")
-    check(stored(desktop, "VerticalExaggeration") is None, "and stores nothing")
+    check(desktop.stored("VerticalExaggeration") is None, "and stores nothing")
 
     options(0)
     desktop.key("alt+v", "2", "Return")
     wait_for(lambda: not desktop.window("Options"), 5, "the end of the options")
     time.sleep(1)
     check(difference(plain, desktop.picture("kept"), VIEW) > 0.005, "OK keeps what was typed")
-    check(float(stored(desktop, "VerticalExaggeration")) == 2, "and stores it")
+    check(float(desktop.stored("VerticalExaggeration")) == 2, "and stores it")
     turned = desktop.picture("before_turn")
     desktop.xdotool("keydown", "Left")
     time.sleep(0.5)
@@ -79,7 +70,7 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
 
     desktop.key("alt+v", "c")
     wait_for(lambda: desktop.window("Input assignments"), 5, "the input assignments")
-    check(stored(desktop, "ShowInputAssignments") == "true", "open input assignments are noted")
+    check(desktop.stored("ShowInputAssignments") == "true", "open input assignments are noted")
 
     desktop.xdotool("windowfocus", "--sync", main)
     before_offset = desktop.picture("before_offset")
@@ -95,13 +86,13 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     desktop.xdotool("windowfocus", "--sync", main)
     desktop.key("ctrl+q")
     check(program.wait(10) == 0, "the program ends")
-    check(stored(desktop, "ShowInputAssignments") == "true", "its end isn't the user closing a window")
-    check(stored(desktop, "InputAssignmentsPanelWindow") is not None, "the panel's place is kept")
+    check(desktop.stored("ShowInputAssignments") == "true", "its end isn't the user closing a window")
+    check(desktop.stored("InputAssignmentsPanelWindow") is not None, "the panel's place is kept")
 
     program = desktop.start()
     panel = wait_for(lambda: desktop.window("Input assignments"), 20, "the input assignments of the next run")
     desktop.xdotool("windowfocus", "--sync", panel)
     desktop.key("alt+F4")
-    wait_for(lambda: stored(desktop, "ShowInputAssignments") == "false", 5, "the note that the user closed it")
+    wait_for(lambda: desktop.stored("ShowInputAssignments") == "false", 5, "the note that the user closed it")
     check(program.poll() is None, "closing the panel leaves the program running")
 print("all ok")

@@ -32,11 +32,6 @@ with Desktop(sys.argv[1], sys.argv[2], "1500x950") as desktop:
     main = desktop.focus(MAIN)
     settle()
 
-    def place(window):
-        found = dict(line.split("=") for line in
-                     desktop.xdotool("getwindowgeometry", "--shell", window).splitlines())
-        return [int(found[key]) for key in ("X", "Y", "WIDTH", "HEIGHT")]
-
     def put(window, x, y, width=None, height=None):
         if width:
             desktop.xdotool("windowsize", "--sync", window, width, height)
@@ -44,7 +39,7 @@ with Desktop(sys.argv[1], sys.argv[2], "1500x950") as desktop:
         time.sleep(0.5)
 
     def crop(window):
-        x, y, width, height = place(window)
+        x, y, width, height = desktop.place(window)
         return f"{width}x{height}+{x}+{y}"
 
     put(main, 10, 30, 900, 880)
@@ -80,7 +75,7 @@ with Desktop(sys.argv[1], sys.argv[2], "1500x950") as desktop:
     # where the main view looks, turns its view alone, and brings its marker into the main view.
     desktop.xdotool("windowraise", views[2])
     first, shown = desktop.picture("three"), crop(views[2])
-    x, y, width, height = place(map_window)
+    x, y, width, height = desktop.place(map_window)
     middle = (x + width // 2, y + height // 2)
     desktop.xdotool("mousemove", middle[0], middle[1] + 20)
     time.sleep(0.3)

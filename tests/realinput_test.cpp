@@ -1,6 +1,5 @@
 #include <gdal_priv.h>
 #include <gtest/gtest.h>
-#include <ogr_spatialref.h>
 
 #include <array>
 #include <cmath>
@@ -36,12 +35,10 @@ protected:
             GDALDataset::FromHandle(GDALOpen((data_ / source).c_str(), GA_ReadOnly)), GDALClose);
         GDALDataset* dataset = file.get();
         ASSERT_NE(dataset, nullptr);
-        OGRSpatialReference from, to = *dataset->GetSpatialRef();
-        ASSERT_EQ(from.SetFromUserInput(stored.system.Wkt().c_str()), OGRERR_NONE);
-        from.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
-        to.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
-        const std::unique_ptr<OGRCoordinateTransformation> convert(
-            OGRCreateCoordinateTransformation(&from, &to));
+        char* text = nullptr;
+        ASSERT_EQ(dataset->GetSpatialRef()->exportToWkt(&text), OGRERR_NONE);
+        const auto convert = Conversion(stored.system.Wkt(), text);
+        CPLFree(text);
         std::array<double, 6> six{};
         dataset->GetGeoTransform(six.data());
         int compared = 0, voids = 0;

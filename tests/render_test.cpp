@@ -3,7 +3,6 @@
 #include <png.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -41,7 +40,7 @@ struct Outcome {
 };
 
 /// @param arguments  parted by single spaces: no path here has any
-Outcome Render(const std::string& arguments) {
+Outcome RunRender(const std::string& arguments) {
     std::vector<std::string> parts;
     std::istringstream stream(arguments);
     for (std::string part; stream >> part;) parts.push_back(part);
@@ -101,37 +100,28 @@ public:
     }
 
     Status Write(const FILEPATH& path) const {
-        ZPF::PROJECTWRITER writer;
-        Status status = writer.Create(path);
-        ZPF::RasterSpec dem;
-        dem.name = "Height";
-        dem.type = ZPF::RasterType::Signed16;
-        dem.columns = dem.rows = kSide;
+        ZPF::RasterSpec dem =
+            ZPF::Placed(ZPF::Spec("Height", ZPF::RasterType::Signed16, kSide, kSide),
+                        {kWest, kCell, 0, kNorth, 0, -kCell});
         dem.hasNull = true;
         dem.nullValue = kNull;
-        dem.georeference = {kWest, kCell, 0, kNorth, 0, -kCell};
-        if (status.Good()) status = COORDREFSYS::FromText("EPSG:32633", dem.system);
-        int number = kNoObject;
-        if (status.Good()) status = writer.AddRaster(kRootObject, dem, number);
-        if (status.Good()) {
-            status = ZPF::PutCells(writer, number, dem, 0, std::as_bytes(std::span(heights_)), {});
-        }
-        ZPF::RasterSpec texture;
-        texture.name = "Grey";
-        texture.columns = texture.rows = 1024;
+        ZPF::RasterSpec texture =
+            ZPF::Placed(ZPF::Spec("Grey", ZPF::RasterType::Composite24B, 1024, 1024),
+                        {kWest + kCell / 2, kCell / 4, 0, kNorth - kCell / 2, 0, -kCell / 4});
         texture.levels = 2;
-        texture.system = dem.system;
-        texture.georeference = {kWest + kCell / 2, kCell / 4, 0, kNorth - kCell / 2, 0, -kCell / 4};
-        if (status.Good()) status = writer.AddRaster(kRootObject, texture, number);
-        for (int level = 0; level < 2 && status.Good(); ++level) {
-            const std::size_t side = 1024U >> level;
-            std::vector<std::byte> colours(side * side * 3);
-            for (std::size_t i = 0; i < colours.size(); ++i) {
-                colours[i] =
+        const auto squares = [](std::size_t side) {
+            std::vector<std::byte> cells(side * side * 3);
+            for (std::size_t i = 0; i < cells.size(); ++i) {
+                cells[i] =
                     static_cast<std::byte>(60 + (i / 3 % side / 16 + i / 3 / side / 16) % 2 * 90);
             }
-            status = ZPF::PutCells(writer, number, texture, level, colours, {});
-        }
+            return cells;
+        };
+        ZPF::PROJECTWRITER writer;
+        Status status = writer.Create(path);
+        if (status.Good())
+            status = ZPF::AddCells(writer, dem, {std::as_bytes(std::span(heights_))});
+        if (status.Good()) status = ZPF::AddCells(writer, texture, {squares(1024), squares(512)});
         return status.Good() ? writer.Commit() : status;
     }
 
@@ -176,17 +166,31 @@ private:
     std::vector<std::int16_t> heights_;
 };
 
+class Render : public testing::Test {
+protected:
+    static RandomLandscape Land(std::uint64_t seed, const FILEPATH& file) {
+        RandomLandscape landscape(seed);
+        EXPECT_TRUE(Good(landscape.Write(file)));
+        return landscape;
+    }
+    [[nodiscard]] Outcome Run(const std::string& arguments) const {
+        return RunRender(land + " " + arguments);
+    }
+
+    ScratchFolder folder;
+    std::string place = (folder / "").string(), land = place + "random.sim";
+};
+using CameraPath = Render;
+
 // Level views have vertical planes for columns, so below the first ground of a column there is only
 // ground. In views down on the middle there is nothing but ground. Nodes are culled by the sphere
 // about their cells, while their samples stand half a cell farther on: what that half cell can
 // cover at the upper and lower edge of the picture, seen from 350 m and more, isn't looked at.
-TEST(Render, NoBackgroundShowsThroughTheTerrain) {
+TEST_F(Render, NoBackgroundShowsThroughTheTerrain) {
     constexpr int kLevelViews = 10, kViews = 24, kEdge = 24;
     constexpr double kDegree = 3.14159265358979 / 180;
     for (const std::uint64_t seed : {1U, 2U, 3U}) {
-        const ScratchFolder folder;
-        const RandomLandscape landscape(seed);
-        ASSERT_TRUE(Good(landscape.Write(folder / "random.sim")));
+        const RandomLandscape landscape = Land(seed, land);
         Dice dice(seed + 100);
         std::vector<CameraPose> poses;
         for (int view = 0; view < kViews; ++view) {
@@ -208,10 +212,8 @@ TEST(Render, NoBackgroundShowsThroughTheTerrain) {
         ASSERT_TRUE(WriteCameraPath(folder / "path.csv", poses));
         for (const char* quality : {"0", "85", "100"}) {
             SCOPED_TRACE(testing::Message() << "seed " << seed << ", quality " << quality);
-            const Outcome outcome =
-                Render((folder / "random.sim").string() + " --camera " +
-                       (folder / "path.csv").string() + " --size 512x288 --out " +
-                       (folder / "out").string() + " " + kLoud + "--set TerrainQuality=" + quality);
+            const Outcome outcome = Run("--camera " + place + "path.csv --size 512x288 --out " +
+                                        place + "out " + kLoud + "--set TerrainQuality=" + quality);
             ASSERT_EQ(outcome.code, 0) << outcome.said;
             for (int view = 0; view < kViews; ++view) {
                 char name[32];
@@ -259,37 +261,27 @@ TEST(Render, NoBackgroundShowsThroughTheTerrain) {
     }
 }
 
-TEST(Render, ASkyStandsUprightOverTheTerrainAndCanBeLeftOut) {
-    const ScratchFolder folder;
-    ASSERT_TRUE(Good(RandomLandscape(5).Write(folder / "random.sim")));
-    ZPF::PROJECTWRITER writer;
-    ASSERT_TRUE(Good(writer.Create(folder / "two.sky")));
-    ZPF::RasterSpec spec;
-    spec.name = "flag";
-    spec.columns = 64;
-    spec.rows = 32;
+TEST_F(Render, ASkyStandsUprightOverTheTerrainAndCanBeLeftOut) {
+    Land(5, land);
+    ZPF::RasterSpec spec = ZPF::Spec("flag", ZPF::RasterType::Composite24B, 64, 32);
     spec.encoding = ZPF::TileEncoding::Lossless;
-    int number = kNoObject;
-    ASSERT_TRUE(Good(writer.AddRaster(kRootObject, spec, number)));
     std::vector<std::byte> cells;  // red down to 34 degrees above the horizon, then green
     for (int i = 0; i < 64 * 32; ++i) {
         const bool high = i < 64 * 20;
         cells.insert(cells.end(), {std::byte(high ? 250 : 0), std::byte(high ? 0 : 250), {}});
     }
-    ASSERT_TRUE(Good(ZPF::PutCells(writer, number, spec, 0, cells, {})));
-    ASSERT_TRUE(Good(writer.Commit()));
+    ASSERT_TRUE(Good(ZPF::WriteRaster(folder / "two.sky", spec, {cells})));
     // From the middle, so high that the dome meets the line of sight 23 degrees up, seen from its
     // own centre.
     ASSERT_TRUE(
         WriteCameraPath(folder / "path.csv", {{{403840, 5596160, 1500}, {403840, 5597160, 1500}}}));
-    const std::string arguments = (folder / "random.sim").string() + " --camera " +
-                                  (folder / "path.csv").string() + " --size 200x200 --out " +
-                                  (folder / "out").string() + " " + kLoud;
+    const std::string arguments =
+        "--camera " + place + "path.csv --size 200x200 --out " + place + "out " + kLoud;
     ::setenv("TARNVALE_SKY_FILE", (folder / "two.sky").c_str(), 1);
-    const Outcome with = Render(arguments + "--sky flag");
+    const Outcome with = Run(arguments + "--sky flag");
     const Picture sky = ReadPicture(folder / "out/frame_00000.png");
-    const Outcome none = Render(arguments + "--sky gale");
-    const Outcome without = Render(arguments + "--set Sky=false");
+    const Outcome none = Run(arguments + "--sky gale");
+    const Outcome without = Run(arguments + "--set Sky=false");
     const Picture bare = ReadPicture(folder / "out/frame_00000.png");
     ::setenv("TARNVALE_SKY_FILE", "none", 1);
     ASSERT_EQ(with.code, 0) << with.said;
@@ -315,29 +307,21 @@ std::size_t TrianglesIn(const json& primitive) {
     return primitive["kind"] == 0 ? vertices / 3 : vertices - 2;
 }
 
-TEST(Render, TraceTellsTheSameStoryInAllItsParts) {
-    const ScratchFolder folder;
-    ASSERT_TRUE(Good(RandomLandscape(7).Write(folder / "random.sim")));
+TEST_F(Render, TraceTellsTheSameStoryInAllItsParts) {
+    Land(7, land);
     const FILEPATH trace = folder / "trace.jsonl";
     const Outcome outcome =
-        Render((folder / "random.sim").string() +
-               " --fly 6 --size 320x200 --trace-vertices --trace " + trace.string());
+        Run("--fly 6 --size 320x200 --trace-vertices --trace " + trace.string());
     ASSERT_EQ(outcome.code, 0) << outcome.said;
     const std::vector<json> lines = ReadLines(trace);
     ASSERT_EQ(lines.size(), 6U);
     for (std::size_t frame = 0; frame < lines.size(); ++frame) {
         const json& line = lines[frame];
-        EXPECT_EQ(line["frame"], frame);
-        EXPECT_EQ(line["view"], 16);
-        EXPECT_EQ(line["layer"], 0);
-        EXPECT_EQ(line["fov"], 45);
-        EXPECT_EQ(line["width"], 320);
-        EXPECT_EQ(line["height"], 200);
-        EXPECT_EQ(line["quality"], 85);
-        EXPECT_EQ(line["pixel_tolerance"], 4);
-        EXPECT_EQ(line["vertical_scale"], 1);
-        EXPECT_EQ(line["offsets"], json::array({0}));
-        EXPECT_EQ(line["regions"], json::parse("[[0,0,257,257]]"));
+        json wanted = json::parse(R"({"view": 16, "layer": 0, "fov": 45, "width": 320,
+            "height": 200, "quality": 85, "pixel_tolerance": 4, "vertical_scale": 1,
+            "offsets": [0], "regions": [[0, 0, 257, 257]]})");
+        wanted["frame"] = frame;
+        for (const auto& [key, value] : wanted.items()) EXPECT_EQ(line[key], value) << key;
         for (const char* key : {"eye", "look", "up"}) EXPECT_EQ(line[key].size(), 3U);
         ASSERT_EQ(line["tiles"].size(), 1U);
         for (const char* key : {"resident", "limit", "in_flight", "uploads", "wishes"}) {
@@ -379,15 +363,13 @@ TEST(Render, TraceTellsTheSameStoryInAllItsParts) {
 
 // From under the ground, a triangle without extent and a veil over the whole picture are drawn
 // after the last layer.
-TEST(Render, TraceCountsTheCallsOfTheLayerAlone) {
-    const ScratchFolder folder;
-    ASSERT_TRUE(Good(RandomLandscape(12).Write(folder / "random.sim")));
+TEST_F(Render, TraceCountsTheCallsOfTheLayerAlone) {
+    Land(12, land);
     const double x = RandomLandscape::kWest + 3000, y = RandomLandscape::kNorth - 3000;
     ASSERT_TRUE(WriteCameraPath(folder / "path.csv", {{{x, y, -200}, {x + 1000, y, 0}}}));
     const Outcome outcome =
-        Render((folder / "random.sim").string() + " --camera " + (folder / "path.csv").string() +
-               " --size 320x200 --set Subterrain=true --trace " +
-               (folder / "trace.jsonl").string() + " --stats " + (folder / "stats.json").string());
+        Run("--camera " + place + "path.csv --size 320x200 --set Subterrain=true --trace " + place +
+            "trace.jsonl --stats " + place + "stats.json");
     ASSERT_EQ(outcome.code, 0) << outcome.said;
     const std::vector<json> lines = ReadLines(folder / "trace.jsonl");
     ASSERT_EQ(lines.size(), 1U);
@@ -396,9 +378,8 @@ TEST(Render, TraceCountsTheCallsOfTheLayerAlone) {
     EXPECT_EQ(stats["draw_calls"], lines[0]["draw_calls"].get<int>() + 2);
 }
 
-TEST(Render, TraceTellsNothingOldOfATextureThatIsNotDrawn) {
-    const ScratchFolder folder;
-    ASSERT_TRUE(Good(RandomLandscape(13).Write(folder / "random.sim")));
+TEST_F(Render, TraceTellsNothingOldOfATextureThatIsNotDrawn) {
+    Land(13, land);
     SimulatorFile file;
     ASSERT_TRUE(Good(file.Read(folder / "random.sim")));
     OffscreenWindow window(320, 200);  // only its size is asked for
@@ -436,15 +417,13 @@ TEST(Render, TraceTellsNothingOldOfATextureThatIsNotDrawn) {
     EXPECT_TRUE(Good(simulator.AttachGraphicsSystem(nullptr, View::kMain)));
 }
 
-TEST(Render, FiguresAreAllThere) {
-    const ScratchFolder folder;
-    ASSERT_TRUE(Good(RandomLandscape(8).Write(folder / "random.sim")));
+TEST_F(Render, FiguresAreAllThere) {
+    Land(8, land);
     for (const char* graphics : {"opengl", "null"}) {
         SCOPED_TRACE(graphics);
         const FILEPATH file = folder / "stats.json";
         const Outcome outcome =
-            Render((folder / "random.sim").string() + " --fly 40 --size 320x200 --stats " +
-                   file.string() + " --graphics " + graphics);
+            Run("--fly 40 --size 320x200 --stats " + file.string() + " --graphics " + graphics);
         ASSERT_EQ(outcome.code, 0) << outcome.said;
         const json stats = json::parse(std::ifstream(file));
         for (const char* key :
@@ -469,16 +448,14 @@ TEST(Render, FiguresAreAllThere) {
     }
 }
 
-TEST(Render, PicturesCarryTheirPose) {
-    const ScratchFolder folder;
-    ASSERT_TRUE(Good(RandomLandscape(9).Write(folder / "random.sim")));
+TEST_F(Render, PicturesCarryTheirPose) {
+    Land(9, land);
     ZPF::WriteFile(folder / "path.csv", std::string("x,y,z,look_x,look_y,look_z\r\n"
                                                     "403000,5597000,900.5,404000,5597000,700\r\n"
                                                     "403030,5597000,900.5,404030,5597000,700\r\n"
                                                     "403060,5597000,900.5,404060,5597000,700\r\n"));
-    const Outcome outcome =
-        Render((folder / "random.sim").string() + " --camera " + (folder / "path.csv").string() +
-               " --size 64x48 --complete --every 2 --out " + (folder / "deep/out").string());
+    const Outcome outcome = Run("--camera " + place + "path.csv --size 64x48 --complete --every 2" +
+                                " --out " + place + "deep/out");
     ASSERT_EQ(outcome.code, 0) << outcome.said;
     EXPECT_EQ(outcome.said, "");
     EXPECT_TRUE(std::filesystem::exists(folder / "deep/out/frame_00000.png"));
@@ -494,39 +471,36 @@ TEST(Render, PicturesCarryTheirPose) {
     }
 }
 
-TEST(Render, WhatIsWrongIsSaidInOneLine) {
-    const ScratchFolder folder;
-    ASSERT_TRUE(Good(RandomLandscape(10).Write(folder / "random.sim")));
+TEST_F(Render, WhatIsWrongIsSaidInOneLine) {
+    Land(10, land);
     const std::vector<char> whole = ZPF::ReadFile(folder / "random.sim");
     ZPF::WriteFile(folder / "cut.sim", std::span(whole).first(whole.size() / 2));
     ZPF::WriteFile(folder / "text.sim",
                    std::string("not a landscape at all, but long enough to be one"));
     ZPF::WriteFile(folder / "path.csv",
                    std::string("x,y,z,look_x,look_y,look_z\n1,2,3,4,5,6\n1,2,3,4,5\n"));
-    const std::string good = (folder / "random.sim").string(),
-                      place = folder.operator/("").string();
     const std::tuple<const char*, std::string, const char*> cases[] = {
         {"no such file", place + "none.sim --fly 3", "none.sim"},
         {"not a landscape", place + "text.sim --fly 3", "text.sim"},
         {"cut off", place + "cut.sim --fly 3", "cut.sim"},
-        {"no path", good, "--camera"},
-        {"no such path", good + " --camera " + place + "none.csv", "none.csv"},
-        {"a bad path", good + " --camera " + place + "path.csv", "line 3"},
-        {"no such preference", good + " --fly 3 --set Nothing=1", "Nothing"},
-        {"no value for it", good + " --fly 3 --set Fog=maybe", "Fog"},
-        {"no size", good + " --fly 3 --size 12", "12"},
-        {"a huge size", good + " --fly 3 --size 100000x100000", "100000"},
-        {"no such graphics system", good + " --fly 3 --graphics wire", "wire"},
-        {"pictures of nothing", good + " --fly 3 --graphics null --out x", "null"},
-        {"an unknown option", good + " --fly 3 --sideways", "sideways"},
-        {"a folder that can't be", good + " --fly 3 --out /proc/none/here", "/proc/none/here"},
-        {"figures that can't be", good + " --fly 3 --size 64x48 --stats /proc/none.json",
+        {"no path", land, "--camera"},
+        {"no such path", land + " --camera " + place + "none.csv", "none.csv"},
+        {"a bad path", land + " --camera " + place + "path.csv", "line 3"},
+        {"no such preference", land + " --fly 3 --set Nothing=1", "Nothing"},
+        {"no value for it", land + " --fly 3 --set Fog=maybe", "Fog"},
+        {"no size", land + " --fly 3 --size 12", "12"},
+        {"a huge size", land + " --fly 3 --size 100000x100000", "100000"},
+        {"no such graphics system", land + " --fly 3 --graphics wire", "wire"},
+        {"pictures of nothing", land + " --fly 3 --graphics null --out x", "null"},
+        {"an unknown option", land + " --fly 3 --sideways", "sideways"},
+        {"a folder that can't be", land + " --fly 3 --out /proc/none/here", "/proc/none/here"},
+        {"figures that can't be", land + " --fly 3 --size 64x48 --stats /proc/none.json",
          "/proc/none.json"},
-        {"a trace that can't be", good + " --fly 3 --trace /proc/none.jsonl", "/proc/none.jsonl"},
+        {"a trace that can't be", land + " --fly 3 --trace /proc/none.jsonl", "/proc/none.jsonl"},
     };
     for (const auto& [what, arguments, named] : cases) {
         SCOPED_TRACE(what);
-        const Outcome outcome = Render(arguments);
+        const Outcome outcome = RunRender(arguments);
         EXPECT_EQ(outcome.code, 1);
         EXPECT_THAT(outcome.said, testing::StartsWith("tarnvale-render: "));
         EXPECT_THAT(outcome.said, testing::HasSubstr(named));
@@ -535,11 +509,10 @@ TEST(Render, WhatIsWrongIsSaidInOneLine) {
 }
 
 // The library is there, and no driver: as on a machine where Mesa's own are missing.
-TEST(Render, WithoutADriverItSaysSoInOneLine) {
-    const ScratchFolder folder;
-    ASSERT_TRUE(Good(RandomLandscape(10).Write(folder / "random.sim")));
+TEST_F(Render, WithoutADriverItSaysSoInOneLine) {
+    Land(10, land);
     ASSERT_EQ(setenv("LIBGL_DRIVERS_PATH", "/nonexistent", 1), 0);
-    const Outcome outcome = Render((folder / "random.sim").string() + " --fly 2 --size 64x48");
+    const Outcome outcome = Run("--fly 2 --size 64x48");
     ASSERT_EQ(unsetenv("LIBGL_DRIVERS_PATH"), 0);
     if (outcome.code == 0) GTEST_SKIP() << "this driver has all its parts in one";
     EXPECT_EQ(outcome.code, 1);
@@ -547,7 +520,7 @@ TEST(Render, WithoutADriverItSaysSoInOneLine) {
     EXPECT_EQ(std::ranges::count(outcome.said, '\n'), 1) << outcome.said;
 }
 
-TEST(CameraPath, ReadsWhatPeopleWriteAndNamesTheLineOtherwise) {
+TEST(CameraPathText, ReadsWhatPeopleWriteAndNamesTheLineOtherwise) {
     const std::string header = "x,y,z,look_x,look_y,look_z\n";
     const std::tuple<const char*, std::string, const char*> bad[] = {
         {"nothing", "", "missing"},
@@ -579,13 +552,10 @@ TEST(CameraPath, ReadsWhatPeopleWriteAndNamesTheLineOtherwise) {
     EXPECT_EQ(poses[1].lookAt, (Vec3d{10, 11, 12}));
 }
 
-TEST(CameraPath, APathOfOurOwnStaysAboveTheGroundAndMovesEvenly) {
-    const ScratchFolder folder;
-    const RandomLandscape landscape(11);
-    ASSERT_TRUE(Good(landscape.Write(folder / "random.sim")));
+TEST_F(CameraPath, APathOfOurOwnStaysAboveTheGroundAndMovesEvenly) {
+    const RandomLandscape landscape = Land(11, land);
     const FILEPATH path = folder / "path.csv";
-    const Outcome outcome = Render((folder / "random.sim").string() +
-                                   " --fly 900 --graphics null --write-camera " + path.string());
+    const Outcome outcome = Run("--fly 900 --graphics null --write-camera " + path.string());
     ASSERT_EQ(outcome.code, 0) << outcome.said;
     std::vector<CameraPose> poses;
     std::string problem;

@@ -16,11 +16,6 @@ bin_dir, work = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
 TITLE = "my land - Tarnvale"
 
 
-def stored(desktop, key):
-    found = re.search(rf"^{key}=(.*)$", desktop.ini.read_text(errors="replace"), re.M)
-    return found and found[1]
-
-
 def geometry(desktop, window):
     text = subprocess.run(["xwininfo", "-id", window], env=desktop.environment, capture_output=True, text=True).stdout
     return {key: int(re.search(rf"{name}:\s+(-?\d+)", text)[1])
@@ -51,11 +46,11 @@ with Desktop(bin_dir, work / "menus") as desktop:
 
     # Each toggle is seen in the settings file at once.
     desktop.key("alt+v", "s")
-    check(stored(desktop, "ShowStatusBar") == "false", "the status bar goes by menu, and the setting is kept")
+    check(desktop.stored("ShowStatusBar") == "false", "the status bar goes by menu, and the setting is kept")
     desktop.key("alt+v", "s")
-    check(stored(desktop, "ShowStatusBar") == "true", "and comes again")
+    check(desktop.stored("ShowStatusBar") == "true", "and comes again")
     changes(desktop, "wireframe changes the picture", ["ctrl+shift+w"])
-    check(stored(desktop, "Wireframe") == "true", "and is kept")
+    check(desktop.stored("Wireframe") == "true", "and is kept")
     changes(desktop, "and back", ["ctrl+shift+w"])
     changes(desktop, "a texture goes by the Layer menu", ["alt+l", "Right", "Return"])
     changes(desktop, "and comes again", ["alt+l", "Right", "Return"])
@@ -91,13 +86,13 @@ with Desktop(bin_dir, work / "menus") as desktop:
     light = brightness(desktop.picture("light"), palette)
     desktop.key("alt+v", "t", "d")
     time.sleep(0.7)
-    check(stored(desktop, "Theme") == "dark", "the theme is kept")
+    check(desktop.stored("Theme") == "dark", "the theme is kept")
     check(brightness(desktop.picture("dark"), palette) < light - 0.3, "and darkens the window at once")
     desktop.key("alt+v", "l", "Down", "Down", "Return")
-    check(stored(desktop, "Language") == "de", "the language is kept")
+    check(desktop.stored("Language") == "de", "the language is kept")
     desktop.key("ctrl+q")
     check(program.wait(10) == 0, "Ctrl+Q from the view ends the program")
-    check(stored(desktop, "CleanClose") == "true", "and the end is noted")
+    check(desktop.stored("CleanClose") == "true", "and the end is noted")
     program = desktop.start(landscape)
     desktop.focus(TITLE)
     time.sleep(2)
@@ -147,7 +142,7 @@ with Desktop(bin_dir, work / "menus") as desktop:
         program.wait(10)
 
     # After the kill: one graphics system, so nobody is asked. The picture of the start goes by itself.
-    check(stored(desktop, "CleanClose") == "false", "a killed program leaves its trace")
+    check(desktop.stored("CleanClose") == "false", "a killed program leaves its trace")
     program = desktop.start(splash=True)
     wait_for(lambda: desktop.window("Tarnvale splash"), 10, "the picture of the start")
     check(desktop.window("Tarnvale") is not None, "the main window stands behind it")

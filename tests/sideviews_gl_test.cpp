@@ -107,10 +107,7 @@ TEST_P(SideViewsGL, OpeningAndClosingAllLeavesNothingBehind) {
     Program program(GetParam());
     ASSERT_NO_FATAL_FAILURE(program.Open());
     program.simulator.SetViewTarget(View::kFirstPoi, Vec3f{100, -100, 0});
-    Usage first, last;
-    // Drivers and toolkits keep what they made first, so a few rounds go before the count.
-    constexpr int kSettling = 5;
-    for (int round = 0; round < kSettling + rounds; ++round) {
+    ExpectNothingLeftBehind(5, [&](int) {
         for (int view = 0; view < View::kMain; ++view) program.views->ShowView(view, true);
         for (int view = 0; view < View::kMain; ++view) {
             ASSERT_TRUE(
@@ -133,19 +130,7 @@ TEST_P(SideViewsGL, OpeningAndClosingAllLeavesNothingBehind) {
         EXPECT_TRUE(program.simulator.DrawFrame(true).Good());
         for (int view = 0; view < View::kMain; ++view)
             EXPECT_EQ(program.simulator.GetGraphicsSystem(view), nullptr);
-        last = Measure();
-        if (round == kSettling - 1) first = last;
-        if (round % 10 == 4) {
-            std::printf("round %d: %ld handles, %ld threads, %ld kB\n", round + 1, last.handles,
-                        last.threads, last.resident);
-            std::fflush(stdout);
-        }
-    }
-    EXPECT_LE(last.handles, first.handles);
-    EXPECT_LE(last.threads, first.threads);
-    // The allocator's noise is some 10 MB; a hundred kilobytes left by each view would be more.
-    EXPECT_LT(last.resident - first.resident, 24 * 1024);
-    EXPECT_GT(first.threads, 1) << "nothing was counted";
+    });
 }
 
 }  // namespace

@@ -21,11 +21,6 @@ def place(title, x, y, width, height):
     return found
 
 
-def corner(window):
-    answer = desktop.xdotool("getwindowgeometry", "--shell", window)
-    return {key: int(value) for key, value in (line.split("=") for line in answer.splitlines())}
-
-
 def shot(window, name):
     """The picture of one window, which must not be covered."""
     file = desktop.work / f"{name}.png"
@@ -41,13 +36,6 @@ def mouse(window, x, y):
 def menu(letter):
     desktop.focus(MAIN)
     desktop.key("alt+w", letter, pause=0.5)
-
-
-def setting(key):
-    for line in desktop.ini.read_text().splitlines():
-        if line.startswith(key + "="):
-            return line.split("=", 1)[1]
-    return None
 
 
 def at_rest(process):
@@ -169,7 +157,7 @@ with Desktop(sys.argv[1], sys.argv[2], size="1400x900") as desktop:
     desktop.focus("Map")
     desktop.key("alt+F4")
     wait_for(lambda: desktop.window("Map") is None, 10, "the map to close")
-    check(setting("map_viewShow") == "false" and setting("map_viewPlacement"), "its place is kept")
+    check(desktop.stored("map_viewShow") == "false" and desktop.stored("map_viewPlacement"), "its place is kept")
     menu("l")
     wait_for(lambda: desktop.window("Left") is None, 10, "the left view to hide")
     menu("l")
@@ -186,27 +174,27 @@ with Desktop(sys.argv[1], sys.argv[2], size="1400x900") as desktop:
     desktop.key("Tab")
     time.sleep(0.7)
     check(difference(straight, shot(custom, "custom_yaw"), "500x250+5+110") > 0.02, "a yaw turns the custom view")
-    was = corner(desktop.window("Left"))
+    was = desktop.place(desktop.window("Left"))
     # Full screen lies under the side views, and the next start isn't in it.
-    window = corner(desktop.focus(MAIN))
+    window = desktop.place(desktop.focus(MAIN))
     desktop.key("F11", pause=1.5)
     over = desktop.picture("full_screen")
     desktop.key("ctrl+2", pause=1)
-    check(difference(over, desktop.picture("full_screen_alone"), f"400x20+{was['X'] + 20}+{was['Y'] + 5}") > 0.05,
+    check(difference(over, desktop.picture("full_screen_alone"), f"400x20+{was[0] + 20}+{was[1] + 5}") > 0.05,
           "a side view stands above the main view in full screen")
     desktop.key("ctrl+2", pause=1)
     desktop.key("ctrl+q")
     check(program.wait(20) == 0, "the program ends with side views open, in full screen")
-    check(setting("CleanClose") == "true", "and notes that it did")
-    check((setting("leftShow"), setting("custom_viewShow")) == ("true", "true"), "views that were shown are noted")
+    check(desktop.stored("CleanClose") == "true", "and notes that it did")
+    check((desktop.stored("leftShow"), desktop.stored("custom_viewShow")) == ("true", "true"), "views that were shown are noted")
     program = desktop.start(landscape, LC_ALL="de_DE.UTF-8")
     again = wait_for(lambda: desktop.window("Links"), 30, "the left view in the next run, in German")
     wait_for(lambda: desktop.window("Eigene Ansicht"), 10, "and the custom view")
     time.sleep(1)
-    now = corner(again)
-    check(all(abs(now[key] - was[key]) <= 2 for key in ("X", "Y", "WIDTH", "HEIGHT")), "at its old place")
-    now = corner(desktop.window(MAIN))
-    check(all(abs(now[key] - window[key]) <= 8 for key in ("WIDTH", "HEIGHT")), "the main window is as large as before")
+    now = desktop.place(again)
+    check(all(abs(now[i] - was[i]) <= 2 for i in range(4)), "at its old place")
+    now = desktop.place(desktop.window(MAIN))
+    check(all(abs(now[i] - window[i]) <= 8 for i in (2, 3)), "the main window is as large as before")
     desktop.focus(MAIN)
     desktop.key("ctrl+q")
     check(program.wait(20) == 0, "and the program ends again")

@@ -40,12 +40,6 @@ TEST(CommandLine, FlagsOfTheStartAreNoFile) {
     EXPECT_EQ(arguments, (std::vector<std::string_view>{"Type=1", "-v.sim"}));
 }
 
-TEST(CommandLine, ARawLineWithoutQuotesIsAFileName) {
-    FILEPATH file;
-    (void)ParseCommandLine("some where.sim", file);
-    EXPECT_EQ(file, "some where.sim");
-}
-
 TEST(CommandLine, TheViewNeedsPointAndDirectionAndForAnOrbitAField) {
     const std::tuple<const char*, std::vector<std::string_view>, bool> cases[] = {
         {"complete orbit", {"Type=0", "POI=1,2,3", "DOV=90,-20", "FOV=500", "f"}, true},

@@ -5,7 +5,6 @@
 #include <QAction>
 #include <QApplication>
 #include <QElapsedTimer>
-#include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QRadioButton>
@@ -18,7 +17,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <functional>
-#include <map>
 #include <set>
 
 #include "app/atlastool.h"
@@ -72,7 +70,7 @@ bool IsPart(const QWidget& control) {
 }
 
 /// All windows and dialogs, over one landscape that isn't there, in one language after the other.
-class EveryWindowTest : public testing::TestWithParam<const char*> {
+class EveryWindowTest : public testing::TestWithParam<const char*>, protected fakes::World {
 protected:
     EveryWindowTest() {
         widgets::NewStore();
@@ -87,10 +85,9 @@ protected:
         systems.FindAvailable();
         specs["land"].grid = {500'000 - 325, 10, 0, 5'000'000, 0, -10};
         specs["land"].system = "EPSG:32632";
-        EXPECT_TRUE(simulator.Initialize(nullptr).Good());
         EXPECT_TRUE(systems.At(0)->Open(&surface).Good());
         EXPECT_TRUE(simulator.AttachGraphicsSystem(systems.At(0), View::kMain).Good());
-        EXPECT_TRUE(simulator.BuildScene({fakes::Entry("land", {"photo", "map"})}).Good());
+        Build({fakes::Entry("land", {"photo", "map"})});
     }
     ~EveryWindowTest() override {
         for (Setting<bool>* const on : Switches()) on->SetUnsaved(false);
@@ -99,13 +96,16 @@ protected:
         settings::UseBackgroundColor.SetUnsaved(true);
         ::setenv("LC_ALL", "C", 1);
         TEXTRES::Terminate();
-        simulator.Unload();
+        (void)simulator.AttachGraphicsSystem(nullptr, View::kMain);
     }
     static std::vector<Setting<bool>*> Switches() {
         return {&settings::Subterrain,       &settings::Fog,
                 &settings::UseSun,           &settings::UseMinimumHeight,
                 &settings::UseMaximumHeight, &settings::UseVOITransparency,
                 &settings::Compass};
+    }
+    static POITool::Surroundings Around(SimulatorHost& host) {
+        return {host, [](int) { return false; }, [](QWidget*) { return true; }};
     }
     OptionsContext Context() {
         OptionsContext context{simulator, systems, &keyboard, {}};
@@ -162,13 +162,7 @@ protected:
     }
 
     QTranslator toolkit;
-    fakes::Log log;
-    std::map<std::string, fakes::FakeTerrainSpec> specs;
-    int aliveTextures = 0, textureRoom = 100;
-    fakes::FixedWindow surface{200, 100};
     GraphicsSystemRegistry systems;
-    Simulator simulator{
-        std::make_unique<fakes::FakeModels>(log, specs, aliveTextures, textureRoom)};
     StandardInput keyboard;
 };
 
@@ -235,8 +229,7 @@ TEST_P(EveryWindowTest, SmallDialogs) {
 
 TEST_P(EveryWindowTest, PointsOfInterest) {
     fakes::QuietHost host;
-    POITool tool(simulator, {host, [](int) { return false; }, [](QWidget*) { return true; }},
-                 nullptr);
+    POITool tool(simulator, Around(host), nullptr);
     tool.OpenTool();
     tool.Create();
     Check(tool, "points of interest");
@@ -286,13 +279,14 @@ TEST_P(EveryWindowTest, OpensWithinATenthOfASecond) {
         return window;
     };
     using Opener = std::function<std::unique_ptr<QWidget>()>;
-    const auto openOptions = [&]() -> std::unique_ptr<QWidget> {
-        auto dialog = std::make_unique<OptionsDialog>(Context());
-        dialog->open();
-        return dialog;
-    };
+    ReadoutScale& scale = simulator.GetReadouts().Scale();
     const std::vector<std::pair<const char*, Opener>> openers{
-        {"options", openOptions},
+        {"options",
+         [&]() -> std::unique_ptr<QWidget> {
+             auto dialog = std::make_unique<OptionsDialog>(Context());
+             dialog->open();
+             return dialog;
+         }},
         {"readouts",
          [&]() -> std::unique_ptr<QWidget> {
              auto window = std::make_unique<ReadoutsWindow>(simulator, nullptr);
@@ -300,24 +294,17 @@ TEST_P(EveryWindowTest, OpensWithinATenthOfASecond) {
              return window;
          }},
         {"format of readouts",
-         [&] {
-             return shown(
-                 std::make_unique<FormatReadoutsDialog>(simulator.GetReadouts().Scale(), nullptr));
-         }},
+         [&] { return shown(std::make_unique<FormatReadoutsDialog>(scale, nullptr)); }},
         {"coordinate system",
          [&] {
-             return shown(std::make_unique<CoordSystemDialog>(simulator.GetReadouts().Scale(), list,
-                                                              GeographicPlace{9, 45}, nullptr));
+             return shown(
+                 std::make_unique<CoordSystemDialog>(scale, list, GeographicPlace{9, 45}, nullptr));
          }},
         {"input assignments",
          [&] { return shown(std::make_unique<InputAssignmentsPanel>(&keyboard)); }},
         {"points of interest",
          [&]() -> std::unique_ptr<QWidget> {
-             auto tool =
-                 std::make_unique<POITool>(simulator,
-                                           POITool::Surroundings{host, [](int) { return false; },
-                                                                 [](QWidget*) { return true; }},
-                                           nullptr);
+             auto tool = std::make_unique<POITool>(simulator, Around(host), nullptr);
              tool->OpenTool();
              return tool;
          }},
@@ -325,7 +312,7 @@ TEST_P(EveryWindowTest, OpensWithinATenthOfASecond) {
         {"graphics system",
          [&] { return shown(std::make_unique<GraphicsSystemDialog>(systems, "", true)); }},
         {"map view",
-         [&]() -> std::unique_ptr<QWidget> {
+         [&] {
              auto window = std::make_unique<ViewWindow>(View::kMap, simulator, keys, nullptr);
              window->OpenGraphics(drawing);
              return shown(std::move(window));
@@ -334,15 +321,15 @@ TEST_P(EveryWindowTest, OpensWithinATenthOfASecond) {
     for (const auto& [name, open] : openers) {
         double worst = 0;
         for (const char* time : {"first", "again"}) {
-            QElapsedTimer clock;
-            clock.start();
+            QElapsedTimer watch;
+            watch.start();
             const double before = ProcessorMilliseconds();
             const std::unique_ptr<QWidget> window = open();
             (void)QTest::qWaitForWindowExposed(window.get());
             window->repaint();
             worst = std::max(worst, ProcessorMilliseconds() - before);
             std::printf("%-20s %s: %5.1f ms, processor %5.1f ms\n", name, time,
-                        static_cast<double>(clock.nsecsElapsed()) / 1e6,
+                        static_cast<double>(watch.nsecsElapsed()) / 1e6,
                         ProcessorMilliseconds() - before);
         }
         EXPECT_LT(worst, 100 * kSlower) << name;

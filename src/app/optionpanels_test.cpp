@@ -5,7 +5,6 @@
 #include <QRadioButton>
 #include <QSignalSpy>
 #include <QTableWidget>
-#include <map>
 #include <set>
 
 #include "app/graphicssystemdialog.h"
@@ -25,24 +24,6 @@ using widgets::Press;
 using widgets::Stored;
 using Button = QDialogButtonBox;
 
-/// Binds what it is told to.
-class ChangingInput final : public InputSystem {
-public:
-    ChangingInput() : InputSystem("changing", "") {}
-    void Close() override {}
-    void Reconfigure() override {}
-    [[nodiscard]] QNSTRING GetKeyboardLabel(Action) const override { return {}; }
-    [[nodiscard]] QNSTRING GetJoystickLabel(Action action) const override {
-        return action == bound ? "Button 1" : "";
-    }
-    void ReadRaw(FlightInput&) override {}
-    [[nodiscard]] std::unique_ptr<InputSystem> CreateInstance() const override { return nullptr; }
-    Action bound = Action::Pitch;
-
-private:
-    Status OpenDevices() override { return StatusCode::Ok; }
-};
-
 std::set<int> RedRows(const InputAssignmentsPanel& panel) {
     const auto& table = Get<QTableWidget>(panel, "input_assignments");
     std::set<int> red;
@@ -53,17 +34,8 @@ std::set<int> RedRows(const InputAssignmentsPanel& panel) {
     return red;
 }
 
-class InputAssignmentsTest : public testing::Test {
-protected:
-    InputAssignmentsTest() { widgets::NewStore(); }
-    static bool ShownNextTime() {
-        bool show = false;
-        return Stored("ShowInputAssignments", show) && show;
-    }
-    StandardInput keyboard;
-};
-
-TEST_F(InputAssignmentsTest, ActionsWithoutAnyBindingStandInRed) {
+TEST(InputAssignments, ActionsWithoutAnyBindingStandInRed) {
+    const StandardInput keyboard;
     const InputAssignmentsPanel panel(&keyboard);
     const auto& table = Get<QTableWidget>(panel, "input_assignments");
     EXPECT_EQ(table.rowCount(), 36);
@@ -75,18 +47,7 @@ TEST_F(InputAssignmentsTest, ActionsWithoutAnyBindingStandInRed) {
     EXPECT_EQ(RedRows(InputAssignmentsPanel(nullptr)).size(), 36U) << "without controls";
 }
 
-TEST_F(InputAssignmentsTest, ARefreshShowsNewBindings) {
-    ChangingInput input;
-    InputAssignmentsPanel panel(&input);
-    EXPECT_EQ(RedRows(panel).count(4), 0U);
-    input.bound = Action::Turn;
-    panel.Refresh();
-    EXPECT_EQ(RedRows(panel).count(4), 1U);
-    EXPECT_EQ(RedRows(panel).count(6), 0U);
-    EXPECT_EQ(Get<QTableWidget>(panel, "input_assignments").item(6, 2)->text(), "Button 1");
-}
-
-TEST_F(InputAssignmentsTest, TheRedCanBeReadOnAnyBackground) {
+TEST(InputAssignments, TheRedCanBeReadOnAnyBackground) {
     EXPECT_EQ(UnboundColor(Qt::white).rgb(), QColor(255, 0, 0).rgb()) << "as it is meant to be";
     const auto luminance = [](const QColor& color) {
         const auto linear = [](double c) {
@@ -103,48 +64,12 @@ TEST_F(InputAssignmentsTest, TheRedCanBeReadOnAnyBackground) {
     }
 }
 
-TEST_F(InputAssignmentsTest, EachToggleIsNotedAndClosingByTheUserToo) {
-    InputAssignmentsPanel panel(&keyboard);
-    QSignalSpy shown(&panel, &InputAssignmentsPanel::Shown);
-    panel.Toggle();
-    EXPECT_TRUE(panel.isVisible() && ShownNextTime());
-    panel.Toggle();
-    EXPECT_FALSE(panel.isVisible() || ShownNextTime());
-    panel.Toggle();
-    panel.close();
-    EXPECT_FALSE(ShownNextTime());
-    EXPECT_TRUE(IsStored("InputAssignmentsPanelWindow"));
-    std::vector<bool> told;
-    for (const auto& one : shown) told.push_back(one.at(0).toBool());
-    EXPECT_THAT(told, ElementsAre(true, false, true, false));
-}
-
-TEST_F(InputAssignmentsTest, TheProgramsEndKeepsItOpenForNextTimeAtItsPlace) {
-    {
-        InputAssignmentsPanel panel(&keyboard);
-        panel.ShowAtStart();
-        EXPECT_FALSE(panel.isVisible()) << "never shown before";
-        panel.Toggle();
-        panel.setGeometry(60, 70, 333, 222);
-        panel.CloseWithProgram();
-        EXPECT_TRUE(ShownNextTime());
-    }
-    InputAssignmentsPanel again(&keyboard);
-    again.ShowAtStart();
-    EXPECT_TRUE(again.isVisible());
-    EXPECT_EQ(again.geometry(), QRect(60, 70, 333, 222));
-}
-
-class LayerOffsetsDialogTest : public testing::Test {
+class LayerOffsetsDialogTest : public testing::Test, protected fakes::World {
 protected:
     LayerOffsetsDialogTest() {
-        EXPECT_TRUE(main.Open(&window).Good());
-        EXPECT_TRUE(simulator.Initialize(nullptr).Good());
-        EXPECT_TRUE(simulator.AttachGraphicsSystem(&main, View::kMain).Good());
-        EXPECT_TRUE(simulator
-                        .BuildScene({fakes::Entry("land", {"photo", "map"}),
-                                     fakes::Entry("island", {"photo"})})
-                        .Good());
+        specs["island"] = {};
+        Attach(View::kMain);
+        Build({fakes::Entry("land", {"photo", "map"}), fakes::Entry("island", {"photo"})});
         EXPECT_TRUE(simulator.SetLayerOffsets(std::vector<float>{100.0F / 3, 0, 0}).Good());
     }
     [[nodiscard]] std::vector<float> Offsets() const {
@@ -152,13 +77,6 @@ protected:
         for (const LayerOffset& row : simulator.LayerOffsets()) offsets.push_back(row.offset);
         return offsets;
     }
-    fakes::Log log;
-    std::map<std::string, fakes::FakeTerrainSpec> specs{{"land", {}}, {"island", {}}};
-    int aliveTextures = 0, textureRoom = 100;
-    fakes::FixedWindow window{200, 100};
-    fakes::RecordingGraphics main{log, "16"};
-    Simulator simulator{
-        std::make_unique<fakes::FakeModels>(log, specs, aliveTextures, textureRoom)};
     const UserUnit feet{3.2808398950131233, "ft"};
 };
 
@@ -190,7 +108,7 @@ TEST_F(LayerOffsetsDialogTest, ALandscapeThatWentMeanwhileIsLeftAlone) {
     dialog.open();
     (void)QTest::qWaitForWindowActive(&dialog);
     widgets::TypeAndEnter(Get<NumberField>(dialog, "offset0"), "500");
-    ASSERT_TRUE(simulator.BuildScene({fakes::Entry("land", {"photo"})}).Good());
+    Build();
     Press(dialog, Button::Ok);
     EXPECT_THAT(Offsets(), ElementsAre(0));
 }

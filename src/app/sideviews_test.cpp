@@ -8,15 +8,12 @@
 #include <QLabel>
 #include <QMenu>
 #include <QPushButton>
-#include <QSignalSpy>
-#include <QTest>
 #include <memory>
-#include <vector>
 
 #include "app/screenshots.h"
 #include "app/tarnvaleview.h"
 #include "app/viewdialog.h"
-#include "base/inistore.h"
+#include "app/widgets_for_test.h"
 #include "base/settings.h"
 #include "graphics/nullgraphics.h"
 #include "landscape/simfile.h"
@@ -47,27 +44,18 @@ private:
     };
 };
 
-class RecordingSink final : public KeySink {
+class CountingSink final : public KeySink {
 public:
-    bool KeyDown(Key key, bool) override {
-        down.push_back(key);
-        return key == Key::Left;
-    }
-    bool KeyUp(Key key) override { return key == Key::Left; }
-    void AllKeysUp() override { ++released; }
-    std::vector<Key> down;
-    int released = 0;
+    bool KeyDown(Key, bool) override { return ++keys > 0; }
+    bool KeyUp(Key) override { return false; }
+    void AllKeysUp() override {}
+    int keys = 0;
 };
 
 class SideViewsTest : public testing::Test {
 protected:
     void SetUp() override {
-        // Tests run side by side: each has settings of its own.
-        const std::string ini = std::string(TARNVALE_TEST_TEMP "/sideviews_") +
-                                testing::UnitTest::GetInstance()->current_test_info()->name() +
-                                ".ini";
-        std::filesystem::remove(ini);
-        qputenv("TARNVALE_INI", ini.c_str());
+        widgets::NewStore();
         settings::MapExtents = 100;
         mainView->SetKeySink(&sink);
         ASSERT_TRUE(simulator.Initialize(nullptr).Good());
@@ -91,13 +79,8 @@ protected:
     [[nodiscard]] Widget* Find(int view, const char* name) const {
         return views->Window(view)->findChild<Widget*>(QLatin1String(name));
     }
-    [[nodiscard]] static bool Stored(const char* key, bool otherwise) {
-        bool value = otherwise;
-        (void)_iniRead(key, value);
-        return value;
-    }
 
-    RecordingSink sink;
+    CountingSink sink;
     SimulatorFile file;
     FakePrototype prototype;
     std::unique_ptr<CTarnvaleView> mainView = std::make_unique<CTarnvaleView>();
@@ -105,38 +88,6 @@ protected:
     QWidget mainWindow;
     std::unique_ptr<SideViews> views;
 };
-
-TEST_F(SideViewsTest, WhatWasShownComesAgainWithTheNextStart) {
-    _iniWrite("rearShow", true);
-    _iniWrite("upShow", false);
-    _iniWrite("point_of_interest_1Show", true);  // these aren't kept
-    views->Attach(&prototype, &mainWindow);
-    for (int view = 0; view < View::kMain; ++view)
-        EXPECT_EQ(views->IsShown(view), view == View::kRear) << view;
-    EXPECT_NE(simulator.GetGraphicsSystem(View::kRear), nullptr);
-
-    QSignalSpy shown(views.get(), &SideViews::ViewShown);
-    views->ToggleView(View::kUp);
-    views->ToggleView(View::kMap);
-    views->ToggleView(View::kMap);
-    views->ShowView(View::kFirstPoi, true);
-    views->ShowView(View::kMain, true);
-    views->ShowView(-1, true);
-    ASSERT_EQ(shown.count(), 4);
-    EXPECT_EQ(shown.at(2), (QList<QVariant>{View::kMap + 0, false}));
-    EXPECT_NE(simulator.GetGraphicsSystem(View::kMap), nullptr) << "hidden, but still there";
-
-    views->CloseWithProgram();
-    for (int view = 0; view < View::kMain; ++view)
-        EXPECT_EQ(simulator.GetGraphicsSystem(view), nullptr);
-    EXPECT_TRUE(Stored("rearShow", false));
-    EXPECT_TRUE(Stored("upShow", false));
-    EXPECT_FALSE(Stored("map_viewShow", true));
-    std::string placement;
-    EXPECT_TRUE(_iniRead("point_of_interest_1Placement", placement));
-    EXPECT_TRUE(_iniRead("map_viewPlacement", placement));
-    EXPECT_FALSE(_iniRead("leftPlacement", placement)) << "never made";
-}
 
 TEST_F(SideViewsTest, AWindowThatTheUserClosesIsFreed) {
     views->Attach(&prototype, &mainWindow);
@@ -151,7 +102,8 @@ TEST_F(SideViewsTest, AWindowThatTheUserClosesIsFreed) {
     QCoreApplication::processEvents();
     EXPECT_TRUE(window.isNull());
     EXPECT_EQ(simulator.GetGraphicsSystem(View::kDown), nullptr);
-    EXPECT_FALSE(Stored("downShow", true));
+    bool shown = true;
+    EXPECT_TRUE(_iniRead("downShow", shown) && !shown);
     EXPECT_TRUE(simulator.DrawFrame(true).Good());
 }
 
@@ -197,22 +149,14 @@ TEST_F(SideViewsTest, ANewLandscapeClosesTheViewsOfPoints) {
 TEST_F(SideViewsTest, TheStripZoomsAndTurnsAndChoosesTextures) {
     views->Attach(&prototype, &mainWindow);
     views->ShowView(View::kCustom, true);
-    views->ShowView(View::kMap, true);
     views->ShowView(View::kLeft, true);
     EXPECT_EQ(Find<QPushButton>(View::kLeft, "ViewZoomIn"), nullptr);
     EXPECT_FALSE(Find<QPushButton>(View::kLeft, "ViewLayers")->isEnabled()) << "no landscape";
     OpenLandscape();
 
     Find<QPushButton>(View::kCustom, "ViewZoomIn")->click();
-    Find<QPushButton>(View::kCustom, "ViewZoomIn")->click();
-    Find<QPushButton>(View::kCustom, "ViewZoomOut")->click();
     EXPECT_EQ(simulator.Custom().fieldOfView, 40);
     EXPECT_EQ(settings::MapExtents, 100);
-    Find<QPushButton>(View::kMap, "ViewZoomIn")->click();
-    EXPECT_EQ(settings::MapExtents, 80);
-    Find<QPushButton>(View::kMap, "ViewFull")->click();
-    EXPECT_EQ(settings::MapExtents, 100);
-
     QTest::keyClick(Find<QDoubleSpinBox>(View::kCustom, "ViewYaw"), Qt::Key_Up);
     QTest::keyClick(Find<QDoubleSpinBox>(View::kCustom, "ViewPitch"), Qt::Key_Down);
     QTest::keyClick(Find<QDoubleSpinBox>(View::kCustom, "ViewOffset"), Qt::Key_Up);
@@ -221,7 +165,7 @@ TEST_F(SideViewsTest, TheStripZoomsAndTurnsAndChoosesTextures) {
     offset->setFocus();
     QTest::keyClick(offset, Qt::Key_Return);
     EXPECT_FALSE(offset->hasFocus()) << "the keys fly again";
-    EXPECT_TRUE(sink.down.empty()) << "but this one doesn't";
+    EXPECT_EQ(sink.keys, 0) << "but this one doesn't";
     EXPECT_EQ(simulator.Custom().yaw, 5);
     EXPECT_EQ(simulator.Custom().pitch, -5);
     EXPECT_EQ(simulator.Custom().roll, -12.5F);
@@ -235,7 +179,7 @@ TEST_F(SideViewsTest, TheStripZoomsAndTurnsAndChoosesTextures) {
     EXPECT_TRUE(texture->isChecked());
     texture->trigger();
     EXPECT_FALSE(visible(View::kLeft));
-    EXPECT_TRUE(visible(View::kMap));
+    EXPECT_TRUE(visible(View::kMain));
     ASSERT_TRUE(simulator.SetTextureVisible(0, 0, View::kLeft, true).Good());
     emit Find<QPushButton>(View::kLeft, "ViewLayers")->menu()->aboutToShow();
     EXPECT_TRUE(texture->isChecked()) << "whoever changed it";
@@ -243,46 +187,6 @@ TEST_F(SideViewsTest, TheStripZoomsAndTurnsAndChoosesTextures) {
     simulator.Unload();
     views->RebuildLayerLists();
     EXPECT_FALSE(Find<QPushButton>(View::kLeft, "ViewLayers")->isEnabled());
-}
-
-TEST_F(SideViewsTest, KeysAndMouseOfAPictureReachTheSimulator) {
-    OpenLandscape();
-    views->Attach(&prototype, &mainWindow);
-    views->ShowView(View::kMap, true);
-    CTarnvaleView& picture = views->Window(View::kMap)->Picture();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&picture));
-    ASSERT_TRUE(simulator.DrawFrame(true).Good());
-
-    QTest::keyPress(&picture, Qt::Key_Left);
-    EXPECT_EQ(sink.down, std::vector{Key::Left});
-    QSignalSpy wanted(views.get(), &SideViews::ScreenShotWanted);
-    QTest::keyClick(&picture, Qt::Key_F5);
-    ASSERT_EQ(wanted.count(), 1);
-    EXPECT_EQ(wanted.at(0).at(0).toInt(), int{View::kMap});
-    EXPECT_EQ(sink.down.size(), 1U);
-    QSignalSpy leaves(&picture, &CTarnvaleView::FocusLeaves);
-    QTest::keyClick(&picture, Qt::Key_Return);
-    EXPECT_EQ(leaves.count(), 1) << "Enter that nothing is bound to goes on as Tab";
-
-    // The viewer is above the middle, in device pixels and not before the release.
-    QSignalSpy clicked(views.get(), &SideViews::ViewClicked);
-    const QPoint middle(picture.width() / 2, picture.height() / 2), aside(middle.x(), 10);
-    QTest::mouseMove(&picture, middle);
-    QTest::qWait(20);
-    EXPECT_EQ(picture.cursor().shape(), Qt::BitmapCursor) << "a hand above the viewer";
-    const Vec3f look = simulator.GetViewer().LookAt();
-    QTest::mousePress(&picture, Qt::LeftButton, {}, aside);
-    EXPECT_EQ(picture.cursor().shape(), Qt::ArrowCursor);
-    EXPECT_NE(simulator.GetViewer().LookAt(), look) << "the map swings at once";
-    QTest::mouseRelease(&picture, Qt::LeftButton, {}, aside);
-    const double ratio = picture.devicePixelRatio();
-    const std::optional<GroundPoint> ground = simulator.PickGround(
-        View::kMap, static_cast<int>(aside.x() * ratio), static_cast<int>(aside.y() * ratio));
-    ASSERT_TRUE(ground.has_value());
-    EXPECT_LT(Length(simulator.GetViewer().LookAt() - ground->scene), 1);
-    ASSERT_GE(clicked.count(), 2);
-    EXPECT_EQ(clicked.back(), (QList<QVariant>{false, false}));
-    views->ShowView(View::kMap, false);
 }
 
 TEST(ScreenShots, ANameGetsTheSuffixOfItsKindOnce) {

@@ -2,33 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include <QCheckBox>
-#include <QMessageBox>
 #include <QPointer>
-#include <QPushButton>
 #include <QSignalSpy>
-#include <QTimer>
 
-#include "app/popupmessage.h"
 #include "app/tooldialog.h"
 #include "app/widgets_for_test.h"
 #include "simulator/simulatr.h"
 
 namespace tarnvale {
 namespace {
-
-constexpr const char* kText = "about_text";  // any
-
-/// Answers the message that comes next.
-void Answer(QMessageBox::StandardButton button, bool turnOff, int& seen) {
-    QTimer::singleShot(0, [button, turnOff, &seen] {
-        auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-        if (box == nullptr) return;
-        ++seen;
-        box->checkBox()->setChecked(turnOff);
-        box->button(button)->click();
-    });
-}
 
 class ToolsTest : public testing::Test {
 protected:
@@ -113,26 +95,6 @@ TEST_F(ToolsTest, AWindowComesBackToItsPlace) {
     EXPECT_TRUE(_iniRead("ToolsToolDialogPosition", kept));
     EXPECT_TRUE(tools.Select(ToolMode::PointOfInterest));
     EXPECT_EQ(poi->geometry(), QRect(123, 145, 310, 220));
-}
-
-TEST_F(ToolsTest, InstructionsComeUntilTurnedOffAndCancelKeepsTheMode) {
-    tools.Add(ToolMode::Atlas, {.instructions = kText, .instructionsName = "tarnvale_Test"});
-    int seen = 0;
-    Answer(QMessageBox::Cancel, true, seen);
-    EXPECT_FALSE(tools.Select(ToolMode::Atlas));
-    EXPECT_EQ(simulator.GetToolMode(), ToolMode::Viewpoint);
-    EXPECT_EQ(changes.count(), 0);
-    Answer(QMessageBox::Ok, false, seen);
-    EXPECT_TRUE(tools.Select(ToolMode::Atlas));
-    EXPECT_TRUE(tools.Select(ToolMode::Viewpoint));
-    Answer(QMessageBox::Ok, true, seen);
-    EXPECT_TRUE(tools.Select(ToolMode::Atlas));
-    EXPECT_TRUE(tools.Select(ToolMode::Viewpoint));
-    EXPECT_EQ(seen, 3);
-    EXPECT_TRUE(tools.Select(ToolMode::Atlas)) << "without a message that nobody answers";
-    bool off = false;
-    EXPECT_TRUE(_iniRead("tarnvale_Test_NoShow", off, "popupmsg"));
-    EXPECT_TRUE(off);
 }
 
 }  // namespace

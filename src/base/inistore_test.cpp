@@ -269,7 +269,7 @@ TEST_F(SettingsDeathTest, StartHoldsOrIgnoresWhatIsOutsideTheRange) {
     WriteFile(
         "TerrainQuality=250\nFrameRate=0.25\nTerrainChoice=7\nPitchSpeed=nan\nMinimumHeight=1e30\n"
         "VerticalExaggeration=0\nFogType=-1\nStyleQuality=512\nTextureMemory=-5\n"
-        "CompassNorthColor=1,2,3,4\nWireframe=perhaps\nSkyCentered=0\n");
+        "CompassNorthColor=1,2,3,4\nWireframe=perhaps\nSkyCentered=0\nFormat=177\n");
     const std::string before = Bytes();
     const auto allRight = [] {
         return settings::TerrainQuality.Get() == 100 && settings::FrameRate.Get() == 20 &&
@@ -278,33 +278,11 @@ TEST_F(SettingsDeathTest, StartHoldsOrIgnoresWhatIsOutsideTheRange) {
                settings::FogType.Get() == 0 && settings::StyleQuality.Get() == 512 &&
                settings::TextureMemory.Get() == 0 &&
                settings::CompassNorthColor.Get() == COLOR{1, 2, 3, 4} &&
-               !settings::Wireframe.Get() && !settings::SkyCentered.Get();
+               !settings::Wireframe.Get() && !settings::SkyCentered.Get() &&
+               settings::Format.Get() == 144;  // the first split that is named
     };
     EXPECT_EXIT(std::exit(allRight() ? 0 : 1), testing::ExitedWithCode(0), "");
     EXPECT_EQ(Bytes(), before) << "starting writes nothing";
-}
-
-TEST_F(IniStore, AValueThatIsIgnoredLeavesTheOneInForceAndInTheStore) {
-    settings::FrameRate.Set(30);
-    settings::VerticalExaggeration.Set(2.5F);
-    settings::Format.Set(48);
-    const std::string before = Bytes();
-    for (const double rate : {0.999, 0.0, -20.0}) settings::FrameRate.Set(rate);
-    for (const float scale : {0.0F, 0.009F, 100.5F, -1.0F})
-        settings::VerticalExaggeration.Set(scale);
-    settings::Format.Set(16);  // none of the ways to split an angle
-    EXPECT_EQ(settings::FrameRate.Get(), 30);
-    EXPECT_EQ(settings::VerticalExaggeration.Get(), 2.5F);
-    EXPECT_EQ(settings::Format.Get(), 48);
-    EXPECT_EQ(Bytes(), before);
-    for (const float scale : {0.01F, 100.0F}) {
-        settings::VerticalExaggeration.Set(scale);
-        EXPECT_EQ(settings::VerticalExaggeration.Get(), scale);
-    }
-    settings::FrameRate.Set(1);
-    EXPECT_EQ(settings::FrameRate.Get(), 1);
-    settings::Format.Set(128 | 32 | 16 | 1);  // the first split that is named
-    EXPECT_EQ(settings::Format.Get(), 144);
 }
 
 TEST(Settings, TextSetsWhatIsInRangeAndNothingElse) {

@@ -7,16 +7,10 @@
 #include <tuple>
 #include <vector>
 
-#include "geom/coordop.h"
+#include "geom/system_for_test.h"
 
 namespace tarnvale {
 namespace {
-
-COORDREFSYS System(const std::string& text) {
-    COORDREFSYS system;
-    EXPECT_TRUE(COORDREFSYS::FromText(text, system).Good()) << text;
-    return system;
-}
 
 const std::vector<CoordRefSysEntry>& Entries() {
     static const std::vector<CoordRefSysEntry> entries = ReadCoordRefSystems();
@@ -89,38 +83,6 @@ TEST(CoordRefSys, OnlyWhatHasTheFormOfADefinitionIsRead) {
         EXPECT_EQ(COORDREFSYS::FromText(text, system), StatusCode::BadState) << text;
         EXPECT_FALSE(system.Valid());
     }
-}
-
-TEST(CoordRefSys, AngleOfAGeographicAxis) {
-    EXPECT_NEAR(System("EPSG:4326").DegreesPerUnit(), 1, 1e-12);
-    EXPECT_NEAR(System("EPSG:4807").DegreesPerUnit(), 0.9, 1e-12) << "gon";
-    EXPECT_EQ(System("EPSG:32632").DegreesPerUnit(), 0);
-}
-
-TEST(CoordOpList, LeadsFromSystemToSystemOrNowhere) {
-    COORDOP_LIST operations;
-    double x = 500000, y = 0;
-    ASSERT_TRUE(operations.ConvertPoint(x, y).Good());
-    EXPECT_EQ(x, 500000) << "as made it converts nothing";
-    ASSERT_TRUE(COORDOP_LIST::Create(System("EPSG:32632"), System("EPSG:4326"), operations).Good());
-    ASSERT_TRUE(operations.ConvertPoint(x, y).Good());
-    EXPECT_NEAR(x, 9, 1e-9) << "the zone's middle on the equator";
-    EXPECT_NEAR(y, 0, 1e-9);
-
-    EXPECT_EQ(COORDOP_LIST::Create(COORDREFSYS(), System("EPSG:4326"), operations),
-              StatusCode::BadState)
-        << "the old conversion stays";
-    COORDOP_LIST back;
-    ASSERT_TRUE(COORDOP_LIST::Create(System("EPSG:4326"), System("EPSG:32632"), back).Good());
-    double longitude = 9, latitude = 200;
-    EXPECT_EQ(back.ConvertPoint(longitude, latitude), StatusCode::BadState);
-    EXPECT_EQ(longitude, 9);
-    EXPECT_EQ(latitude, 200);
-    const COORDOP_LIST copy = operations;
-    x = 500000, y = 0;
-    operations = COORDOP_LIST();
-    ASSERT_TRUE(copy.ConvertPoint(x, y).Good());
-    EXPECT_NEAR(x, 9, 1e-9);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <random>
@@ -12,6 +11,8 @@
 #include <tuple>
 #include <utility>
 #include <vector>
+
+#include "geom/system_for_test.h"
 
 namespace tarnvale {
 namespace {
@@ -28,12 +29,6 @@ const std::string kUnnamedUtm25 =
 const std::string kUnnamedDegrees =
     R"wkt(GEOGCS["GRS 1980(IUGG, 1980)",DATUM["D_unknown",SPHEROID["GRS80",6378137,298.257222101]],)wkt"
     R"wkt(PRIMEM["Greenwich",0],UNIT["Degree",0.017453292519943295]])wkt";
-
-COORDREFSYS System(const std::string& text) {
-    COORDREFSYS system;
-    EXPECT_TRUE(COORDREFSYS::FromText(text, system).Good()) << text;
-    return system;
-}
 
 TransGen Chain(const GeoTransform& grid, const std::string& from, const std::string& to) {
     TransGen transform;

@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <functional>
 #include <set>
-#include <string>
 #include <tuple>
 #include <vector>
 
@@ -192,25 +191,6 @@ TEST_F(Keyboard, ThrottleGathersUpToItsLimits) {
     EXPECT_FLOAT_EQ(input_.ThrottleSpeed(), -500);
     window_.Down(Letter('D'));
     EXPECT_EQ(Frame(50).forward, 0) << "zero wins over a held key";
-}
-
-TEST_F(Keyboard, LabelsNameTheKeys) {
-    const std::tuple<Action, const char*> cases[] = {
-        {Action::AltitudeUp, "A, Num +"},    {Action::AltitudeDown, "Z, Enter"},
-        {Action::PitchDown, "Up, Num 8"},    {Action::RollZero, "3"},
-        {Action::Backward, "Num 0"},         {Action::AltitudeLock, "L"},
-        {Action::TurnRight, "Right, Num 6"},
-    };
-    for (const auto& [action, label] : cases) EXPECT_EQ(input_.GetKeyboardLabel(action), label);
-    int without = 0;
-    for (int i = 0; i < static_cast<int>(Action::Count); ++i) {
-        const auto action = static_cast<Action>(i);
-        without += input_.GetKeyboardLabel(action).empty() ? 1 : 0;
-        EXPECT_NE(TEXTRES::Text(ActionName(action)), ActionName(action)) << "no text";
-    }
-    EXPECT_EQ(without, 11) << "seven axes, three hats and the screen shot";
-    EXPECT_STREQ(ActionName(Action::LookHat), "look_hat");
-    EXPECT_STREQ(ActionName(Action::Count), "");
 }
 
 TEST(InputSystem, TheWindowIsGivenBack) {

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
 #include <string>
 #include <vector>
@@ -24,19 +23,9 @@ struct Colour {
 
 /// Writes a file of one sky, without loss. @param cell  bytes of the cell in a column and row
 ZPFObjectItem WriteSky(const FILEPATH& path, RasterType type, int columns, int rows,
-                       const std::function<std::vector<int>(int column, int row)>& cell,
-                       std::vector<COLOR> colours = {}) {
-    ZPF::PROJECTWRITER writer;
-    EXPECT_TRUE(Good(writer.Create(path)));
-    RasterSpec spec;
-    spec.name = "sky";
-    spec.type = type;
-    spec.columns = columns;
-    spec.rows = rows;
+                       const std::function<std::vector<int>(int column, int row)>& cell) {
+    RasterSpec spec = ZPF::Spec("sky", type, columns, rows);
     spec.encoding = ZPF::TileEncoding::Lossless;
-    spec.colorMap = std::move(colours);
-    int number = kNoObject;
-    EXPECT_TRUE(Good(writer.AddRaster(kRootObject, spec, number)));
     std::vector<std::byte> cells;
     for (int row = 0; row < rows; ++row) {
         for (int column = 0; column < columns; ++column) {
@@ -44,12 +33,11 @@ ZPFObjectItem WriteSky(const FILEPATH& path, RasterType type, int columns, int r
                 cells.push_back(static_cast<std::byte>(value));
         }
     }
-    EXPECT_TRUE(Good(ZPF::PutCells(writer, number, spec, 0, cells, {})));
-    EXPECT_TRUE(Good(writer.Commit()));
+    EXPECT_TRUE(Good(ZPF::WriteRaster(path, spec, {cells})));
     ZPFObjectItem item;
     item.file = path;
     item.header.name = "sky";
-    item.header.number = number;
+    item.header.number = 1;
     return item;
 }
 
@@ -86,37 +74,6 @@ TEST(SkyPicture, LiesOnItsSideWithPlainGroundBelowTheHorizon) {
     for (int y = 0; y < picture.height; ++y) EXPECT_EQ(PixelOf(picture, 21, y), haze);
     EXPECT_LT(PixelOf(picture, 41, 5).g, haze.g);
     EXPECT_GT(PixelOf(picture, 41, 5).g, haze.g / 2);
-}
-
-TEST(SkyPicture, ComesFromColoursPalettesAndGrey) {
-    std::vector<COLOR> palette(256);
-    palette[3].red = 0xFF00;
-    palette[3].green = 0x8000;
-    const struct {
-        const char* what;
-        RasterType type;
-        std::vector<int> cell;
-        std::vector<COLOR> colours;
-        Colour seen;
-    } cases[] = {
-        {"blue first", RasterType::Composite24A, {10, 20, 30}, {}, {30, 20, 10}},
-        {"red first", RasterType::Composite24B, {10, 20, 30}, {}, {10, 20, 30}},
-        {"five bits", RasterType::Composite16A, {0x1F, 0x7C}, {}, {255, 0, 255}},
-        {"five, six, five bits", RasterType::Composite16B, {0xE0, 0x07}, {}, {0, 255, 0}},
-        {"grey", RasterType::Unsigned8, {77}, {}, {77, 77, 77}},
-        {"palette", RasterType::Unsigned8, {3}, palette, {255, 128, 0}},
-    };
-    for (const auto& one : cases) {
-        const ScratchFolder folder;
-        SkyPicture picture;
-        ASSERT_TRUE(Good(LoadSkyPicture(WriteSky(
-                                            folder / "a.sky", one.type, 20, 10,
-                                            [&](int, int) { return one.cell; }, one.colours),
-                                        nullptr, picture)))
-            << one.what;
-        const Colour seen = PictureAt(picture, 7, 4);
-        EXPECT_EQ(seen, one.seen) << one.what << ": " << seen.r << " " << seen.g << " " << seen.b;
-    }
 }
 
 TEST(SkyPicture, IsMirroredOnlyWhereItsEdgesDiffer) {

@@ -2,40 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
 #include <tuple>
-#include <vector>
+
+#include "geom/system_for_test.h"
 
 namespace tarnvale {
 namespace {
-
-COORDREFSYS System(const char* text) {
-    COORDREFSYS system;
-    EXPECT_TRUE(COORDREFSYS::FromText(text, system).Good()) << text;
-    return system;
-}
-
-TEST(IntegerLog2, CountsDoublings) {
-    const std::tuple<std::uint32_t, int, int> cases[] = {
-        // value, down, up
-        {0, 255, 255},
-        {1, 0, 0},
-        {2, 1, 1},
-        {3, 1, 2},
-        {4, 2, 2},
-        {5, 2, 3},
-        {1023, 9, 10},
-        {1024, 10, 10},
-        {0x7FFFFFFF, 30, 31},
-        {0x80000000, 31, 31},
-        {0x80000001, 30, 31},
-        {0xFFFFFFFF, 30, 31},
-    };
-    for (const auto& [value, down, up] : cases) {
-        EXPECT_EQ(IntegerLog2(value, LogRounding::Down), down) << value;
-        EXPECT_EQ(IntegerLog2(value, LogRounding::Up), up) << value;
-    }
-}
 
 /// Domain of a raster of one-metre pixels whose first pixel lies `x` metres east and `y` south of
 /// the terrain's first sample, over a square of `metres` on a side.

@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <tuple>
 #include <vector>
 
 #include "graphics/quietgraphics_for_test.h"
+#include "terrain/quietterrain_for_test.h"
 
 namespace tarnvale {
 namespace {
@@ -34,30 +34,16 @@ public:
 };
 
 /// 11 x 11 cells of 10 x 20 units; the elevation of a cell is 10 x column + row.
-class Slope final : public TerrainModel {
+class Slope final : public QuietTerrain {
 public:
-    Slope() : TerrainModel("slope", "") {
+    Slope() : QuietTerrain("slope", 11, 11) {
         open_ = true;
         cellWidth_ = 10;
         cellHeight_ = 20;
     }
-    [[nodiscard]] std::unique_ptr<TerrainModel> CreateInstance() const override { return nullptr; }
-    Status Open(const ZPFObjectItem& /*dem*/) override { return StatusCode::Ok; }
-    Status Draw(TerrainSink& /*sink*/, const IntRect& /*rectangle*/) override {
-        return StatusCode::Ok;
-    }
-    void Close() override { open_ = false; }
-    Status Update(const RenderCamera& /*camera*/, const ViewPyramid& /*pyramid*/, int /*width*/,
-                  int /*height*/, std::span<const IntRect> /*regions*/) override {
-        return StatusCode::Ok;
-    }
-    [[nodiscard]] int GetRows() const override { return 11; }
-    [[nodiscard]] int GetColumns() const override { return 11; }
     [[nodiscard]] float GetElevation(int x, int y) const override {
         return static_cast<float>(10 * x + y);
     }
-    [[nodiscard]] float GetDisplayHeight(float /*x*/, float /*y*/) override { return 0; }
-    [[nodiscard]] float GetNorthAngle(float /*x*/, float /*y*/) const override { return 0; }
 };
 
 class PoiTest : public testing::Test {
@@ -187,24 +173,6 @@ TEST_F(PoiTest, SlotsAreDrawnInOrderAndThoseWithoutAMarkerNot) {
     COLOR ninth, twelfth;
     EXPECT_TRUE(pois.GetColor(9, ninth).Good() && pois.GetColor(12, twelfth).Good());
     EXPECT_EQ(sketch.colours, (std::vector<COLOR>{ninth, twelfth}));
-}
-
-TEST_F(PoiTest, OtherViewsHaveNoSlot) {
-    for (const int view : {-1, 0, 7, 16, 17, 4711}) {
-        pois.SetMarker(view, 1);
-        pois.SetColor(view, {7, 7, 7, 7});
-        pois.SetPosition(view, 5, 5);
-        pois.SetTerrain(view, &land);
-        COLOR color{9, 9, 9, 9};
-        Vec3f place{9, 9, 9};
-        EXPECT_EQ(pois.GetColor(view, color), Status(StatusCode::BadState)) << view;
-        EXPECT_EQ(pois.GetPosition(view, place), Status(StatusCode::BadState)) << view;
-        EXPECT_EQ(color.red, 9) << view;
-        EXPECT_EQ(pois.GetMarker(view), 0) << view;
-    }
-    for (const int marker : {-1, SIMPOISET::kMarkers}) pois.SetMarker(8, marker);
-    DrawIn(View::kMain);
-    EXPECT_TRUE(sketch.meshes.empty());
 }
 
 TEST_F(PoiTest, EveryTwoOfTheFirstColoursAreFarApart) {

@@ -1,24 +1,12 @@
 #pragma once
 
-#include <array>
 #include <string>
 #include <vector>
 
+#include "graphics/fixedwindow_for_test.h"
 #include "graphics/quietgraphics_for_test.h"
 
 namespace tarnvale::fakes {
-
-class SmallWindow final : public RenderWindow {
-public:
-    [[nodiscard]] int PixelWidth() const override { return 200; }
-    [[nodiscard]] int PixelHeight() const override { return 100; }
-    [[nodiscard]] double PixelPitch() const override { return 0.25; }
-    [[nodiscard]] bool CreateContext(const char*&) override { return true; }
-    void DestroyContext() override {}
-    bool MakeCurrent() override { return true; }
-    void DoneCurrent() override {}
-    bool SwapBuffers() override { return true; }
-};
 
 /// Keeps what was drawn, and in which order what was called. Open from the start.
 class DrawingRecorder final : public QuietGraphics {
@@ -35,7 +23,7 @@ public:
         std::vector<Vec3f> vertices;
     };
 
-    DrawingRecorder() : QuietGraphics("recorder") { (void)Open(&smallWindow_); }
+    DrawingRecorder() : QuietGraphics("recorder") { (void)Open(&window_); }
     void EnableLight(int index, bool enable) override {
         calls.push_back("light " + std::to_string(index) + (enable ? " on" : " off"));
     }
@@ -75,7 +63,7 @@ public:
     RenderCamera camera;
 
 private:
-    SmallWindow smallWindow_;
+    FixedWindow window_{200, 100};
 };
 
 }  // namespace tarnvale::fakes

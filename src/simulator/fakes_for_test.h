@@ -1,16 +1,20 @@
 #pragma once
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "base/clock.h"
+#include "base/settings.h"
+#include "graphics/fixedwindow_for_test.h"
 #include "graphics/quietgraphics_for_test.h"
 #include "simulator/scene.h"
 #include "simulator/simulatorhost.h"
+#include "simulator/simulatr.h"
 
 // Stand-ins that write down who was called, in one log, so that tests can read the order of a
 // frame.
@@ -30,25 +34,6 @@ public:
     void RebuildMenus() override {}
     void OnViewClicked(bool, bool) override {}
     bool MayReplaceLandscape() override { return true; }
-};
-
-class FixedWindow final : public RenderWindow {
-public:
-    FixedWindow(int width, int height) : width_(width), height_(height) {}
-    [[nodiscard]] int PixelWidth() const override { return width_; }
-    [[nodiscard]] int PixelHeight() const override { return height_; }
-    [[nodiscard]] double PixelPitch() const override { return 0.25; }
-    [[nodiscard]] bool CreateContext(const char*&) override { return true; }
-    void DestroyContext() override {}
-    bool MakeCurrent() override { return true; }
-    void DoneCurrent() override {}
-    bool SwapBuffers() override { return true; }
-    [[nodiscard]] bool Visible() const override { return visible; }
-
-    bool visible = true;
-
-private:
-    int width_, height_;
 };
 
 class RecordingGraphics final : public QuietGraphics {
@@ -75,10 +60,7 @@ public:
         Note(batch.front()->wireframe ? "wire meshes" : "meshes");
         meshes.insert(meshes.end(), batch.front()->vertices.begin(), batch.front()->vertices.end());
     }
-    void SetModelMatrix(std::span<const double, 16> matrix) override {
-        Note("matrix");
-        model = {matrix.begin(), matrix.end()};
-    }
+    void SetModelMatrix(std::span<const double, 16>) override { Note("matrix"); }
     void Flush() override { Note("flush"); }
     void BeginFrame(const RenderCamera& given, int, int, FramePass pass) override {
         camera = given;
@@ -87,7 +69,6 @@ public:
 
     RenderCamera camera;
     std::vector<Vec3f> meshes;
-    std::vector<double> model;
     Status endStatus = StatusCode::Ok;
 
 private:
@@ -143,10 +124,9 @@ public:
         return spec_.draw == StatusCode::Ok ? StatusCode::Ok : _SetErrPosn(spec_.draw);
     }
     void Close() override { open_ = false; }
-    Status Update(const RenderCamera& camera, const ViewPyramid&, int, int,
+    Status Update(const RenderCamera&, const ViewPyramid&, int, int,
                   std::span<const IntRect> regions) override {
         log_.push_back(name_ + " update " + std::to_string(regions.size()));
-        lastCamera = camera;
         return spec_.update == StatusCode::Ok ? StatusCode::Ok : _SetErrPosn(spec_.update);
     }
     [[nodiscard]] int GetRows() const override { return spec_.rows; }
@@ -167,8 +147,6 @@ public:
                static_cast<double>(spec_.height)};
         return true;
     }
-
-    RenderCamera lastCamera;
 
 private:
     Log& log_;
@@ -259,5 +237,57 @@ inline SimTerrainEntry Entry(const std::string& dem, const std::vector<std::stri
     }
     return entry;
 }
+
+/// A simulator over these stand-ins, seen in windows of 200 x 100 pixels. The landscape "land" is
+/// 650 x 650 units of level ground at 100.
+class World {
+public:
+    World() {
+        Reset();
+        EXPECT_TRUE(simulator.Initialize(nullptr).Good());
+    }
+    ~World() {
+        simulator.Unload();
+        EXPECT_EQ(aliveTextures, 0);
+        Reset();
+    }
+    World(const World&) = delete;
+    World& operator=(const World&) = delete;
+
+    /// Opens a graphics system on a view, named after it.
+    RecordingGraphics& Attach(int view, RenderWindow* on = nullptr) {
+        graphics.push_back(std::make_unique<RecordingGraphics>(log, std::to_string(view)));
+        EXPECT_TRUE(graphics.back()->Open(on != nullptr ? on : &surface).Good());
+        EXPECT_TRUE(simulator.AttachGraphicsSystem(graphics.back().get(), view).Good());
+        return *graphics.back();
+    }
+    /// Opens a landscape of these layers.
+    void Build(const QNLIST<SimTerrainEntry>& layers = {Entry("land", {"a"})}) {
+        ASSERT_TRUE(simulator.BuildScene(layers).Good());
+    }
+    /// Draws after so long. @return what was called
+    const Log& Frame(std::uint32_t milliseconds = 0) {
+        clock.milliseconds += milliseconds;
+        log.clear();
+        EXPECT_TRUE(simulator.DrawFrame(true).Good());
+        return log;
+    }
+
+    Log log;
+    std::map<std::string, FakeTerrainSpec> specs{{"land", {}}};
+    int aliveTextures = 0, textureRoom = 100;
+    ManualClock clock;
+    FixedWindow surface{200, 100};
+    std::vector<std::unique_ptr<RecordingGraphics>> graphics;
+    Simulator simulator{std::make_unique<FakeModels>(log, specs, aliveTextures, textureRoom),
+                        &clock};
+
+private:
+    static void Reset() {
+        settings::VerticalExaggeration.SetUnsaved(1);
+        settings::MapExtents = 100;
+        TerrainModel::SetVerticalScale(1);
+    }
+};
 
 }  // namespace tarnvale::fakes

@@ -2,12 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "base/settings.h"
 #include "simulator/fakes_for_test.h"
 #include "simulator/simulatr.h"
 
@@ -17,24 +14,10 @@ namespace {
 using fakes::Entry;
 using testing::ElementsAre;
 
-class LayerOffsetsTest : public testing::Test {
+class LayerOffsetsTest : public testing::Test, protected fakes::World {
 protected:
-    LayerOffsetsTest() {
-        settings::VerticalExaggeration.SetUnsaved(1);
-        specs["first"] = {};
-        specs["second"] = {};
-        EXPECT_TRUE(main.Open(&window).Good());
-        EXPECT_TRUE(simulator.Initialize(nullptr).Good());
-        EXPECT_TRUE(simulator.AttachGraphicsSystem(&main, View::kMain).Good());
-    }
-    ~LayerOffsetsTest() override {
-        settings::VerticalExaggeration.SetUnsaved(1);
-        TerrainModel::SetVerticalScale(1);
-    }
-    void Build() {
-        ASSERT_TRUE(
-            simulator.BuildScene({Entry("first", {"a", "b"}), Entry("second", {"c"})}).Good());
-    }
+    LayerOffsetsTest() { specs["first"] = specs["second"] = {}; }
+    void Build() { World::Build({Entry("first", {"a", "b"}), Entry("second", {"c"})}); }
     [[nodiscard]] std::vector<std::string> Rows() const {
         std::vector<std::string> rows;
         for (const LayerOffset& row : simulator.LayerOffsets()) {
@@ -55,14 +38,7 @@ protected:
         return heights;
     }
 
-    fakes::Log log;
-    std::map<std::string, fakes::FakeTerrainSpec> specs;
-    int aliveTextures = 0, textureRoom = 100;
-    fakes::ManualClock clock;
-    fakes::FixedWindow window{200, 100};
-    fakes::RecordingGraphics main{log, "16"};
-    Simulator simulator{std::make_unique<fakes::FakeModels>(log, specs, aliveTextures, textureRoom),
-                        &clock};
+    fakes::RecordingGraphics& main = Attach(View::kMain);
 };
 
 TEST_F(LayerOffsetsTest, GoInAndOutLayerByLayer) {

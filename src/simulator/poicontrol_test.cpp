@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <memory>
-#include <optional>
 
 #include "base/settings.h"
 #include "simulator/fakes_for_test.h"
@@ -17,44 +15,32 @@ namespace {
 
 constexpr int kFirst = View::kFirstPoi;
 
-// 650 x 650 units of level ground at 100, seen in windows of 200 x 100 pixels from its middle
-// northwards. Map coordinates: 1000 + scene x / 10, 2000 + scene y / 10.
-class PoiControlTest : public testing::Test {
+// Seen from the middle of level ground northwards. Map coordinates: 1000 + scene x / 10,
+// 2000 + scene y / 10.
+class PoiControlTest : public testing::Test, protected fakes::World {
 protected:
     PoiControlTest() {
-        settings::VerticalExaggeration.SetUnsaved(1);
-        settings::MapExtents = 100;
         settings::Compass.SetUnsaved(false);
         settings::MapLocator.SetUnsaved(1);  // a mark without lines
-        EXPECT_TRUE(simulator->Initialize(nullptr).Good());
-        for (const int view : {View::kMain, View::kLeft, View::kMap, kFirst}) {
-            graphics.push_back(
-                std::make_unique<fakes::RecordingGraphics>(log, "view" + std::to_string(view)));
-            EXPECT_TRUE(graphics.back()->Open(&window).Good());
-            EXPECT_TRUE(simulator->AttachGraphicsSystem(graphics.back().get(), view).Good());
-        }
+        for (const int view : {View::kMain, View::kLeft, View::kMap, kFirst}) Attach(view);
         specs["land"].grid = {1000, 1, 0, 2000, 0, -1};
         OpenLand();
     }
     ~PoiControlTest() override {
-        simulator.reset();
-        settings::VerticalExaggeration.SetUnsaved(1);
-        settings::MapExtents = 100;
         settings::Compass.SetUnsaved(true);
         settings::MapLocator.SetUnsaved(0);
-        TerrainModel::SetVerticalScale(1);
     }
     void OpenLand() {
-        EXPECT_TRUE(simulator->BuildScene({fakes::Entry("land", {"a"})}).Good());
-        EXPECT_TRUE(simulator->PlaceByLookAt({325, -325, 600}, {325, 0, 300}, true).Good());
-        simulator->SetToolMode(ToolMode::PointOfInterest);
+        Build();
+        EXPECT_TRUE(simulator.PlaceByLookAt({325, -325, 600}, {325, 0, 300}, true).Good());
+        simulator.SetToolMode(ToolMode::PointOfInterest);
     }
     void Make(int view, double x, double y) {
         EXPECT_TRUE(Pois().CreatePOIView(view, 1).Good());
         EXPECT_TRUE(Pois().SetPOIPosition(view, x, y).Good());
         Pois().SetCurrentPOIView(view);
     }
-    [[nodiscard]] PoiControl& Pois() { return simulator->Pois(); }
+    [[nodiscard]] PoiControl& Pois() { return simulator.Pois(); }
     [[nodiscard]] Vec3d At(int view) {
         Vec3d map;
         EXPECT_TRUE(Pois().GetPOIPosition(view, map).Good());
@@ -66,25 +52,13 @@ protected:
         EXPECT_NEAR(map.y, y, 1e-3);
     }
     void Press(int view, int x, int y) {
-        simulator->OnMouse(view, x, y, false, false);
-        simulator->OnMouse(view, x, y, true, false);
+        simulator.OnMouse(view, x, y, false, false);
+        simulator.OnMouse(view, x, y, true, false);
     }
-    void Move(int view, int x, int y) { simulator->OnMouse(view, x, y, true, false); }
+    void Move(int view, int x, int y) { simulator.OnMouse(view, x, y, true, false); }
     [[nodiscard]] int Count(const std::string& what) const {
         return static_cast<int>(std::ranges::count(log, what));
     }
-    void Frame() {
-        log.clear();
-        ASSERT_TRUE(simulator->DrawFrame(true).Good());
-    }
-
-    fakes::Log log;
-    std::map<std::string, fakes::FakeTerrainSpec> specs;
-    int aliveTextures = 0, textureRoom = 100;
-    fakes::FixedWindow window{200, 100};
-    std::vector<std::unique_ptr<fakes::RecordingGraphics>> graphics;
-    std::unique_ptr<Simulator> simulator = std::make_unique<Simulator>(
-        std::make_unique<fakes::FakeModels>(log, specs, aliveTextures, textureRoom));
 };
 
 TEST_F(PoiControlTest, ThePointIsWhereTheMapSaysAndItsViewLooksThere) {
@@ -104,51 +78,22 @@ TEST_F(PoiControlTest, ThePointIsWhereTheMapSaysAndItsViewLooksThere) {
 
 TEST_F(PoiControlTest, MarkersAreDrawnInEachViewThatShowsThem) {
     Frame();
-    const int bare = Count("view16 meshes");
+    const int bare = Count("16 meshes");
     Make(kFirst, 1010, 1980);
     Make(kFirst + 3, 1020, 1980);
     Frame();
-    EXPECT_EQ(Count("view16 meshes"), bare + 2);
-    EXPECT_EQ(Count("view6 lines"), 2);
+    EXPECT_EQ(Count("16 meshes"), bare + 2);
+    EXPECT_EQ(Count("6 lines"), 2);
     Pois().ShowMarkers(View::kMain, false);
     Pois().ShowMarkers(View::kMap, false);
     Frame();
-    EXPECT_EQ(Count("view16 meshes"), bare);
-    EXPECT_EQ(Count("view6 lines"), 0);
-    EXPECT_EQ(Count("view0 meshes"), bare + 2);
+    EXPECT_EQ(Count("16 meshes"), bare);
+    EXPECT_EQ(Count("6 lines"), 0);
+    EXPECT_EQ(Count("0 meshes"), bare + 2);
     for (const int view : {-1, View::kCount}) {
         Pois().ShowMarkers(view, true);
         EXPECT_FALSE(Pois().MarkersShown(view));
     }
-}
-
-TEST_F(PoiControlTest, TheFirstFreeSlotIsReusedAndKeepsItsColour) {
-    for (int view = kFirst; view < View::kMain; ++view) {
-        EXPECT_EQ(Pois().FreeView(), view);
-        Make(view, 1010, 1980);
-    }
-    EXPECT_EQ(Pois().FreeView(), std::nullopt);
-    EXPECT_TRUE(Pois().SetPOIColor(10, {5, 6, 7, 1}).Good());
-    Pois().SetPOIName(10, "Hut");
-    Pois().SetCurrentPOIView(10);
-    Pois().DeletePOI(10);
-    EXPECT_EQ(Pois().CurrentPOIView(), PoiControl::kNone);
-    EXPECT_EQ(Pois().FreeView(), 10);
-    Make(10, 1010, 1980);
-    COLOR color;
-    EXPECT_TRUE(Pois().GetPOIColor(10, color).Good());
-    EXPECT_EQ(color, (COLOR{5, 6, 7, 1}));
-    EXPECT_EQ(Pois().POIName(10).back(), '3') << "the view's own name again";
-}
-
-TEST_F(PoiControlTest, APointWithoutAMarkerIsStillThere) {
-    Make(kFirst, 1010, 1980);
-    EXPECT_TRUE(Pois().CreatePOIView(kFirst, 0).Good());
-    Frame();
-    EXPECT_EQ(Count("view6 lines"), 0);
-    EXPECT_TRUE(Pois().Exists(kFirst));
-    EXPECT_EQ(Pois().CurrentPOIView(), kFirst);
-    EXPECT_NEAR(graphics[3]->camera.lookAt.x, 100, 1e-3);
 }
 
 TEST_F(PoiControlTest, WhatIsNotThereIsRefused) {
@@ -166,28 +111,16 @@ TEST_F(PoiControlTest, WhatIsNotThereIsRefused) {
     ExpectAt(kFirst, 1010, 1980);
     Pois().SetCurrentPOIView(kFirst + 1);
     EXPECT_EQ(Pois().CurrentPOIView(), PoiControl::kNone) << "there is no such point";
-    simulator->Unload();
+    simulator.Unload();
     EXPECT_EQ(Pois().SetPOIPosition(kFirst, 1010, 1980), Status(StatusCode::BadState));
     double x = 0, y = 0;
     EXPECT_EQ(Pois().GetViewerMapPosition(x, y), Status(StatusCode::BadState));
 }
 
-TEST_F(PoiControlTest, AnotherLandscapeHasNoPoints) {
-    Make(kFirst, 1010, 1980);
-    EXPECT_TRUE(Pois().HasUnsaved());
-    OpenLand();
-    EXPECT_FALSE(Pois().Exists(kFirst));
-    EXPECT_FALSE(Pois().HasUnsaved());
-    EXPECT_EQ(Pois().CurrentPOIView(), PoiControl::kNone);
-    Frame();
-    EXPECT_EQ(Count("view6 lines"), 0);
-    EXPECT_NE(graphics[3]->camera.lookAt.x, 100);
-}
-
 TEST_F(PoiControlTest, NewTerrainModelsTakeThePointsOver) {
     Make(kFirst, 1010, 1980);
     specs["land"].height = 150;
-    EXPECT_TRUE(simulator->SetTerrainModel(0).Good());
+    EXPECT_TRUE(simulator.SetTerrainModel(0).Good());
     Frame();
     EXPECT_NEAR(At(kFirst).z, 150, 1e-3);
     EXPECT_NEAR(graphics[3]->camera.lookAt.z, 150, 1e-3);
@@ -224,10 +157,10 @@ TEST_F(PoiControlTest, EveryChangeIsUnsavedUntilItIsSaved) {
 TEST_F(PoiControlTest, InTheMapThePointFollowsTheMouseWhileTheButtonIsDown) {
     Make(kFirst, 1010, 1980);
     const auto under = [this](int x, int y) {
-        const auto ground = simulator->PickGround(View::kMap, x, y);
+        const auto ground = simulator.PickGround(View::kMap, x, y);
         return ground.has_value() ? ground->map : Vec3d{NAN, NAN, NAN};
     };
-    simulator->OnMouse(View::kMap, 80, 40, false, false);
+    simulator.OnMouse(View::kMap, 80, 40, false, false);
     ExpectAt(kFirst, 1010, 1980);
     for (const auto& [x, y] : {std::pair(80, 40), {120, 70}, {60, 20}}) {
         Move(View::kMap, x, y);
@@ -235,7 +168,7 @@ TEST_F(PoiControlTest, InTheMapThePointFollowsTheMouseWhileTheButtonIsDown) {
     }
     Move(View::kMap, -30, 20);  // captured, but off the picture
     ExpectAt(kFirst, under(60, 20).x, under(60, 20).y);
-    simulator->OnMouse(View::kMap, 100, 50, false, false);
+    simulator.OnMouse(View::kMap, 100, 50, false, false);
     ExpectAt(kFirst, under(60, 20).x, under(60, 20).y);
 }
 
@@ -244,7 +177,7 @@ TEST_F(PoiControlTest, InAPerspectiveThePressPlacesAndMotionMovesAndTurns) {
     for (const int view : {View::kMain, View::kLeft}) {
         SCOPED_TRACE(view);
         Make(kFirst, 1010, 1980);
-        const auto pressed = simulator->PickGround(view, 130, 90);
+        const auto pressed = simulator.PickGround(view, 130, 90);
         ASSERT_TRUE(pressed.has_value());
         Press(view, 130, 90);
         ExpectAt(kFirst, pressed->map.x, pressed->map.y);
@@ -271,20 +204,20 @@ TEST_F(PoiControlTest, InAPerspectiveThePressPlacesAndMotionMovesAndTurns) {
                                                        : std::pair(-away().first, away().second);
         EXPECT_NEAR(ahead, distance * 1.4, distance * 0.01);
         EXPECT_NEAR(side, 0, distance * 0.01);
-        simulator->OnMouse(view, 100, 50, false, false);
+        simulator.OnMouse(view, 100, 50, false, false);
     }
 }
 
 TEST_F(PoiControlTest, APressInItsOwnViewPlacesThePointAndTheDragDoesNothing) {
     Make(kFirst, 1032.5, 1980);
     Frame();
-    const auto pressed = simulator->PickGround(kFirst, 120, 60);
+    const auto pressed = simulator.PickGround(kFirst, 120, 60);
     ASSERT_TRUE(pressed.has_value());
     Press(kFirst, 120, 60);
     ExpectAt(kFirst, pressed->map.x, pressed->map.y);
     Move(kFirst, 150, 20);
     ExpectAt(kFirst, pressed->map.x, pressed->map.y);
-    simulator->OnMouse(kFirst, 150, 20, false, false);
+    simulator.OnMouse(kFirst, 150, 20, false, false);
     Make(kFirst + 1, 1010, 1980);  // the view of another point is a perspective as all are
     Press(kFirst, 120, 60);
     const Vec3d placed = At(kFirst + 1);
@@ -295,18 +228,18 @@ TEST_F(PoiControlTest, APressInItsOwnViewPlacesThePointAndTheDragDoesNothing) {
 TEST_F(PoiControlTest, TheMouseLeavesPointsAloneInOtherCases) {
     Make(kFirst, 1010, 1980);
     specs["land"].pickable = false;
-    EXPECT_TRUE(simulator->SetTerrainModel(0).Good());
+    EXPECT_TRUE(simulator.SetTerrainModel(0).Good());
     Press(View::kMain, 100, 5);  // no ground under it
     ExpectAt(kFirst, 1010, 1980);
-    simulator->OnMouse(View::kMain, 100, 5, false, true);
-    simulator->OnMouse(View::kMap, 100, 50, false, true);  // the right button
+    simulator.OnMouse(View::kMain, 100, 5, false, true);
+    simulator.OnMouse(View::kMap, 100, 50, false, true);  // the right button
     ExpectAt(kFirst, 1010, 1980);
     Pois().SetCurrentPOIView(PoiControl::kNone);
     Press(View::kMap, 100, 50);
-    simulator->OnMouse(View::kMap, 100, 50, false, false);
+    simulator.OnMouse(View::kMap, 100, 50, false, false);
     ExpectAt(kFirst, 1010, 1980);
     Pois().SetCurrentPOIView(kFirst);
-    simulator->SetToolMode(ToolMode::Atlas);
+    simulator.SetToolMode(ToolMode::Atlas);
     Press(View::kMap, 100, 50);
     ExpectAt(kFirst, 1010, 1980);
 }

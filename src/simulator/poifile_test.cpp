@@ -10,31 +10,20 @@
 namespace tarnvale {
 namespace {
 
-// 650 x 650 units of ground at 100, cells of 10, in zone 32 of UTM with its corner at 500000,
-// 5000000: on the zone's meridian, 9 degrees east.
-class PoiFile : public testing::Test {
+// In zone 32 of UTM with its corner at 500000, 5000000: on the zone's meridian, 9 degrees east.
+class PoiFile : public testing::Test, protected fakes::World {
 protected:
     void Open(const char* system) {
         specs["land"].grid = {500'000, 10, 0, 5'000'000, 0, -10};
         specs["land"].system = system;
-        ASSERT_TRUE(simulator.Initialize(nullptr).Good());
-        ASSERT_TRUE(graphics.Open(&window).Good());
-        ASSERT_TRUE(simulator.AttachGraphicsSystem(&graphics, View::kMain).Good());
-        ASSERT_TRUE(simulator.BuildScene({fakes::Entry("land", {"a"})}).Good());
+        Attach(View::kMain);
+        Build();
     }
     void Make(int view, double x, double y, int marker, const std::string& name) {
         ASSERT_TRUE(simulator.Pois().CreatePOIView(view, marker).Good());
         ASSERT_TRUE(simulator.Pois().SetPOIPosition(view, x, y).Good());
         simulator.Pois().SetPOIName(view, name);
     }
-
-    fakes::Log log;
-    std::map<std::string, fakes::FakeTerrainSpec> specs;
-    int aliveTextures = 0, textureRoom = 100;
-    fakes::FixedWindow window{200, 100};
-    fakes::RecordingGraphics graphics{log, "view"};
-    Simulator simulator{
-        std::make_unique<fakes::FakeModels>(log, specs, aliveTextures, textureRoom)};
 };
 
 TEST_F(PoiFile, PointsBecomeFeaturesOnTheGlobe) {

@@ -2,18 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cmath>
 #include <cstdlib>
-#include <limits>
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <tuple>
 
 #include "base/settings.h"
+#include "geom/system_for_test.h"
 #include "geom/units.h"
 #include "simulator/fakes_for_test.h"
 #include "simulator/simulatr.h"
@@ -180,50 +178,6 @@ TEST_F(ReadoutsTest, PlacesWithoutAHitStayAndLackingNumbersAreEmptied) {
     for (const auto& [field, text] : list.texts) EXPECT_EQ(text, "");
 }
 
-TEST_F(ReadoutsTest, LatitudesAndLongitudesFollowTheFormat) {
-    readouts.SetDisplay(&list);
-    SimulatorReadoutValues values = Values();
-    values.viewerNorth = -12.5875;
-    values.viewerEast = 9.25;
-    values.eastExtent = 10.5;
-    readouts.Update(values, true, false);
-    EXPECT_EQ(list.At(kViewer, 0), "S 12\u00B0 35' 15.00\"");
-    EXPECT_EQ(list.At(kViewer, 0, 1), "E 9\u00B0 15' 00.00\"");
-    EXPECT_EQ(list.At(kTerrain, 0), "E 10\u00B0 30' 00.00\"");
-    EXPECT_EQ(list.At(kTerrain, 4), "40000.00") << "a length stays one";
-    settings::Format.SetUnsaved(48);
-    readouts.Update(values, true, false);
-    EXPECT_EQ(list.At(kViewer, 0, 1), "E 9\u00B0 15' 00.00\"") << "not yet forced";
-    readouts.Update(values, true, true);
-    EXPECT_EQ(list.At(kViewer, 0, 1), "9.25000\u00B0 E");
-}
-
-TEST_F(ReadoutsTest, UnitsComeFromTheSettingsAndGoThere) {
-    settings::DistanceUnits.SetUnsaved(9002);
-    settings::VelocityUnits.SetUnsaved(123);  // no such unit
-    ReadoutScale scale;
-    EXPECT_NEAR(scale.Factor(ReadoutQuantity::Distance), 1 / 0.3048, 1e-6);
-    EXPECT_EQ(scale.Symbol(ReadoutQuantity::Distance), "ft");
-    EXPECT_EQ(scale.Unit(ReadoutQuantity::Velocity), 0);
-    EXPECT_EQ(scale.Factor(ReadoutQuantity::Velocity), 1);
-    EXPECT_EQ(settings::VelocityUnits.Get(), 123) << "a later program may know it";
-
-    const int knots = kPerHour + 9030;
-    ASSERT_TRUE(scale.SetUnit(ReadoutQuantity::Velocity, knots, UnitChoice::ForRun).Good());
-    EXPECT_EQ(settings::VelocityUnits.Get(), 123);
-    ASSERT_TRUE(scale.SetUnit(ReadoutQuantity::Velocity, knots, UnitChoice::Keep).Good());
-    EXPECT_EQ(settings::VelocityUnits.Get(), knots);
-    EXPECT_EQ(scale.SetUnit(ReadoutQuantity::Angle, 9002, UnitChoice::Keep), StatusCode::BadState);
-    EXPECT_EQ(settings::AngleUnits.Get(), 0);
-    settings::VelocityUnits.Set(0);
-}
-
-COORDREFSYS System(const std::string& text) {
-    COORDREFSYS system;
-    EXPECT_TRUE(COORDREFSYS::FromText(text, system).Good()) << text;
-    return system;
-}
-
 TEST_F(ReadoutsTest, TheChosenSystemLastsFromLandscapeToLandscape) {
     ReadoutScale scale;
     double east = 500'000, north = 0;
@@ -247,45 +201,22 @@ TEST_F(ReadoutsTest, TheChosenSystemLastsFromLandscapeToLandscape) {
 }
 
 // A plane 100 high in zone 32, whose middle column lies on the zone's meridian.
-class ReadoutValuesTest : public ReadoutsTest {
+class ReadoutValuesTest : public ReadoutsTest, protected fakes::World {
 protected:
     void SetUp() override {
         ReadoutsTest::SetUp();
-        settings::VerticalExaggeration.SetUnsaved(1);
         fakes::FakeTerrainSpec& land = specs["land"];
         land.grid = {500'000 - 325, 10, 0, 5'000'000, 0, -10};
         land.system = "EPSG:32632";
-        land.pickable = true;
-        ASSERT_TRUE(simulator.Initialize(nullptr).Good());
-        Attach(View::kMain, &window);
-        ASSERT_TRUE(simulator.BuildScene({fakes::Entry("land", {"a"})}).Good());
+        Attach(View::kMain);
+        Build();
     }
     void TearDown() override {
-        for (int view = 0; view < View::kCount; ++view)
-            EXPECT_TRUE(simulator.AttachGraphicsSystem(nullptr, view).Good());
-        settings::VerticalExaggeration.SetUnsaved(1);
-        TerrainModel::SetVerticalScale(1);
+        simulator.GetReadouts().SetDisplay(nullptr);
         ReadoutsTest::TearDown();
     }
-    void Attach(int view, fakes::FixedWindow* on) {
-        auto& system = graphics[view];
-        system = std::make_unique<fakes::RecordingGraphics>(log, std::to_string(view));
-        ASSERT_TRUE(system->Open(on).Good());
-        ASSERT_TRUE(simulator.AttachGraphicsSystem(system.get(), view).Good());
-    }
-    void Frame(int milliseconds) {
-        clock.milliseconds += static_cast<std::uint32_t>(milliseconds);
-        ASSERT_TRUE(simulator.DrawFrame(true).Good());
-    }
 
-    fakes::Log log;
-    std::map<std::string, fakes::FakeTerrainSpec> specs;
-    int aliveTextures = 0, textureRoom = 100;
-    fakes::ManualClock clock;
-    fakes::FixedWindow window{200, 100}, nothing{0, 0};
-    std::array<std::unique_ptr<fakes::RecordingGraphics>, View::kCount> graphics;
-    Simulator simulator{std::make_unique<fakes::FakeModels>(log, specs, aliveTextures, textureRoom),
-                        &clock};
+    fakes::FixedWindow nothing{0, 0};
 };
 
 // What the main view's pixel sees of the plane, with the eye 500 above it looking north and down by
@@ -298,8 +229,7 @@ std::pair<double, double> SeenFromAbove(double x, double y) {
 }
 
 TEST_F(ReadoutValuesTest, TellWhatTheViewerAndThePixelsSee) {
-    TextList& shown = list;
-    simulator.GetReadouts().SetDisplay(&shown);
+    simulator.GetReadouts().SetDisplay(&list);
     ASSERT_TRUE(simulator.PlaceByLookAt({325, -625, 600}, {325, -125, 100}, true).Good());
     simulator.OnMouse(View::kMain, 30, 80, false, false);
     Frame(200);
@@ -338,8 +268,8 @@ TEST_F(ReadoutValuesTest, TellWhatTheViewerAndThePixelsSee) {
     ASSERT_TRUE(middle.has_value());
     EXPECT_NEAR(middle->longitude, 9, 1e-9);
     EXPECT_NEAR(middle->latitude, 45.15, 0.01);
-    EXPECT_EQ(shown.At(kViewer, 0), "4999375.00");
-    EXPECT_EQ(shown.At(kViewer, 0, 1), "500000.00");
+    EXPECT_EQ(list.At(kViewer, 0), "4999375.00");
+    EXPECT_EQ(list.At(kViewer, 0, 1), "500000.00");
 
     // Twice as high in the picture, but not in the world.
     settings::VerticalExaggeration.SetUnsaved(2);
@@ -353,7 +283,6 @@ TEST_F(ReadoutValuesTest, TellWhatTheViewerAndThePixelsSee) {
     EXPECT_NEAR(centre.distance,
                 std::hypot(centre.east - values.viewerEast, centre.north - values.viewerNorth, 500),
                 0.01);
-    simulator.GetReadouts().SetDisplay(nullptr);
 }
 
 TEST_F(ReadoutValuesTest, AreToldInTheChosenUnitsAndSystem) {
@@ -378,23 +307,16 @@ TEST_F(ReadoutValuesTest, AreToldInTheChosenUnitsAndSystem) {
     EXPECT_NEAR(values.centres[View::kMain].distance, metres / 1000, 1e-5);
     EXPECT_EQ(values.centres[View::kMain].accuracy, 1) << "never better than it is";
     EXPECT_NEAR(values.viewerEast, 9, 1e-9);
-    // The latitude whose arc from the equator is 5000 km / 0.9996: series of the ellipsoid.
-    const double f = 1 / 298.257223563, n = f / (2 - f);
-    const double radius = 6378137 / (1 + n) * (1 + n * n / 4 + n * n * n * n / 64);
-    const double mu = 5'000'000 / 0.9996 / radius;
-    const double latitude = mu + (1.5 * n - 27.0 / 32 * n * n * n) * std::sin(2 * mu) +
-                            (21.0 / 16 * n * n - 55.0 / 32 * n * n * n * n) * std::sin(4 * mu) +
-                            151.0 / 96 * n * n * n * std::sin(6 * mu);
-    EXPECT_NEAR(values.viewerNorth, latitude * 180 / M_PI, 1e-7);
+    // The latitude whose arc from the equator is 5000 km / 0.9996, by the ellipsoid's series.
+    EXPECT_NEAR(values.viewerNorth, 45.153477183, 1e-7);
     EXPECT_EQ(list.At(kViewer, 0, 1), "E 9\u00B0 00' 00.00\"");
     EXPECT_EQ(list.At(kViewer, 1, 1), "ft");
     EXPECT_LT(values.southExtent, values.northExtent);
-    simulator.GetReadouts().SetDisplay(nullptr);
 }
 
 TEST_F(ReadoutValuesTest, AViewWithoutSizeOrAimedAtTheSkyHasNoPlace) {
-    Attach(View::kMap, &window);
-    Attach(View::kDown, &window);
+    Attach(View::kMap);
+    Attach(View::kDown);
     Attach(View::kLeft, &nothing);
     simulator.GetReadouts().SetDisplay(&list);
     ASSERT_TRUE(simulator.PlaceByLookAt({325, -325, 600}, {325, -225, 700}, true).Good());
@@ -413,7 +335,6 @@ TEST_F(ReadoutValuesTest, AViewWithoutSizeOrAimedAtTheSkyHasNoPlace) {
     ASSERT_TRUE(simulator.AttachGraphicsSystem(nullptr, View::kDown).Good());
     Frame(200);
     EXPECT_FALSE(values.centres[View::kDown].valid) << "closed again";
-    simulator.GetReadouts().SetDisplay(nullptr);
 }
 
 TEST_F(ReadoutValuesTest, AreRefreshedEightTimesASecondWhileSomebodyLooks) {
@@ -435,7 +356,6 @@ TEST_F(ReadoutValuesTest, AreRefreshedEightTimesASecondWhileSomebodyLooks) {
     simulator.Unload();
     EXPECT_EQ(list.At(kViewer, 1), "") << "nothing to tell of without a landscape";
     simulator.RefreshReadouts();
-    simulator.GetReadouts().SetDisplay(nullptr);
 }
 
 }  // namespace

@@ -2,15 +2,11 @@
 
 #include <chrono>
 #include <cmath>
-#include <memory>
 #include <thread>
-#include <vector>
 
 #include "base/allocations_for_test.h"
 #include "base/settings.h"
 #include "graphics/nullgraphics.h"
-#include "graphics/offscreen/offscreenwindow.h"
-#include "graphics/opengl/openglgraphics.h"
 #include "landscape/simfile.h"
 #include "simulator/fakes_for_test.h"
 #include "simulator/simulatr.h"
@@ -94,65 +90,6 @@ TEST(SteadyFrame, AllocatesNothing) {
     settings::MapLocator.SetUnsaved(0);
     EXPECT_GT(Allocations(), 0U) << "nothing is counted at all";
     simulator.Unload();
-}
-
-// The share of a picture that isn't background, from 0 to 1.
-double ShareDrawn(OffscreenWindow& window) {
-    std::vector<std::byte> picture;
-    if (!window.ReadPicture(picture).Good()) return -1;
-    std::size_t drawn = 0;
-    for (std::size_t i = 0; i < picture.size(); i += 4) {
-        const bool background = picture[i] == std::byte{255} && picture[i + 1] == std::byte{0} &&
-                                picture[i + 2] == std::byte{255};
-        drawn += background ? 0U : 1U;
-    }
-    return static_cast<double>(drawn) * 4 / static_cast<double>(picture.size());
-}
-
-TEST(AllViews, SeventeenAtOnceOnContextsOfTheirOwn) {
-    const ZPF::ScratchFolder folder;
-    ASSERT_TRUE(Good(ZPF::WriteLandscape(folder / "small.sim")));
-    SimulatorFile file;
-    ASSERT_TRUE(Good(file.Read(folder / "small.sim")));
-    const COLOR before = settings::BackgroundColor.Get();
-    settings::BackgroundColor.SetUnsaved({0xFFFF, 0, 0xFFFF, 0});
-
-    std::vector<std::unique_ptr<OffscreenWindow>> windows;
-    std::vector<std::unique_ptr<GraphicsSystem>> systems;
-    const OpenGLGraphicsSystem prototype;
-    Simulator simulator;
-    ASSERT_TRUE(simulator.Initialize(nullptr).Good());
-    for (int view = 0; view < View::kCount; ++view) {
-        windows.push_back(std::make_unique<OffscreenWindow>(96, 64));
-        systems.push_back(prototype.CreateInstance());
-        ASSERT_TRUE(Good(systems.back()->Open(windows.back().get()))) << view;
-        ASSERT_TRUE(simulator.AttachGraphicsSystem(systems.back().get(), view).Good());
-    }
-    simulator.SetViewTarget(View::kFirstPoi, Vec3f{9000, -9000, 50});
-    ASSERT_TRUE(Good(simulator.BuildScene(file)));
-    const Vec3f eye{7500, -7500, 900}, look{9000, -6000, 700};
-    for (int round = 0; round < 2; ++round) {
-        ASSERT_TRUE(Settle(simulator, eye, look));
-        for (int view = 0; view < View::kCount; ++view) {
-            const double share = ShareDrawn(*windows[static_cast<std::size_t>(view)]);
-            if (view == View::kUp)
-                EXPECT_EQ(share, 0);
-            else
-                EXPECT_GT(share, 0.2) << "view " << view << ", round " << round;
-        }
-        // A view is closed and opened again in mid-flight.
-        ASSERT_TRUE(simulator.AttachGraphicsSystem(nullptr, View::kMap).Good());
-        ASSERT_TRUE(systems[View::kMap]->Shutdown().Good());
-        ASSERT_TRUE(simulator.DrawFrame(true).Good());
-        ASSERT_TRUE(Good(systems[View::kMap]->Open(windows[View::kMap].get())));
-        ASSERT_TRUE(simulator.AttachGraphicsSystem(systems[View::kMap].get(), View::kMap).Good());
-    }
-    simulator.Unload();
-    for (int view = 0; view < View::kCount; ++view) {
-        EXPECT_TRUE(simulator.AttachGraphicsSystem(nullptr, view).Good());
-        EXPECT_TRUE(systems[static_cast<std::size_t>(view)]->Shutdown().Good());
-    }
-    settings::BackgroundColor.SetUnsaved(before);
 }
 
 }  // namespace

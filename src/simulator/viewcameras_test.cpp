@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <tuple>
 
 #include "base/settings.h"
 #include "simulator/fakes_for_test.h"
@@ -36,41 +35,6 @@ Viewer LookingEast() {
     Viewer viewer;
     viewer.PlaceByLookAt({100, -200, 400}, {150, -200, 400});
     return viewer;
-}
-
-TEST(ViewCameras, EachViewLooksItsOwnWay) {
-    const std::tuple<const char*, int, Vec3f, Vec3f> cases[] = {
-        {"left", View::kLeft, {100, -150, 400}, {0, 0, 1}},
-        {"right", View::kRight, {100, -250, 400}, {0, 0, 1}},
-        {"rear", View::kRear, {50, -200, 400}, {0, 0, 1}},
-        {"up", View::kUp, {100, -200, 450}, {-1, 0, 0}},
-        {"down", View::kDown, {100, -200, 350}, {1, 0, 0}},
-        {"vertical", View::kVertical, {100, -200, 60}, {1, 0, 0}},
-        {"custom, as the main view", View::kCustom, {150, -200, 400}, {0, 0, 1}},
-        {"unassigned point of interest", View::kFirstPoi, {150, -200, 400}, {0, 0, 1}},
-        {"main", View::kMain, {150, -200, 400}, {0, 0, 1}},
-    };
-    const ViewCameras cameras;
-    for (const auto& [what, view, lookAt, up] : cases) {
-        SCOPED_TRACE(what);
-        RenderCamera camera;
-        cameras.Compute(view, LookingEast(), Around(), camera);
-        EXPECT_EQ(camera.eye, (Vec3f{100, -200, 400}));
-        EXPECT_THAT(camera.lookAt, IsNear(lookAt, 1e-3F));
-        EXPECT_THAT(camera.up, IsNear(up, 1e-5F));
-        EXPECT_EQ(camera.fieldOfView, 45);
-    }
-}
-
-TEST(ViewCameras, PointOfInterestIsExaggeratedAndSeenUpright) {
-    ViewCameras cameras;
-    cameras.SetTarget(9, Vec3f{100, -100, 250});
-    cameras.SetTarget(View::kMain, Vec3f{1, 1, 1});  // no such slot
-    RenderCamera camera;
-    cameras.Compute(9, LookingEast(), Around(), camera);
-    EXPECT_EQ(camera.lookAt, (Vec3f{100, -100, 500}));
-    // 45 degrees up to the north: up leans back to the south.
-    EXPECT_THAT(camera.up, IsNear(Vec3f{0, -0.70711F, 0.70711F}, 1e-4F));
 }
 
 TEST(ViewCameras, CustomViewYawsThenRollsThenPitches) {

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 #include <tuple>
 
 #include "simulator/frameclock.h"
@@ -59,15 +58,6 @@ TEST(Attitude, AxesAndAnglesAgreeInBothDirections) {
         EXPECT_NEAR(back.roll, attitude.roll, 2e-3);
         EXPECT_NEAR(back.heading, attitude.heading, 2e-3);
     }
-}
-
-TEST(Attitude, UprightHasNoRollAndHeadingsWrap) {
-    EXPECT_EQ(AttitudeFromAxes({{0, -1, 0}, {0, 0, 1}, {-1, 0, 0}}).roll, 0);
-    EXPECT_EQ(AttitudeFromAxes({{0, -1, 0}, {0, 0, 1}, {-1, 0, 0}}).pitch, 90);
-    EXPECT_EQ(WrapDegrees(-90), 270);
-    EXPECT_EQ(WrapDegrees(1090), 10);
-    EXPECT_EQ(WrapDegrees(-1e-9F), 0);
-    EXPECT_EQ(WrapDegrees(NAN), 0);
 }
 
 TEST(Viewer, BodyTurnsHaveTheirSignsAndTheirOrder) {
@@ -265,16 +255,6 @@ TEST(Viewer, RecentreLooksBackLevelFromAnywhere) {
     EXPECT_THAT(viewer.CameraUp(), Is(0, 0, 1));
 }
 
-TEST(Viewer, RescaleKeepsTheHeightInRealUnits) {
-    Viewer viewer;
-    viewer.PlaceAtHome({0, 0, 100}, {0, 50, 50});
-    viewer.Rescale(2, 80);
-    EXPECT_THAT(viewer.Position(), Is(0, 0, 200));
-    EXPECT_THAT(viewer.LookAt(), Is(0, 50, 100));
-    EXPECT_EQ(viewer.Home().z, 80);
-    EXPECT_NEAR(viewer.Shown().pitch, -63.4349, 1e-3);
-}
-
 TEST(Viewer, RescaleUnderALookKeyKeepsTheFlight) {
     for (const std::int16_t look : {LookFlag::kLeft, LookFlag::kDown, LookFlag::kVertical}) {
         SCOPED_TRACE(look);
@@ -289,18 +269,6 @@ TEST(Viewer, RescaleUnderALookKeyKeepsTheFlight) {
         EXPECT_NEAR(viewer.Flight().roll, 20, 1e-2);
         EXPECT_NEAR(viewer.ViewDistance(), 50, 1e-3);
     }
-}
-
-TEST(Viewer, AClickTurnsTowardsThePointAndKeepsTheRoll) {
-    Viewer viewer = LookingNorth();
-    viewer.TurnBody(0, 20, 0);
-    viewer.LookTowards({100, 0, 100});
-    EXPECT_THAT(viewer.FlightAxes().forward, Is(1, 0, 0));
-    EXPECT_NEAR(viewer.Shown().roll, 20, 1e-2);
-    EXPECT_EQ(viewer.ViewDistance(), 100);
-    viewer.DragTo(100, -30);
-    EXPECT_THAT(viewer.LookAt(), Is(100, 0, 100));
-    EXPECT_THAT(viewer.FlightAxes().forward, Is(0, 1, 0));
 }
 
 TEST(FrameClock, SkippedTimeIsInNoRateAndNoAverage) {
@@ -325,29 +293,6 @@ TEST(FrameClock, SkippedTimeIsInNoRateAndNoAverage) {
         EXPECT_EQ(clock.Velocity(), 16);
     }
     EXPECT_EQ(clock.Now(), now);
-}
-
-TEST(FrameClock, CountsRatesAveragesAndWhatIsDue) {
-    FrameClock clock;
-    clock.Tick(10.0F, {0, 0, 0});
-    EXPECT_EQ(clock.FrameRate(), 0) << "the first frame has no rate";
-    clock.Tick(10.05F, {1, 0, 0});
-    EXPECT_NEAR(clock.FrameRate(), 20, 0.01);
-    EXPECT_FALSE(clock.DragDue());
-    clock.Tick(10.07F, {2, 0, 0});
-    EXPECT_TRUE(clock.DragDue());
-    EXPECT_FALSE(clock.ReadoutsDue());
-    clock.Tick(10.07F, {2, 0, 0});
-    EXPECT_NEAR(clock.FrameRate(), 50, 0.1) << "a clock that stands still keeps the rate";
-    EXPECT_FALSE(clock.DragDue());
-    clock.Tick(10.13F, {2, 0, 0});
-    EXPECT_TRUE(clock.ReadoutsDue());
-    EXPECT_EQ(clock.AverageFrameRate(), 0);
-    clock.Tick(12.0F, {0, 40, 0});
-    EXPECT_NEAR(clock.AverageFrameRate(), 2.5, 1e-4);  // 5 frames in 2 seconds
-    EXPECT_NEAR(clock.Velocity(), 20, 1e-4);
-    clock.Tick(3.0F, {0, 40, 0});
-    EXPECT_EQ(clock.FrameRate(), 0) << "a clock that went back begins anew";
 }
 
 }  // namespace

@@ -1,21 +1,18 @@
 #pragma once
 
-#include <array>
 #include <atomic>
 #include <cstdint>
 #include <cstring>
-#include <functional>
 #include <map>
 #include <memory>
 #include <span>
-#include <string>
 #include <utility>
 #include <vector>
 
 #include "graphics/quietgraphics_for_test.h"
 #include "streaming/bandwidthlimitedtexture.h"
 #include "streaming/tilesource.h"
-#include "terrain/terrainmodel.h"
+#include "terrain/quietterrain_for_test.h"
 
 namespace tarnvale::fake {
 
@@ -87,34 +84,16 @@ private:
 };
 
 /// A flat square of cells one unit wide.
-class FakeTerrain final : public TerrainModel {
+class FakeTerrain final : public QuietTerrain {
 public:
-    explicit FakeTerrain(int samples) : TerrainModel("fake", ""), samples_(samples) {
-        open_ = true;
-    }
+    explicit FakeTerrain(int samples) : QuietTerrain("fake", samples, samples) { open_ = true; }
     FakeTerrain(int samples, const GeoTransform& grid, const COORDREFSYS& system)
         : FakeTerrain(samples) {
         placed_ = TransGenInit(transform_, grid, system).Good();
     }
     [[nodiscard]] bool Placed() const { return placed_; }
-    [[nodiscard]] std::unique_ptr<TerrainModel> CreateInstance() const override {
-        return std::make_unique<FakeTerrain>(samples_);
-    }
-    Status Open(const ZPFObjectItem&) override { return StatusCode::Ok; }
-    Status Draw(TerrainSink&, const IntRect&) override { return StatusCode::Ok; }
-    void Close() override {}
-    Status Update(const RenderCamera&, const ViewPyramid&, int, int,
-                  std::span<const IntRect>) override {
-        return StatusCode::Ok;
-    }
-    [[nodiscard]] int GetRows() const override { return samples_; }
-    [[nodiscard]] int GetColumns() const override { return samples_; }
-    [[nodiscard]] float GetElevation(int, int) const override { return 0; }
-    [[nodiscard]] float GetDisplayHeight(float, float) override { return 0; }
-    [[nodiscard]] float GetNorthAngle(float, float) const override { return 0; }
 
 private:
-    int samples_;
     bool placed_ = false;
 };
 

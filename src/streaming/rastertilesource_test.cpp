@@ -4,7 +4,6 @@
 #include <lcms2.h>
 
 #include <array>
-#include <string>
 #include <tuple>
 #include <vector>
 
@@ -151,18 +150,14 @@ struct Picture {
 
 Picture MakePicture(RasterType type, int levels, bool masked, bool null, int xOffset, int yOffset) {
     Picture picture;
+    picture.spec = ZPF::Placed(ZPF::Spec("Land", type, 1300, 900),
+                               {400000.0 + xOffset, 1, 0, 5600000.0 - yOffset, 0, -1});
     RasterSpec& spec = picture.spec;
-    spec.name = "Land";
-    spec.type = type;
-    spec.columns = 1300;
-    spec.rows = 900;
     spec.levels = levels;
     spec.encoding = ZPF::TileEncoding::Lossless;
     spec.hasMask = masked;
     spec.hasNull = null;
     spec.nullValue = type == RasterType::Unsigned8 ? 5 : 0x050505;
-    EXPECT_TRUE(Good(COORDREFSYS::FromText("EPSG:32633", spec.system)));
-    spec.georeference = {400000.0 + xOffset, 1, 0, 5600000.0 - yOffset, 0, -1};
     if (type == RasterType::Unsigned8) {
         for (int i = 0; i < 256; ++i) {
             spec.colorMap.push_back({static_cast<std::uint16_t>(i << 8),

@@ -1,15 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <limits>
 #include <string>
 #include <vector>
 
 #include "terrain/qtmorphs.h"
-#include "zpf/zpfwriter.h"
+#include "zpf/sample_for_test.h"
 
 namespace tarnvale {
 namespace {
@@ -36,51 +33,20 @@ private:
     int most_, all_ = 0;
 };
 
-/// Writes one raster to a file of its own. @return its item, no object if that failed
+/// Writes one raster to a file of its own. @return its item
 template <typename T>
-ZPFObjectItem WriteRaster(const std::string& name, ZPF::RasterSpec spec,
+ZPFObjectItem WriteRaster(const std::string& name, const ZPF::RasterSpec& spec,
                           const std::vector<T>& cells) {
-    const FILEPATH path = FILEPATH(TARNVALE_TEST_TEMP) / (name + ".sim");
-    spec.name = "DEM";
-    spec.georeference = {500000, 30, 0, 5000000, 0, -20};
-    EXPECT_TRUE(COORDREFSYS::FromText("EPSG:32633", spec.system).Good());
-    ZPF::PROJECTWRITER writer;
-    int raster = kNoObject;
-    EXPECT_TRUE(writer.Create(path).Good());
-    EXPECT_TRUE(writer.AddRaster(kRootObject, spec, raster).Good());
-    for (int row = 0; row * ZPF::kTileSide < spec.rows; ++row) {
-        for (int column = 0; column * ZPF::kTileSide < spec.columns; ++column) {
-            std::vector<T> tile(std::size_t{ZPF::kTileSide} * ZPF::kTileSide,
-                                static_cast<T>(spec.nullValue));
-            for (int y = 0; y < std::min(ZPF::kTileSide, spec.rows - row * ZPF::kTileSide); ++y) {
-                for (int x = 0;
-                     x < std::min(ZPF::kTileSide, spec.columns - column * ZPF::kTileSide); ++x) {
-                    const int to = y * ZPF::kTileSide + x;
-                    const int from =
-                        (row * ZPF::kTileSide + y) * spec.columns + column * ZPF::kTileSide + x;
-                    tile[static_cast<std::size_t>(to)] = cells[static_cast<std::size_t>(from)];
-                }
-            }
-            ZPF::EncodedTile encoded;
-            EXPECT_TRUE(
-                ZPF::PROJECTWRITER::EncodeTile(spec, 0, std::as_bytes(std::span(tile)), {}, encoded)
-                    .Good());
-            EXPECT_TRUE(writer.PutTile(raster, 0, column, row, encoded).Good());
-        }
-    }
-    EXPECT_TRUE(writer.Commit().Good());
     ZPFObjectItem item;
-    item.file = path;
-    item.header.number = raster;
+    item.file = FILEPATH(TARNVALE_TEST_TEMP) / (name + ".sim");
+    item.header.number = 1;
+    const auto placed = ZPF::Placed(spec, {500000, 30, 0, 5000000, 0, -20});
+    EXPECT_TRUE(ZPF::Good(ZPF::WriteRaster(item.file, placed, {std::as_bytes(std::span(cells))})));
     return item;
 }
 
 ZPF::RasterSpec Spec(ZPF::RasterType type, int columns, int rows) {
-    ZPF::RasterSpec spec;
-    spec.type = type;
-    spec.columns = columns;
-    spec.rows = rows;
-    return spec;
+    return ZPF::Spec("DEM", type, columns, rows);
 }
 
 TEST(ElevationLoading, ReadsEverySampleOnAllCores) {

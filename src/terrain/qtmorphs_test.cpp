@@ -5,9 +5,7 @@
 #include <cfenv>
 #include <cmath>
 #include <limits>
-#include <numbers>
 #include <random>
-#include <string>
 
 #include "base/allocations_for_test.h"
 #include "terrain/testterrain.h"
@@ -96,22 +94,6 @@ TEST_F(Terrain, NodeIsMeasuredAsSeen) {
     viewer = {.eye = {40, -40, 300}, .lookAt = {40, -40, 0}, .up = {0, 1, 0}};
     ASSERT_TRUE(viewer.Update(terrain_).Good());
     EXPECT_EQ(terrain_.Selection()[0].key, 3.0F);
-}
-
-TEST_F(Terrain, CoarsestNodesAreDrawnFirstAndAmongEqualsTheLastFound) {
-    ASSERT_TRUE(testing::OpenOn(terrain_, Flat(65, 65, 0)));
-    const Viewer far = {.eye = {320, 90000, 5}, .lookAt = {320, -320, 0}};
-    ASSERT_TRUE(far.Update(terrain_).Good());
-    ASSERT_EQ(terrain_.Selection().size(), 64U);
-    for (std::uint32_t i = 0; i < 64; ++i) EXPECT_EQ(terrain_.Selection()[i].index, 63 - i);
-
-    ASSERT_TRUE(testing::OpenOn(terrain_, testing::MakeLandscape({.columns = 257, .rows = 257})));
-    const Viewer near = {.eye = {1280, 100, 300}, .lookAt = {1280, -1280, 0}};
-    ASSERT_TRUE(near.Update(terrain_).Good());
-    ASSERT_GT(terrain_.Selection().size(), 50U);
-    for (std::size_t i = 1; i < terrain_.Selection().size(); ++i) {
-        ASSERT_GE(terrain_.Selection()[i - 1].key, terrain_.Selection()[i].key);
-    }
 }
 
 TEST_F(Terrain, OnlyWhatIsWantedAndSeenTakesPart) {
@@ -261,16 +243,7 @@ TEST_F(Terrain, PointIsPickedOnTheGroundOrOnThePlane) {
     EXPECT_EQ(point, (Vec3d{7, 7, 7}));
 }
 
-// Three degrees east of the middle of its zone, at 45 degrees north, a grid's north points 2.12
-// degrees east of the true one.
-TEST_F(Terrain, NorthIsMeasuredAgainstTheTrueOne) {
-    ElevationSamples samples = Flat(65, 65, 0);
-    ASSERT_TRUE(COORDREFSYS::FromText("EPSG:32633", samples.system).Good());
-    samples.georeference = {736000, 10, 0, 4987500, 0, -10};
-    ElevationGrid grid;
-    ASSERT_TRUE(grid.Create(samples).Good());
-    ASSERT_TRUE(terrain_.OpenGrid(std::move(grid)).Good());
-    EXPECT_NEAR(terrain_.GetNorthAngle(32, 32), 2.12 * std::numbers::pi / 180, 0.0005);
+TEST_F(Terrain, WithoutASystemNorthIsUp) {
     ASSERT_TRUE(testing::OpenOn(terrain_, Flat(65, 65, 0)));
     EXPECT_EQ(terrain_.GetNorthAngle(32, 32), 0.0F);
 }

@@ -145,21 +145,5 @@ TEST(ErrorTables, AreThoseOfTheDefinition) {
     }
 }
 
-TEST(ErrorTables, FlatGroundStillHasErrorsThatGrow) {
-    ElevationSamples flat;
-    flat.columns = flat.rows = 9;
-    flat.values.assign(81, 500);
-    ElevationGrid grid;
-    ASSERT_TRUE(grid.Create(flat).Good());
-    QuadtreeHierarchy hierarchy;
-    ASSERT_TRUE(hierarchy.Build(9, 9).Good());
-    ASSERT_TRUE(FillErrorTables(grid, hierarchy, nullptr).Good());
-    const float* errors = hierarchy.Coarsest().Errors(0);
-    EXPECT_FLOAT_EQ(errors[0], 0.33F);
-    EXPECT_FLOAT_EQ(errors[1], 1.0F);
-    EXPECT_FLOAT_EQ(errors[2], 2.67F);
-    EXPECT_FLOAT_EQ(errors[3], 5.34F);
-}
-
 }  // namespace
 }  // namespace tarnvale

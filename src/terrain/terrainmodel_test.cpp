@@ -66,15 +66,5 @@ TEST_F(Detail, ValuesOutsideTheirRangeAreHeldOrIgnored) {
     EXPECT_EQ(TerrainModel::VerticalScale(), 100.0F);
 }
 
-TEST_F(Detail, OnlyASavedQualityReachesTheSettings) {
-    TerrainModel::SetQuality(33, true);
-    TerrainModel::SetQuality(44, false);
-    EXPECT_EQ(settings::TerrainQuality.Get(), 33);
-    TerrainModel::SetFrameRate(31, true);
-    double stored = 0;
-    ASSERT_TRUE(_iniRead("FrameRate", stored));
-    EXPECT_EQ(stored, 31);
-}
-
 }  // namespace
 }  // namespace tarnvale

@@ -9,10 +9,11 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <iterator>
-#include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "zpf/cells.h"
@@ -101,6 +102,45 @@ inline Status PutCells(PROJECTWRITER& writer, int raster, const RasterSpec& spec
     return StatusCode::Ok;
 }
 
+inline RasterSpec Spec(std::string name, RasterType type, int columns, int rows) {
+    RasterSpec spec;
+    spec.name = std::move(name);
+    spec.type = type;
+    spec.columns = columns;
+    spec.rows = rows;
+    return spec;
+}
+inline RasterSpec Placed(RasterSpec spec, const GeoTransform& place,
+                         const char* system = "EPSG:32633") {
+    EXPECT_TRUE(Good(COORDREFSYS::FromText(system, spec.system)));
+    spec.georeference = place;
+    return spec;
+}
+
+/// Adds a raster with the cells of its levels, the finest first. @param mask  of the finest
+inline Status AddCells(PROJECTWRITER& writer, const RasterSpec& spec,
+                       std::initializer_list<std::span<const std::byte>> levels,
+                       std::span<const std::uint8_t> mask = {}) {
+    int number = kNoObject, level = 0;
+    Status status = writer.AddRaster(kRootObject, spec, number);
+    for (const auto cells : levels) {
+        if (status.Good()) status = PutCells(writer, number, spec, level, cells, mask);
+        ++level;
+        mask = {};
+    }
+    return status;
+}
+
+/// Writes a file of one raster, object 1.
+inline Status WriteRaster(const FILEPATH& path, const RasterSpec& spec,
+                          std::initializer_list<std::span<const std::byte>> levels,
+                          std::span<const std::uint8_t> mask = {}) {
+    PROJECTWRITER writer;
+    Status status = writer.Create(path);
+    if (status.Good()) status = AddCells(writer, spec, levels, mask);
+    return status.Good() ? writer.Commit() : status;
+}
+
 /// @return rows of `raster` from cell (column, row) on, as they lie in `cells`, a raster `across`
 /// wide
 inline std::vector<std::byte> CutOut(std::span<const std::byte> cells, std::size_t bytes,
@@ -118,53 +158,30 @@ inline std::vector<std::byte> CutOut(std::span<const std::byte> cells, std::size
 /// A small landscape: a DEM of 513 x 513 signed cells with a null value, object 1, over it a JPEG
 /// texture of 1024 x 1024 with two levels, objects 2 and 3, and a text, object 4.
 inline Status WriteLandscape(const FILEPATH& path) {
-    PROJECTWRITER writer;
-    if (const Status status = writer.Create(path); !status.Good()) return status;
-    RasterSpec dem;
-    dem.name = "Height";
-    dem.type = RasterType::Signed16;
-    dem.columns = dem.rows = 513;
+    RasterSpec dem =
+        Placed(Spec("Height", RasterType::Signed16, 513, 513), {400000, 30, 0, 5600000, 0, -30});
     dem.hasNull = true;
     dem.nullValue = -9999;
-    if (const Status status = COORDREFSYS::FromText("EPSG:32633", dem.system); !status.Good())
-        return status;
-    dem.georeference = {400000, 30, 0, 5600000, 0, -30};
-    int number = kNoObject;
-    if (const Status status = writer.AddRaster(kRootObject, dem, number); !status.Good())
-        return status;
-    std::vector<std::int16_t> heights(513 * 513);
-    for (int i = 0; i < 513 * 513; ++i) {
-        heights[static_cast<std::size_t>(i)] =
-            static_cast<std::int16_t>(i % 513 + i / 513 % 100 - 40);
-    }
+    std::vector<std::int16_t> heights;
+    for (int i = 0; i < 513 * 513; ++i)
+        heights.push_back(static_cast<std::int16_t>(i % 513 + i / 513 % 100 - 40));
     heights[7] = -9999;
-    if (const Status status =
-            PutCells(writer, number, dem, 0, std::as_bytes(std::span(heights)), {});
-        !status.Good()) {
-        return status;
-    }
-    RasterSpec texture;
-    texture.name = "Land";
-    texture.columns = texture.rows = 1024;
+    RasterSpec texture = Placed(Spec("Land", RasterType::Composite24B, 1024, 1024),
+                                {400015, 15, 0, 5599985, 0, -15});
     texture.levels = 2;
-    texture.system = dem.system;
-    texture.georeference = {400015, 15, 0, 5599985, 0, -15};
-    if (const Status status = writer.AddRaster(kRootObject, texture, number); !status.Good())
-        return status;
-    for (int level = 0; level < 2; ++level) {
-        const std::size_t side = 1024U >> level;
-        std::vector<std::byte> colors(side * side * 3);
-        for (std::size_t i = 0; i < colors.size(); ++i)
-            colors[i] = static_cast<std::byte>(i / 3 % side / 8 + i % 3 * 40);
-        if (const Status status = PutCells(writer, number, texture, level, colors, {});
-            !status.Good())
-            return status;
-    }
-    if (const Status status = writer.AddText(kRootObject, "About", "A small landscape.", number);
-        !status.Good()) {
-        return status;
-    }
-    return writer.Commit();
+    const auto colors = [](std::size_t side) {
+        std::vector<std::byte> cells(side * side * 3);
+        for (std::size_t i = 0; i < cells.size(); ++i)
+            cells[i] = static_cast<std::byte>(i / 3 % side / 8 + i % 3 * 40);
+        return cells;
+    };
+    PROJECTWRITER writer;
+    int number = kNoObject;
+    Status status = writer.Create(path);
+    if (status.Good()) status = AddCells(writer, dem, {std::as_bytes(std::span(heights))});
+    if (status.Good()) status = AddCells(writer, texture, {colors(1024), colors(512)});
+    if (status.Good()) status = writer.AddText(kRootObject, "About", "A small landscape.", number);
+    return status.Good() ? writer.Commit() : status;
 }
 
 inline std::vector<char> ReadFile(const FILEPATH& path) {

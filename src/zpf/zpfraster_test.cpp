@@ -1,6 +1,5 @@
 #include "zpf/zpfraster.h"
 
-#include <cmath>
 #include <thread>
 
 #include "zpf/lzw.h"
@@ -73,11 +72,7 @@ TEST(Raster, EveryTypeComesBackCellForCell) {
     for (const TypeCase& which : cases) {
         SCOPED_TRACE(which.what);
         const FILEPATH path = folder / "types.sim";
-        RasterSpec spec;
-        spec.name = "Cells";
-        spec.type = which.type;
-        spec.columns = kColumns;
-        spec.rows = kRows;
+        RasterSpec spec = Spec("Cells", which.type, kColumns, kRows);
         spec.hasNull = which.hasNull;
         spec.nullValue = which.nullValue;
         spec.scale = 0.25;
@@ -87,14 +82,7 @@ TEST(Raster, EveryTypeComesBackCellForCell) {
         const std::vector<std::byte> cells = RandomCells(which, std::size_t{kColumns} * kRows);
         std::vector<std::uint8_t> mask(which.hasMask ? std::size_t{kColumns} * kRows : 0);
         for (std::size_t i = 0; i < mask.size(); ++i) mask[i] = i % 11 == 0 ? 0 : 200;
-        {
-            PROJECTWRITER writer;
-            int number = kNoObject;
-            ASSERT_TRUE(Good(writer.Create(path)));
-            ASSERT_TRUE(Good(writer.AddRaster(kRootObject, spec, number)));
-            ASSERT_TRUE(Good(PutCells(writer, number, spec, 0, cells, mask)));
-            ASSERT_TRUE(Good(writer.Commit()));
-        }
+        ASSERT_TRUE(Good(WriteRaster(path, spec, {cells}, mask)));
         FILEHANDLE file;
         RASTERHANDLE raster;
         ASSERT_TRUE(Good(file.Open(path, OpenMode::Read)));
@@ -142,37 +130,12 @@ TEST(Raster, EveryTypeComesBackCellForCell) {
     }
 }
 
-TEST(Raster, ConversionToSigned16CutsFractionsAndHoldsAtTheEnds) {
-    const float inf = std::numeric_limits<float>::infinity();
-    const float floats[] = {3.9F,      -3.9F, 1e9F, -1e9F,         32767.5F,
-                            -32768.5F, inf,   -inf, std::nanf(""), -0.5F};
-    const std::int16_t wanted[] = {3, -3, 32767, -32768, 32767, -32768, 32767, -32768, -99, 0};
-    RasterHeader header;
-    header.type = RasterType::Float32;
-    header.hasNull = true;
-    header.nullValue = -99.5;
-    std::int16_t got[std::size(floats)];
-    ToSigned16(header, std::as_bytes(std::span(floats)), std::as_writable_bytes(std::span(got)));
-    EXPECT_TRUE(std::ranges::equal(got, wanted));
-
-    const std::uint32_t numbers[] = {0, 32767, 32768, 4294967295U};
-    const std::int16_t held[] = {0, 32767, 32767, 32767};
-    header.type = RasterType::Unsigned32;
-    ToSigned16(header, std::as_bytes(std::span(numbers)),
-               std::as_writable_bytes(std::span(got).first(4)));
-    EXPECT_TRUE(std::ranges::equal(std::span(got).first(4), held));
-}
-
 // Tiles never put, padding at the far sides and null cells: none of them may count for the
 // statistics.
 TEST(Raster, UnknownCellsReadAsNullAndDontCount) {
     const ScratchFolder folder;
     const FILEPATH path = folder / "holes.sim";
-    RasterSpec spec;
-    spec.name = "Height";
-    spec.type = RasterType::Signed16;
-    spec.columns = 1100;
-    spec.rows = 520;
+    const RasterSpec spec = Spec("Height", RasterType::Signed16, 1100, 520);
     RasterSpec withNull = spec;
     withNull.hasNull = true;
     withNull.nullValue = -500;
@@ -219,14 +182,10 @@ TEST(Raster, UnknownCellsReadAsNullAndDontCount) {
 TEST(Raster, LevelsAndMasksStandBeneathTheirRaster) {
     const ScratchFolder folder;
     const FILEPATH path = folder / "levels.sim";
-    RasterSpec spec;
-    spec.name = "Land";
-    spec.columns = 1025;
-    spec.rows = 600;
+    RasterSpec spec =
+        Placed(Spec("Land", RasterType::Composite24B, 1025, 600), {400000, 2, 0, 5600000, 0, -4});
     spec.levels = 3;
     spec.hasMask = true;
-    ASSERT_TRUE(Good(COORDREFSYS::FromText("EPSG:32633", spec.system)));
-    spec.georeference = {400000, 2, 0, 5600000, 0, -4};
     {
         PROJECTWRITER writer;
         int number = kNoObject;
@@ -287,10 +246,7 @@ TEST(Raster, LevelsAndMasksStandBeneathTheirRaster) {
 TEST(Raster, ColorsAndProfileStayWithTheRaster) {
     const ScratchFolder folder;
     const FILEPATH path = folder / "colors.sim";
-    RasterSpec spec;
-    spec.name = "Classes";
-    spec.type = RasterType::Unsigned8;
-    spec.columns = spec.rows = 600;
+    RasterSpec spec = Spec("Classes", RasterType::Unsigned8, 600, 600);
     spec.levels = 2;
     for (std::uint16_t i = 0; i < 200; ++i) {
         spec.colorMap.push_back({static_cast<std::uint16_t>(i * 300),
@@ -300,16 +256,11 @@ TEST(Raster, ColorsAndProfileStayWithTheRaster) {
     spec.colorProfile.assign(1000, std::byte{42});
     std::vector<std::byte> cells(600 * 600);
     for (std::size_t i = 0; i < cells.size(); ++i) cells[i] = static_cast<std::byte>(i % 251);
-    PROJECTWRITER writer;
-    int number = kNoObject;
-    ASSERT_TRUE(Good(writer.Create(path)));
-    ASSERT_TRUE(Good(writer.AddRaster(kRootObject, spec, number)));
-    ASSERT_TRUE(Good(PutCells(writer, number, spec, 0, cells, {})));
-    ASSERT_TRUE(Good(writer.Commit()));
+    ASSERT_TRUE(Good(WriteRaster(path, spec, {cells})));
     FILEHANDLE file;
     RASTERHANDLE raster;
     ASSERT_TRUE(Good(file.Open(path, OpenMode::Read)));
-    ASSERT_TRUE(Good(raster.Open(file, number)));
+    ASSERT_TRUE(Good(raster.Open(file, 1)));
     EXPECT_EQ(raster.ReadColorProfile(), spec.colorProfile);
     std::vector<std::byte> read(cells.size());
     ASSERT_TRUE(Good(raster.ReadBlock(0, 0, 600, 600, read, LineForm::Raw)));
@@ -337,22 +288,14 @@ TEST(Raster, CellsInDegreesHaveTheirSizeInMetresAtTheCentre) {
         {"45 south", -45, 78846.8, 111131.7}};
     for (const auto& [what, latitude, east, north] : cases) {
         SCOPED_TRACE(what);
-        RasterSpec spec;
-        spec.name = "Degrees";
-        spec.type = RasterType::Signed16;
-        spec.columns = spec.rows = 100;
-        ASSERT_TRUE(Good(COORDREFSYS::FromText("EPSG:4326", spec.system)));
-        spec.georeference = {10, 0.001, 0, latitude + 0.05, 0, -0.001};
-        PROJECTWRITER writer;
-        int number = kNoObject;
-        ASSERT_TRUE(Good(writer.Create(path)));
-        ASSERT_TRUE(Good(writer.AddRaster(kRootObject, spec, number)));
-        ASSERT_TRUE(Good(writer.Commit()));
+        const RasterSpec spec = Placed(Spec("Degrees", RasterType::Signed16, 100, 100),
+                                       {10, 0.001, 0, latitude + 0.05, 0, -0.001}, "EPSG:4326");
+        ASSERT_TRUE(Good(WriteRaster(path, spec, {})));
         FILEHANDLE file;
         RASTERHANDLE raster;
         double width = 0, height = 0;
         ASSERT_TRUE(Good(file.Open(path, OpenMode::Read)));
-        ASSERT_TRUE(Good(raster.Open(file, number)));
+        ASSERT_TRUE(Good(raster.Open(file, 1)));
         ASSERT_TRUE(Good(raster.GetCellSize(width, height)));
         EXPECT_NEAR(width, east * 0.001, 0.001);
         EXPECT_NEAR(height, north * 0.001, 0.001);

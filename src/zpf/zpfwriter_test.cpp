@@ -11,11 +11,7 @@ namespace tarnvale::ZPF {
 namespace {
 
 RasterSpec NoiseSpec() {
-    RasterSpec spec;
-    spec.name = "Noise";
-    spec.type = RasterType::Signed32;
-    spec.columns = spec.rows = 8 * kTileSide;
-    return spec;
+    return Spec("Noise", RasterType::Signed32, 8 * kTileSide, 8 * kTileSide);
 }
 
 /// A tile that hardly gets shorter: 1 megabyte.
@@ -97,33 +93,6 @@ TEST(Writer, AKilledWriterLeavesTheOldFileWhole) {
         },
         testing::KilledBySignal(SIGKILL), "");
     EXPECT_TRUE(ReadFile(path) == before);
-}
-
-TEST(Writer, TheFileAppearsOnlyByCommit) {
-    const ScratchFolder folder;
-    const FILEPATH path = folder / "a.sim";
-    {
-        PROJECTWRITER writer;
-        ASSERT_TRUE(Good(writer.Create(path)));
-        EXPECT_EQ(folder.Names(),
-                  std::vector<std::string>{writer.TemporaryPath().filename().string()});
-        EXPECT_EQ(writer.TemporaryPath().filename().string().find("a.sim."), 0U);
-    }
-    EXPECT_TRUE(folder.Names().empty());
-    ASSERT_TRUE(Good(WriteLandscape(path)));
-    EXPECT_EQ(folder.Names(), std::vector<std::string>{"a.sim"});
-}
-
-TEST(Writer, WhereNothingCanBeWrittenIsTold) {
-    const ScratchFolder folder;
-    for (const FILEPATH& path :
-         {folder / "no/such/folder.sim", FILEPATH("/proc/a.sim"), folder / "."}) {
-        PROJECTWRITER writer;
-        EXPECT_EQ(writer.Create(path).Code(), StatusCode::WriteFailed) << path;
-        int number = kNoObject;
-        EXPECT_EQ(writer.AddFolder(kRootObject, "x", number).Code(), StatusCode::NotOpen) << path;
-    }
-    EXPECT_TRUE(folder.Names().empty());
 }
 
 TEST(Writer, SpecsAndTilesThatCantBeAreRefused) {

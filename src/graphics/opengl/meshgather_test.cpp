@@ -50,6 +50,15 @@ std::vector<std::vector<int>> Waiting(const MeshGather& gather) {
 
 using Numbers = std::vector<std::vector<int>>;
 
+RenderMesh List(int first) {
+    return Numbered(PrimitiveKind::List, first, 3);
+}
+Material Textured(std::uint64_t texture) {
+    Material material;
+    material.texture = texture;
+    return material;
+}
+
 TEST(MeshGather, StripsAndFansBecomeListsOfTheSameTriangles) {
     MeshGather gather;
     Material lit;
@@ -62,27 +71,21 @@ TEST(MeshGather, StripsAndFansBecomeListsOfTheSameTriangles) {
 }
 
 TEST(MeshGather, OnlyTexturedMeshesMayComeBeforeWhatWasDrawnEarlier) {
-    const auto list = [](int first) { return Numbered(PrimitiveKind::List, first, 3); };
-    Material a;
-    a.texture = 1;
-    Material b;
-    b.texture = 2;
-    const Material plain;
+    const Material a = Textured(1), b = Textured(2), plain;
     Material wire;
     wire.wireframe = true;
-    GatherPlace placeA;
-    GatherPlace placeB;
+    GatherPlace placeA, placeB;
     MeshGather gather;
-    gather.Append(a, &placeA, list(0), Order::Free);
-    gather.Append(b, &placeB, list(10), Order::Free);
-    gather.Append(a, &placeA, list(20), Order::Free);
-    gather.Append(plain, nullptr, list(30), Order::Strict);
-    gather.Append(b, &placeB, list(40), Order::Free);
-    gather.Append(plain, nullptr, list(50), Order::Strict);
-    gather.Append(b, &placeB, list(60), Order::Strict);
-    gather.Append(plain, nullptr, list(70), Order::Strict);
-    gather.Append(wire, nullptr, list(80), Order::Strict);
-    gather.Append(a, &placeA, list(90), Order::Free);
+    gather.Append(a, &placeA, List(0), Order::Free);
+    gather.Append(b, &placeB, List(10), Order::Free);
+    gather.Append(a, &placeA, List(20), Order::Free);
+    gather.Append(plain, nullptr, List(30), Order::Strict);
+    gather.Append(b, &placeB, List(40), Order::Free);
+    gather.Append(plain, nullptr, List(50), Order::Strict);
+    gather.Append(b, &placeB, List(60), Order::Strict);
+    gather.Append(plain, nullptr, List(70), Order::Strict);
+    gather.Append(wire, nullptr, List(80), Order::Strict);
+    gather.Append(a, &placeA, List(90), Order::Free);
     const Numbers expected{{0, 1, 2, 20, 21, 22},
                            {10, 11, 12, 40, 41, 42},
                            {30, 31, 32, 50, 51, 52},
@@ -94,29 +97,23 @@ TEST(MeshGather, OnlyTexturedMeshesMayComeBeforeWhatWasDrawnEarlier) {
     EXPECT_TRUE(gather.Holds(placeA));
     gather.Clear();
     EXPECT_FALSE(gather.Holds(placeA));
-    gather.Append(a, &placeA, list(0), Order::Free);
+    gather.Append(a, &placeA, List(0), Order::Free);
     EXPECT_EQ(Waiting(gather), (Numbers{{0, 1, 2}})) << "an old place leads nowhere";
 }
 
 TEST(MeshGather, AColourOfItsOwnAndWhatIsBlendedStayApart) {
-    const auto list = [](int first) { return Numbered(PrimitiveKind::List, first, 3); };
-    Material a;
-    a.texture = 1;
-    Material red = a;
+    const Material a = Textured(1), b = Textured(2);
+    Material red = a, clear = b;
     red.colour.red = 1;
-    Material b;
-    b.texture = 2;
-    Material clear = b;
     clear.blended = true;
-    GatherPlace placeA;
-    GatherPlace placeB;
+    GatherPlace placeA, placeB;
     MeshGather gather;
-    gather.Append(a, &placeA, list(0), Order::Free);
-    gather.Append(red, &placeA, list(10), Order::Free);
-    gather.Append(b, &placeB, list(20), Order::Free);
-    gather.Append(red, &placeA, list(30), Order::Free);
-    gather.Append(clear, &placeB, list(40), Order::Strict);
-    gather.Append(red, &placeA, list(50), Order::Free);
+    gather.Append(a, &placeA, List(0), Order::Free);
+    gather.Append(red, &placeA, List(10), Order::Free);
+    gather.Append(b, &placeB, List(20), Order::Free);
+    gather.Append(red, &placeA, List(30), Order::Free);
+    gather.Append(clear, &placeB, List(40), Order::Strict);
+    gather.Append(red, &placeA, List(50), Order::Free);
     EXPECT_EQ(
         Waiting(gather),
         (Numbers{{0, 1, 2}, {10, 11, 12, 30, 31, 32}, {20, 21, 22}, {40, 41, 42}, {50, 51, 52}}));
@@ -151,10 +148,9 @@ TEST(MeshGather, ASteadyFrameAllocatesNothingWhateverComesFirst) {
         std::ranges::shuffle(order, random);
         const std::size_t before = Allocations();
         for (const int texture : order) {
-            Material material;
-            material.texture = static_cast<std::uint64_t>(texture) + 1;
-            gather.Append(material, &places[static_cast<std::size_t>(texture)],
-                          texture == 3 ? strip : small, Order::Free);
+            gather.Append(Textured(static_cast<std::uint64_t>(texture) + 1),
+                          &places[static_cast<std::size_t>(texture)], texture == 3 ? strip : small,
+                          Order::Free);
         }
         EXPECT_EQ(gather.Waiting().size(), 40U);
         gather.Clear();
