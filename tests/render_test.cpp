@@ -242,10 +242,8 @@ TEST_F(Render, NoBackgroundShowsThroughTheTerrain) {
         }
         // Under a sky there is none, though the sky isn't drawn where the ground hides it.
         ::setenv("TARNVALE_SKY_FILE", TARNVALE_BIN "/Tarnvale.sky", 1);
-        const Outcome outcome =
-            Render((folder / "random.sim").string() + " --camera " +
-                   (folder / "path.csv").string() + " --size 512x288 --out " +
-                   (folder / "out").string() + " " + kLoud + "--sky 1 --set SkyCentered=false");
+        const Outcome outcome = Run("--camera " + place + "path.csv --size 512x288 --out " + place +
+                                    "out " + kLoud + "--sky 1 --set SkyCentered=false");
         ::setenv("TARNVALE_SKY_FILE", "none", 1);
         ASSERT_EQ(outcome.code, 0) << outcome.said;
         for (int view = 0; view < kViews; ++view) {

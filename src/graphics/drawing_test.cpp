@@ -258,6 +258,19 @@ TEST_P(Drawing, AnOverlayPassLiesOverThePicture) {
     view.End();
     EXPECT_EQ(view.At(-0.5F, 0), kGreenPixel) << "its depth was cleared";
     EXPECT_EQ(view.At(0.5F, 0), kRedPixel) << "its colour wasn't";
+
+    // A second one lies over the first, and each hides its own by depth.
+    view.Begin();
+    view.Draw(Quad(-1, -1, 1, 1, kRed, 5));
+    view.Begin(FromAbove(), FramePass::Overlay);
+    view.Draw(Quad(-1, -1, 0, 1, kGreen, 5));
+    view.Draw(Quad(-1, -1, 0, 1, kRed, -5));
+    view.Begin(FromAbove(), FramePass::Overlay);
+    view.Draw(Quad(-1, -1, 1, 0, kBlue, -5));
+    view.End();
+    EXPECT_EQ(view.At(-0.5F, 0.5F), kGreenPixel);
+    EXPECT_EQ(view.At(-0.5F, -0.5F), kBluePixel);
+    EXPECT_EQ(view.At(0.5F, 0.5F), kRedPixel);
 }
 
 TEST_P(Drawing, TheCamerasFogWinsForItsFrameAlone) {

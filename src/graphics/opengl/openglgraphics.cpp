@@ -400,6 +400,8 @@ void OpenGLGraphicsSystem::BeginScene(const RenderCamera& camera, int width, int
     const COLOR background = settings::BackgroundColor.Get();
     glClearColor(background.Red(), background.Green(), background.Blue(), 0.0F);
     SetFog(camera);
+    depth_.BeginPicture();
+    ApplyDepth(false);
     Clear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
 }
 
@@ -410,7 +412,8 @@ void OpenGLGraphicsSystem::BeginFrame(const RenderCamera& camera, int width, int
         Flush();
         if (capture_ == Capture::Running) capture_ = Capture::None;
         SetProjection(camera, width, height);
-        Clear(GL_DEPTH_BUFFER_BIT);
+        if (depth_.BeginOverlay()) Clear(GL_DEPTH_BUFFER_BIT);
+        ApplyDepth(false);
         return;
     }
     // Once a frame the context is asked for in any case: a window system's own drawing may have
@@ -555,10 +558,7 @@ void OpenGLGraphicsSystem::ApplyMaterial(const Material& material) {
         glPolygonMode(GL_FRONT_AND_BACK, material.wireframe ? GL_LINE : GL_FILL);
         sent_.wireframe = material.wireframe;
     }
-    if (sent_.backdrop != material.backdrop) {
-        glDepthRange(material.backdrop ? 1 : 0, 1);
-        sent_.backdrop = material.backdrop;
-    }
+    ApplyDepth(material.backdrop);
     if (sent_.texcoordArray != textured) {
         SwitchArray(GL_TEXTURE_COORD_ARRAY, textured);
         sent_.texcoordArray = textured;
@@ -579,6 +579,13 @@ void OpenGLGraphicsSystem::ApplyMaterial(const Material& material) {
         sent_.plainAlpha = material.colour.Alpha();
         glColor4f(1, 1, 1, sent_.plainAlpha);
     }
+}
+
+void OpenGLGraphicsSystem::ApplyDepth(bool backdrop) {
+    const DepthSlice wanted = depth_.Of(backdrop);
+    if (sent_.depth == wanted) return;
+    glDepthRange(wanted.nearest, wanted.farthest);
+    sent_.depth = wanted;
 }
 
 void OpenGLGraphicsSystem::ApplyColour(COLOR colour, float alpha) {

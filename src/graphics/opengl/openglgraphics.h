@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 
+#include "graphics/depthslices.h"
 #include "graphics/graphicssystem.h"
 #include "graphics/opengl/framefence.h"
 #include "graphics/opengl/meshgather.h"
@@ -72,8 +73,9 @@ private:
     using Textures = std::map<std::uint64_t, std::unique_ptr<OpenGLTexture>>;
     /// What the context was told last, so that nothing is told twice.
     struct Sent {
-        bool lighting = false, texturing = false, wireframe = false, backdrop = false;
+        bool lighting = false, texturing = false, wireframe = false;
         bool texcoordArray = false, normalArray = false, sun = false;
+        DepthSlice depth;
         std::uint64_t texture = 0;
         std::array<float, 4> material{-1, -1, -1, -1};
         float plainAlpha = -1.0F;
@@ -94,6 +96,7 @@ private:
                     int count);
     void ApplyMaterial(const Material& material);
     void ApplyColour(COLOR colour, float alpha);
+    void ApplyDepth(bool backdrop);
     void ApplyState(const PassState& state);
     void ApplyModelMatrix(const std::array<double, 16>& matrix);
     void DrawPlain(unsigned mode, std::span<const Vec3f> vertices, COLOR colour);
@@ -104,6 +107,7 @@ private:
     void Clear(unsigned buffers);
     void TakeScreenShot();
 
+    DepthSlices depth_;
     std::shared_ptr<TextureBudget> budget_;
     Textures live_, recycled_;  // by native name
     int textureSize_ = 512;

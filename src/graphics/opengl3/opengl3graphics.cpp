@@ -9,6 +9,7 @@
 
 #include "base/optionpanel.h"
 #include "base/settings.h"
+#include "graphics/depthslices.h"
 #include "graphics/opengl/driver.h"
 #include "graphics/opengl3/picturetarget.h"
 #include "graphics/opengl3/programs.h"
@@ -83,8 +84,9 @@ std::byte* Copy(std::byte* to, const float* from, std::size_t floats) {
 struct OpenGL3GraphicsSystem::Device {
     /// What the context was told last, so that nothing is told twice.
     struct Sent {
-        bool wireframe = false, blending = false, depthWrite = true, backdrop = false;
+        bool wireframe = false, blending = false, depthWrite = true;
         bool texcoordArray = false, normalArray = false;
+        DepthSlice depth;
         std::uint64_t texture = 0;
         GLuint sampler = 0;
         int skyFilter = 0;
@@ -101,6 +103,7 @@ struct OpenGL3GraphicsSystem::Device {
     GlSampler nearest, filtered, skyAround, skyMirrored;
     bool tellsResets = false;     // the driver does
     bool nearestDecodes = false;  // the driver can't leave texels as they are
+    DepthSlices depth;
     Sent sent;
 };
 
@@ -470,7 +473,8 @@ void OpenGL3GraphicsSystem::BeginFrame(const RenderCamera& camera, int width, in
         if (!drawing_ || !Current()) return;
         Flush();
         SetProjection(camera, width, height);
-        ClearTarget(GL_DEPTH_BUFFER_BIT);
+        if (device_->depth.BeginOverlay()) ClearTarget(GL_DEPTH_BUFFER_BIT);
+        ApplyDepth(false);
         return;
     }
     // Once a frame the context is asked for in any case: a window system's own drawing may have
@@ -491,7 +495,20 @@ void OpenGL3GraphicsSystem::BeginFrame(const RenderCamera& camera, int width, in
     glViewport(0, 0, device_->target.Width(), device_->target.Height());
     const auto background = HighBytes(settings::BackgroundColor.Get());
     glClearColor(background[0], background[1], background[2], 0.0F);
+    device_->depth.BeginPicture();
+    ApplyDepth(false);
     ClearTarget(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+}
+
+void OpenGL3GraphicsSystem::ApplyDepth(bool backdrop) {
+    const DepthSlice wanted = device_->depth.Of(backdrop);
+    if (device_->sent.depth == wanted) return;
+    if (device_->target.Depth() == DepthRange::Reversed) {
+        glDepthRange(1 - wanted.farthest, 1 - wanted.nearest);
+    } else {
+        glDepthRange(wanted.nearest, wanted.farthest);
+    }
+    device_->sent.depth = wanted;
 }
 
 Status OpenGL3GraphicsSystem::EndFrame() {
@@ -641,15 +658,7 @@ void OpenGL3GraphicsSystem::ApplyMaterial(const Material& material,
         glDepthMask(state_.depthWrite ? GL_TRUE : GL_FALSE);
         device_->sent.depthWrite = state_.depthWrite;
     }
-    if (device_->sent.backdrop != material.backdrop) {
-        const double far = device_->target.Depth() == DepthRange::Reversed ? 0 : 1;
-        if (material.backdrop) {
-            glDepthRange(far, far);
-        } else {
-            glDepthRange(0, 1);
-        }
-        device_->sent.backdrop = material.backdrop;
-    }
+    ApplyDepth(material.backdrop);
     if (device_->sent.texcoordArray != textured) {
         SwitchArray(Programs::kTexcoord, textured);
         device_->sent.texcoordArray = textured;

@@ -125,6 +125,7 @@ private:
     /// @return false if nothing of it passes the alpha test
     [[nodiscard]] bool Judge(Material& material, float alpha, bool solid) const;
     void SendWaiting();
+    void ApplyDepth(bool backdrop);
     void ApplyMaterial(const Material& material, const std::array<float, 4>& rgba);
     /// @param texture  null where the name is no more
     void ApplyTexture(std::uint64_t name, OpenGL3Texture* texture);
