@@ -55,6 +55,12 @@ TEST_P(DrawingViews, TexturesBeyondTheBudgetAreRefused) {
     EXPECT_EQ(view.Budget().Used(), full);
     view.system.DestroyTexture(made[1]);
     EXPECT_NE(view.system.CreateTexture(pixels, TextureUse::Terrain), nullptr);
+
+    // An automatic limit grows with the open views.
+    const Scoped automatic(settings::TextureMemory, 0);
+    const std::uint64_t both = view.Budget().Limit();
+    ASSERT_TRUE(second->Shutdown().Good());
+    EXPECT_EQ(view.Budget().Limit(), both - TextureBudget::kFurtherView);
     ASSERT_TRUE(view.system.Shutdown().Good());
     EXPECT_EQ(view.Budget().Used(), 0U);
 }

@@ -20,7 +20,8 @@ std::uint64_t TextureBudget::ReportedCardShare(std::uint64_t freeMemory) {
 
 std::uint64_t TextureBudget::Limit() const {
     const std::int32_t wanted = settings::TextureMemory.Get();
-    return wanted > 0 ? static_cast<std::uint64_t>(wanted) << 20 : automatic_;
+    if (wanted > 0) return static_cast<std::uint64_t>(wanted) << 20;
+    return automatic_ + (views_ > 1 ? views_ - 1 : 0) * kFurtherView;
 }
 
 bool TextureBudget::Reserve(std::uint64_t bytes, std::uint32_t held) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <utility>
 
 namespace tarnvale {
 
@@ -21,6 +23,23 @@ public:
     /// half a megabyte are several times what a picture of 1280 x 720 shows at once.
     static constexpr std::uint64_t kSoftwareMost = std::uint64_t{96} << 20;
     static constexpr std::uint64_t kLeast = std::uint64_t{64} << 20;
+    /// What each open view but the first adds to an automatic limit: the tiles of a small window
+    /// twice over. What the first view alone may take doesn't last for seventeen.
+    static constexpr std::uint64_t kFurtherView = std::uint64_t{16} << 20;
+
+    /// An open view, as long as it lives.
+    class View {
+    public:
+        explicit View(std::shared_ptr<TextureBudget> budget) : budget_(std::move(budget)) {
+            ++budget_->views_;
+        }
+        ~View() { --budget_->views_; }
+        View(const View&) = delete;
+        View& operator=(const View&) = delete;
+
+    private:
+        std::shared_ptr<TextureBudget> budget_;
+    };
 
     /// @return bytes for textures that live in main memory: a share of `physicalMemory`
     [[nodiscard]] static std::uint64_t SoftwareShare(std::uint64_t physicalMemory);
@@ -29,7 +48,7 @@ public:
     /// @return bytes for a card that reports `freeMemory`
     [[nodiscard]] static std::uint64_t ReportedCardShare(std::uint64_t freeMemory);
 
-    /// The limit while the setting `TextureMemory` is 0.
+    /// The limit for one view while the setting `TextureMemory` is 0.
     void SetAutomatic(std::uint64_t bytes) noexcept { automatic_ = bytes; }
     [[nodiscard]] std::uint64_t Limit() const;
     [[nodiscard]] std::uint64_t Used() const noexcept { return used_; }
@@ -42,6 +61,7 @@ public:
 private:
     std::uint64_t automatic_ = kSoftwareMost;
     std::uint64_t used_ = 0;
+    std::uint32_t views_ = 0;  // open
 };
 
 }  // namespace tarnvale

@@ -115,6 +115,7 @@ Status OpenGLGraphicsSystem::OpenDevice() {
     glPushMatrix();
     ProbeTextureFormat();
     EstimateTextureBudget(*budget_);
+    counted_.emplace(budget_);
     fence_.Open();
     DrainDriverErrors();
     return StatusCode::Ok;
@@ -156,6 +157,7 @@ Status OpenGLGraphicsSystem::Shutdown() {
         textures->clear();
     }
     if (current) fence_.Close();
+    counted_.reset();
     gather_.Free();
     captured_ = {};
     capture_ = Capture::None;

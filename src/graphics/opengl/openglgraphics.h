@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <span>
 
 #include "graphics/depthslices.h"
@@ -109,7 +110,8 @@ private:
 
     DepthSlices depth_;
     std::shared_ptr<TextureBudget> budget_;
-    Textures live_, recycled_;  // by native name
+    std::optional<TextureBudget::View> counted_;  // while open
+    Textures live_, recycled_;                    // by native name
     int textureSize_ = 512;
     int internalFormat_ = 0;
     std::uint64_t bytesPerTexel_ = 4;

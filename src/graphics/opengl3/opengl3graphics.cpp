@@ -205,6 +205,7 @@ std::string OpenGL3GraphicsSystem::Build() {
     BuildSamplers();
     pixelFormat_ = TexturePixelFormat::Bgra;
     EstimateTextureBudget(*budget_);
+    counted_.emplace(budget_);
     fence_.Open();
     device_->tellsResets =
         std::pair(major, minor) >= std::pair(4, 5) || HasDriverExtension("GL_KHR_robustness");
@@ -270,6 +271,7 @@ Status OpenGL3GraphicsSystem::Shutdown() {
     if (current) fence_.Close();
     if (device_ != nullptr) device_->Close(current);
     device_.reset();
+    counted_.reset();
     gather_.Free();
     drawing_ = false;
     window_->ReleaseCurrent();

@@ -135,7 +135,8 @@ private:
     mutable std::optional<int> available_;
     bool proving_ = false;  // on trial: the driver must take every program
     std::shared_ptr<TextureBudget> budget_;
-    std::unique_ptr<Device> device_;  // null while closed
+    std::optional<TextureBudget::View> counted_;  // while open
+    std::unique_ptr<Device> device_;              // null while closed
     MeshGather gather_;
     FrameFence fence_;
 
