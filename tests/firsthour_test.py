@@ -32,13 +32,8 @@ with Desktop(sys.argv[1], sys.argv[2], "1900x1000", XDG_RUNTIME_DIR=str(runtime)
                 break
         return last
 
-    def place(window):
-        found = dict(line.split("=") for line in
-                     desktop.xdotool("getwindowgeometry", "--shell", window).splitlines())
-        return [int(found[key]) for key in ("X", "Y", "WIDTH", "HEIGHT")]
-
     def crop(window):
-        return "{2}x{3}+{0}+{1}".format(*place(window))
+        return "{2}x{3}+{0}+{1}".format(*desktop.place(window))
 
     def put(window, x, y, width, height):
         desktop.xdotool("windowsize", "--sync", window, width, height)
@@ -62,10 +57,13 @@ with Desktop(sys.argv[1], sys.argv[2], "1900x1000", XDG_RUNTIME_DIR=str(runtime)
 
     # Fly: speed up, turn a little, stop.
     desktop.xdotool("keydown", "e")
-    time.sleep(0.5)
+    time.sleep(0.4)
     desktop.xdotool("keyup", "e")
     time.sleep(2)
-    desktop.key("Left", "d")
+    desktop.key("Left")
+    desktop.xdotool("keydown", "d")  # held over a frame, however slow that is
+    time.sleep(1.5)
+    desktop.xdotool("keyup", "d")
     flown = settled("2 flown")
     check(difference(first, flown, view) > 0.005, "keys fly")
 
@@ -98,7 +96,7 @@ with Desktop(sys.argv[1], sys.argv[2], "1900x1000", XDG_RUNTIME_DIR=str(runtime)
     chart = wait_for(lambda: desktop.window("Map"), 20, "the map")
     put(chart, 1110, 630, 540, 330)
     three = settled("5 three points")
-    x, y, width, height = place(chart)
+    x, y, width, height = desktop.place(chart)
     middle = (x + width // 2, y + height // 2)
     for step in range(8):
         desktop.xdotool("mousemove", middle[0] - 9 * step, middle[1] + 10 - 12 * step)
@@ -123,7 +121,7 @@ with Desktop(sys.argv[1], sys.argv[2], "1900x1000", XDG_RUNTIME_DIR=str(runtime)
                      "the place in the atlas")
     window = wait_for(lambda: desktop.window("first hour - Atlas"), 30, "the map viewer")
     put(window, 1000, 30, 880, 700)
-    x, y, width, height = place(window)
+    x, y, width, height = desktop.place(window)
     desktop.xdotool("mousemove", x + width // 4, y + height // 2)
     settled("7 atlas")
     print(f"the place: {found.group(1)} {found.group(2)}")
