@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -78,6 +79,24 @@ TEST(BuildSky, AFileOfSkiesTakesPicturesOfEverySizeAndDepth) {
     std::vector<std::byte> line(300);
     ASSERT_TRUE(deep.ReadLine(25, 0, 100, line, ZPF::LineForm::Raw).Good());
     for (const std::byte shade : line) EXPECT_LT(std::to_integer<int>(shade), 3);
+}
+
+TEST(BuildSky, OwnSkiesWithOneSunAreMirroredAndTheOthersRepeated) {
+    const fs::path folder = FreshFolder();
+    const std::string out = (folder / "out.sim").string();
+    BuildWell({"--dem", SmallDem().Even({5}).Save(folder / "dem.tif"), out});
+    SimulatorFile file;
+    ::setenv("TARNVALE_SKY_FILE", TARNVALE_BIN "/Tarnvale.sky", 1);
+    const Status read = file.Read(out);
+    ::setenv("TARNVALE_SKY_FILE", "none", 1);
+    ASSERT_TRUE(read.Good());
+    std::vector<bool> mirrored;  // clear noon, broken cloud, sunset, starry night
+    for (const SkyChoice& sky : ListSkies(file)) {
+        SkyPicture picture;
+        ASSERT_TRUE(LoadSkyPicture(sky.item, nullptr, picture).Good()) << sky.text;
+        mirrored.push_back(picture.mirrored);
+    }
+    EXPECT_EQ(mirrored, (std::vector<bool>{true, false, true, false}));
 }
 
 TEST(BuildSky, FewBitsAreAllShades) {
