@@ -60,10 +60,7 @@ with Desktop(sys.argv[1], sys.argv[2], "1900x1000", XDG_RUNTIME_DIR=str(runtime)
     time.sleep(0.4)
     desktop.xdotool("keyup", "e")
     time.sleep(2)
-    desktop.key("Left")
-    desktop.xdotool("keydown", "d")  # held over a frame, however slow that is
-    time.sleep(1.5)
-    desktop.xdotool("keyup", "d")
+    desktop.key("Left", "d", pause=1)
     flown = settled("2 flown")
     check(difference(first, flown, view) > 0.005, "keys fly")
 

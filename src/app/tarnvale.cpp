@@ -287,6 +287,7 @@ int CTarnvaleApp::Run() {
         sendPostedEvents(nullptr, QEvent::DeferredDelete);
         // Time without frames is no time of flight: the viewer must not leap by it.
         if (messages.elapsed() > kGap) simulator_->SkipTime();
+        if (!flying) mainView_->KeysRead();
         if (flying && !quit_) RunFrame();
     }
     return 0;
@@ -321,6 +322,7 @@ void CTarnvaleApp::RunFrame() {
     FlightInput record;
     (void)input_->ReadFlightInput(record, simulator_->ReadoutValues().instantFrameRate,
                                   wheelDelta_);
+    mainView_->KeysRead();
     wheelDelta_ = 0;
     if (record.screenShot) TakeScreenShot(sideViews_->FocusedView());
     ShowFlightState(record);

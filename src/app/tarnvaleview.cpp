@@ -188,7 +188,7 @@ Key KeyOf(int qtKey, bool onKeypad) {
 
 void CTarnvaleView::ReleaseKeys() {
     if (keyOwner_ != nullptr) keyOwner_->ReleaseKeys();
-    if (keySink_ != nullptr) keySink_->AllKeysUp();
+    keys_.AllKeysUp();
 }
 
 bool CTarnvaleView::KeyPressed(const QKeyEvent& event) {
@@ -203,7 +203,7 @@ bool CTarnvaleView::KeyPressed(const QKeyEvent& event) {
         return true;
     }
     if (keyOwner_ != nullptr) return keyOwner_->KeyPressed(event);
-    return plain && keySink_ != nullptr && keySink_->KeyDown(key, event.isAutoRepeat());
+    return plain && keys_.KeyDown(key, event.isAutoRepeat());
 }
 
 bool CTarnvaleView::KeyReleased(const QKeyEvent& event) {
@@ -211,7 +211,7 @@ bool CTarnvaleView::KeyReleased(const QKeyEvent& event) {
     if (event.isAutoRepeat()) return true;
     if (keyOwner_ != nullptr) return keyOwner_->KeyReleased(event);
     const Key key = KeyOf(event.key(), event.modifiers().testFlag(Qt::KeypadModifier));
-    return keySink_ != nullptr && keySink_->KeyUp(key);
+    return keys_.KeyUp(key);
 }
 
 void CTarnvaleView::keyPressEvent(QKeyEvent* event) {

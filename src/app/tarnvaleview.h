@@ -9,6 +9,7 @@
 #include "base/views.h"
 #include "graphics/renderwindow.h"
 #include "input/inputsystem.h"
+#include "input/keylatch.h"
 
 namespace tarnvale {
 
@@ -41,7 +42,7 @@ public:
     bool SwapBuffers() override;
 
     // KeySource
-    void SetKeySink(KeySink* sink) override { keySink_ = sink; }
+    void SetKeySink(KeySink* sink) override { keys_.SetSink(sink); }
 
     /// Hands a key on. @return true if it is bound or stands for a screen shot; the frame around
     /// the view passes keys that it gets while it has the focus
@@ -49,6 +50,8 @@ public:
     bool KeyReleased(const QKeyEvent& event);
     /// A key that is released elsewhere would otherwise stay held for ever.
     void ReleaseKeys();
+    /// A frame has read the keys, or none is going to.
+    void KeysRead() { keys_.FrameRead(); }
 
 signals:
     /// @param delta  signed counts of one wheel message, 120 a notch
@@ -79,7 +82,7 @@ private:
     void ShowCursor(CursorMode mode);
 
     std::unique_ptr<QOpenGLContext> context_;
-    KeySink* keySink_ = nullptr;         // on loan
+    KeyLatch keys_;
     CTarnvaleView* keyOwner_ = nullptr;  // on loan; null: this window has a sink of its own
     Simulator* simulator_ = nullptr;     // on loan
     int view_ = View::kMain;

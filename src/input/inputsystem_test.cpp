@@ -10,6 +10,7 @@
 
 #include "base/settings.h"
 #include "base/textres.h"
+#include "input/keylatch.h"
 #include "input/standardinput.h"
 
 namespace tarnvale {
@@ -136,6 +137,48 @@ TEST_F(Keyboard, AltitudeLockFlipsAtEveryRepeat) {
     window_.LoseFocus();
     EXPECT_TRUE(Raw().altitudeLock) << "a switch isn't held";
     EXPECT_EQ(Raw().verticalSlide, 0.0F);
+}
+
+TEST_F(Keyboard, ATapBetweenTwoFramesIsRead) {
+    Window window;
+    KeyLatch latch;
+    latch.SetSink(&input_);
+    window.SetKeySink(&latch);
+    EXPECT_TRUE(window.Down(Key::Left) && window.Up(Key::Left));
+    EXPECT_EQ(Raw().turn, 1.0F) << "held for the one frame";
+    latch.FrameRead();
+    EXPECT_EQ(Raw().turn, 0.0F);
+
+    window.Down(Key::Left);
+    latch.FrameRead();
+    EXPECT_EQ(Raw().turn, 1.0F) << "held";
+    EXPECT_TRUE(window.Up(Key::Left));
+    EXPECT_EQ(Raw().turn, 0.0F) << "a frame has read it: nothing to wait for";
+
+    window.Down(Key::Left);
+    window.Up(Key::Left);
+    window.Down(Key::Right);
+    latch.FrameRead();
+    EXPECT_EQ(Raw().turn, -1.0F) << "the earlier tap doesn't end the later key";
+    window.Up(Key::Right);
+
+    window.Down(Key::A);
+    window.Up(Key::A);
+    window.Down(Key::A);
+    latch.FrameRead();
+    EXPECT_EQ(Raw().altitude, 1.0F) << "pressed again, and held";
+    window.Up(Key::A);
+    window.Down(Key::A);
+    window.Up(Key::A);
+    window.LoseFocus();
+    EXPECT_EQ(Raw().altitude, 0.0F);
+
+    EXPECT_FALSE(window.Down(static_cast<Key>('Q')) || window.Up(static_cast<Key>('Q')));
+    window.Down(Key::A);
+    window.Up(Key::A);
+    latch.SetSink(nullptr);
+    EXPECT_FALSE(window.Down(Key::A) || window.Up(Key::A));
+    latch.FrameRead();
 }
 
 TEST_F(Keyboard, FramesGetDistancesAndAngles) {
