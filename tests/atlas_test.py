@@ -96,7 +96,7 @@ with Desktop(sys.argv[1], sys.argv[2], "2300x1000", XDG_RUNTIME_DIR=str(runtime)
     click(119, 38)  # the palette's last tool
     time.sleep(1)
     click(left + wide // 2, top + high // 2)
-    wait_for(lambda: place(atlas), 10, "the place in the atlas")
+    wait_for(lambda: place(atlas), 30, "the place in the atlas")
 
     def expect(x, y, what):
         latitude, longitude, _ = place(atlas)
@@ -109,7 +109,7 @@ with Desktop(sys.argv[1], sys.argv[2], "2300x1000", XDG_RUNTIME_DIR=str(runtime)
     check(atlas.read_text().startswith("; kept\n"), "the atlas's comment is kept")
     check(6000 < place(atlas)[2] < 40000, f"the width is the distance: {place(atlas)[2]:.0f}")
 
-    window = wait_for(lambda: desktop.window(".*my land - Atlas"), 20, "the viewer")
+    window = wait_for(lambda: desktop.window(".*my land - Atlas"), 30, "the viewer")
     desktop.xdotool("windowmove", window, 1340, 0)  # beside the flight, so that both can be clicked
     first = viewers(desktop)
     check(len(first) == 1, "one viewer runs")
@@ -127,12 +127,12 @@ with Desktop(sys.argv[1], sys.argv[2], "2300x1000", XDG_RUNTIME_DIR=str(runtime)
         x, y = wide // 4, (high - 24 - 24) // 2 + 24  # without menus and status bar
         return [sum(colour(picture, x + dx, y + dy)) // 3 for dx, dy in ((-25, -25), (25, -25), (-25, 25), (25, 25))]
     # The width handed over is a few times that of the square: all about its middle is white.
-    wait_for(lambda: min(views()) > 200, 15, "the square in the viewer's middle")
+    wait_for(lambda: min(views()) > 200, 30, "the square in the viewer's middle")
     check(True, "the viewer shows the square in its middle")
 
     # The square's north-eastern corner: white is only what lies to the south-west.
     click(left + wide - 1, top)
-    wait_for(lambda: views()[2] > 200 and max(views()[0], views()[1], views()[3]) < 60, 15, "the corner")
+    wait_for(lambda: views()[2] > 200 and max(views()[0], views()[1], views()[3]) < 60, 30, "the corner")
     check(True, "the second click moves the map to the square's corner")
     expect(corner[0] + 288 * cell, corner[1] - 125 * cell, "and the atlas has it")
     check(viewers(desktop) == first and desktop.window(".*my land - Atlas") == window,
@@ -144,9 +144,9 @@ with Desktop(sys.argv[1], sys.argv[2], "2300x1000", XDG_RUNTIME_DIR=str(runtime)
     check(again.returncode == 0 and viewers(desktop) == first, "a second start ends at once")
     # What a killed viewer leaves is no hindrance.
     os.kill(first[0], 9)
-    wait_for(lambda: not viewers(desktop), 10, "the viewer to go")
+    wait_for(lambda: not viewers(desktop), 30, "the viewer to go")
     click(left + wide // 2, top + high // 2)
-    wait_for(lambda: desktop.window(".*my land - Atlas"), 20, "a new viewer")
+    wait_for(lambda: desktop.window(".*my land - Atlas"), 30, "a new viewer")
     check(viewers(desktop) != first, "after a crash the next click opens a new one")
 
     # A second atlas in the folder: the tool's window opens and offers both, the first chosen.
@@ -160,14 +160,14 @@ with Desktop(sys.argv[1], sys.argv[2], "2300x1000", XDG_RUNTIME_DIR=str(runtime)
     main = desktop.focus(".*my land - Tarnvale", 60)
     time.sleep(3)
     click(119, 38)
-    tool = wait_for(lambda: desktop.window("Atlas"), 10, "the tool's window")
+    tool = wait_for(lambda: desktop.window("Atlas"), 30, "the tool's window")
     desktop.capture(tool, desktop.work / "tool.png")
     # The second one lacks its file: that is said, and no viewer opens.
     desktop.xdotool("windowfocus", "--sync", tool)
     desktop.key("Tab", "Down", "space")
     desktop.focus(".*my land - Tarnvale")
     click(640, 600)
-    message = wait_for(lambda: desktop.window("Tarnvale"), 10, "the message")
+    message = wait_for(lambda: desktop.window("Tarnvale"), 30, "the message")
     desktop.capture(message, desktop.work / "message.png")
     desktop.key("Return")
     time.sleep(1)
@@ -180,7 +180,7 @@ with Desktop(sys.argv[1], sys.argv[2], "2300x1000", XDG_RUNTIME_DIR=str(runtime)
         viewer = subprocess.Popen([desktop.bin / "sedgelineatlas", file], env=desktop.environment, text=True,
                                   stderr=subprocess.PIPE)
         desktop.started.append(viewer)
-        wait_for(lambda: desktop.window("Atlas"), 15, "the viewer's message")
+        wait_for(lambda: desktop.window("Atlas"), 30, "the viewer's message")
         desktop.focus("Atlas")
         desktop.key("Return")
         said = viewer.communicate(timeout=15)[1]

@@ -23,6 +23,13 @@ def wait_for(question, seconds, what):
     raise SystemExit(f"FAILED: waited {seconds} s for {what}")
 
 
+def expect(question, what, seconds=20):
+    """Waits for what a test is about."""
+    answer = wait_for(question, seconds, what)
+    check(answer, what)
+    return answer
+
+
 class Desktop:
     """An X server with a window manager, and the programs started on it. A context manager: leaving it ends all."""
 
@@ -66,6 +73,17 @@ class Desktop:
         kept = self.ini.read_text(encoding="utf-8", errors="replace")
         return next((line.split("=", 1)[1] for line in kept.splitlines() if line.startswith(key + "=")), None)
 
+    def keeps(self, key, value, what):
+        """Waits until a setting is stored."""
+        expect(lambda: self.stored(key) == value, what)
+
+    def put(self, window, x, y, width=None, height=None):
+        """Moves a window, and makes it so large."""
+        if width:
+            self.xdotool("windowsize", "--sync", window, width, height)
+        self.xdotool("windowmove", window, x, y)
+        time.sleep(0.5)
+
     def place(self, window):
         """Left, top, width and height of a window."""
         found = dict(line.split("=") for line in self.xdotool("getwindowgeometry", "--shell", window).splitlines())
@@ -103,15 +121,54 @@ class Desktop:
     def windows(self, program):
         return self.xdotool("search", "--onlyvisible", "--pid", program.pid).split()
 
-    def focus(self, title, seconds=30):
+    def focus(self, title, seconds=60):
         found = wait_for(lambda: self.window(title), seconds, f"the window {title}")
         self.xdotool("windowfocus", "--sync", found)
         return found
 
-    def picture(self, name):
+    def gone(self, title, seconds=20):
+        wait_for(lambda: not self.window(title), seconds, f"the end of {title}")
+
+    def hold(self, key, seconds=0.7):
+        self.xdotool("keydown", key)
+        time.sleep(seconds)
+        self.xdotool("keyup", key)
+
+    def picture(self, name, window="root"):
         file = self.work / f"{name}.png"
-        subprocess.run(["import", "-window", "root", file], env=self.environment, check=True)
+        subprocess.run(["import", "-window", window, file], env=self.environment, check=True)
         return file
+
+    # On a busy machine a frame may take a second, and tiles come in for longer. So what is to happen is waited for,
+    # and what isn't to happen is looked for in a picture at rest.
+
+    def changed(self, before, name, what, by=0.01, crop=None, window="root"):
+        """Waits until the picture differs from an earlier one by more than so much on the mean. @return the last"""
+        def differs():
+            after = self.picture(name, window)
+            return after if difference(before, after, crop or MIDDLE) > by else None
+        return expect(differs, what)
+
+    def same(self, before, name, what, within=0.004, crop=None, window="root"):
+        """Waits until the picture is an earlier one again."""
+        def equals():
+            after = self.picture(name, window)
+            return after if difference(before, after, crop or MIDDLE) < within else None
+        return expect(equals, what)
+
+    def rests(self, name, what=None, within=0.004, crop=None, window="root", seconds=60):
+        """Waits until nothing moves for a second. @return the last picture"""
+        def still():
+            before = self.picture(f"{name}_before", window)
+            time.sleep(1)
+            after = self.picture(name, window)
+            return after if difference(before, after, crop or MIDDLE) < within else None
+        return expect(still, what, seconds) if what else wait_for(still, seconds, f"{name} to rest")
+
+    def drawn(self, name, what, more=500, crop=None, window="root"):
+        """Waits until a part of a picture has more colours than a background, and rests. @return the last picture"""
+        wait_for(lambda: colours(self.picture(name, window), crop or MIDDLE) > more, 60, what)
+        return self.rests(name, what, crop=crop, window=window)
 
     def capture(self, window, file):
         """A picture of one window with its frame's inside, as PNG with few enough colours to keep."""

@@ -22,23 +22,10 @@ with Desktop(sys.argv[1], sys.argv[2], "1900x1000", XDG_RUNTIME_DIR=str(runtime)
              TARNVALE_SKY_FILE=str(skies)) as desktop:
 
     def settled(name):
-        """A picture of the screen once nothing on it moves any more."""
-        last = desktop.picture(name)
-        for _ in range(20):
-            time.sleep(1)
-            before = last.rename(desktop.work / "before.png")
-            last = desktop.picture(name)
-            if difference(before, last, "1900x1000+0+0") < 0.0005:
-                break
-        return last
+        return desktop.rests(name, within=0.0005, crop="1900x1000+0+0")
 
     def crop(window):
         return "{2}x{3}+{0}+{1}".format(*desktop.place(window))
-
-    def put(window, x, y, width, height):
-        desktop.xdotool("windowsize", "--sync", window, width, height)
-        desktop.xdotool("windowmove", window, x, y)
-        time.sleep(0.5)
 
     # A landscape with a sky of its own, and the atlas beside it.
     own = desktop.work / "evening.png"
@@ -51,14 +38,12 @@ with Desktop(sys.argv[1], sys.argv[2], "1900x1000", XDG_RUNTIME_DIR=str(runtime)
                            "tarnvale_AtlasInstructions_NoShow=true\ntarnvale_POIInstructions_NoShow=true\n")
     program = desktop.start(landscape)
     main = desktop.focus(TITLE, 60)
-    put(main, 0, 30, 1100, 900)
+    desktop.put(main, 0, 30, 1100, 900)
     first = settled("1 opened")
     view = "1000x700+40+150"
 
     # Fly: speed up, turn a little, stop.
-    desktop.xdotool("keydown", "e")
-    time.sleep(0.4)
-    desktop.xdotool("keyup", "e")
+    desktop.hold("e", 0.4)
     time.sleep(2)
     desktop.key("Left", "d", pause=1)
     flown = settled("2 flown")
@@ -66,32 +51,32 @@ with Desktop(sys.argv[1], sys.argv[2], "1900x1000", XDG_RUNTIME_DIR=str(runtime)
 
     # The sunset is among the program's own skies, behind the landscape's.
     desktop.key("ctrl+comma")
-    options = wait_for(lambda: desktop.window("Options"), 20, "the options")
+    options = wait_for(lambda: desktop.window("Options"), 30, "the options")
     desktop.xdotool("windowmove", options, 1120, 60)
     desktop.xdotool("windowfocus", "--sync", options)
     desktop.key("ctrl+Tab", "ctrl+Tab", "alt+k")
     desktop.key("Down", "Down", "Down", pause=1)
     desktop.picture("3 options")
     desktop.key("Return")
-    wait_for(lambda: not desktop.window("Options"), 10, "the end of the options")
+    desktop.gone("Options")
     desktop.focus(TITLE)
     sunset = settled("4 sunset")
     check(difference(flown, sunset, "1000x150+40+150") > 0.02, "the sky is another one")
 
     # Three points, their views, and the map.
     desktop.key("F8")
-    tool = wait_for(lambda: desktop.window("Points of interest"), 20, "the tool's window")
-    put(tool, 1110, 30, 540, 240)
+    tool = wait_for(lambda: desktop.window("Points of interest"), 30, "the tool's window")
+    desktop.put(tool, 1110, 30, 540, 240)
     desktop.xdotool("windowfocus", "--sync", tool)
     desktop.key("alt+o")
     desktop.key("alt+n", "alt+n", "alt+n", pause=0.8)
     views = [wait_for(lambda n=n: desktop.window(f"Point of interest {n}"), 20, f"view {n}") for n in (1, 2, 3)]
     for i, window in enumerate(views):
-        put(window, 1110 + 260 * i, 310, 250, 280)
+        desktop.put(window, 1110 + 260 * i, 310, 250, 280)
     desktop.focus(TITLE)
     desktop.key("ctrl+1")
-    chart = wait_for(lambda: desktop.window("Map"), 20, "the map")
-    put(chart, 1110, 630, 540, 330)
+    chart = wait_for(lambda: desktop.window("Map"), 30, "the map")
+    desktop.put(chart, 1110, 630, 540, 330)
     three = settled("5 three points")
     x, y, width, height = desktop.place(chart)
     middle = (x + width // 2, y + height // 2)
@@ -117,7 +102,7 @@ with Desktop(sys.argv[1], sys.argv[2], "1900x1000", XDG_RUNTIME_DIR=str(runtime)
     found = wait_for(lambda: re.search(r"^StartCenterLat=(.+)\nStartCenterLon=(.+)$", atlas.read_text(), re.M), 20,
                      "the place in the atlas")
     window = wait_for(lambda: desktop.window("first hour - Atlas"), 30, "the map viewer")
-    put(window, 1000, 30, 880, 700)
+    desktop.put(window, 1000, 30, 880, 700)
     x, y, width, height = desktop.place(window)
     desktop.xdotool("mousemove", x + width // 4, y + height // 2)
     settled("7 atlas")

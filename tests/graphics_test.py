@@ -4,9 +4,8 @@
 usage: graphics_test.py BIN_DIR WORK_DIR
 """
 import sys
-import time
 
-from desktop import Desktop, check, colours, difference, wait_for
+from desktop import Desktop, check, wait_for
 
 TITLE = "my land - Tarnvale"
 MISSING = "tarnvale_NoOpenGL3_NoShow"
@@ -20,34 +19,27 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
         desktop.xdotool("windowfocus", "--sync", window)
         return window
 
-    def flying(seconds=30):
-        main = wait_for(lambda: desktop.window(TITLE), seconds, "the landscape's window")
-        time.sleep(4)
-        return main
 
     # The first start asks, and offers the richer system first; the other is chosen here.
     desktop.start(landscape, asks=True)
     question()
     desktop.picture("question")
     desktop.key("Down", "Return")
-    main = flying()
-    check(desktop.stored("GraphicsSystem") == "opengl", "the system chosen at the start is in use")
-    plain = desktop.picture("opengl")
-    check(colours(plain) > 500, "and draws the landscape")
+    desktop.focus(TITLE)
+    desktop.keeps("GraphicsSystem", "opengl", "the system chosen at the start is in use")
+    plain = desktop.drawn("opengl", "and draws the landscape")
 
     # The options change it in flight.
-    desktop.xdotool("windowfocus", "--sync", main)
     desktop.key("alt+v", "o")
-    options = wait_for(lambda: desktop.window("Options"), 10, "the options")
-    desktop.xdotool("windowfocus", "--sync", options)
+    desktop.focus("Options")
     desktop.key("alt+g", "Up")
     desktop.picture("options")
     desktop.key("Return")
-    wait_for(lambda: not desktop.window("Options"), 10, "the end of the options")
-    wait_for(lambda: desktop.stored("GraphicsSystem") == "opengl3", 10, "the name of the new system")
-    time.sleep(4)
-    check(difference(plain, desktop.picture("opengl3")) < 0.03, "the other system shows the same flight")
-    desktop.xdotool("windowfocus", "--sync", main)
+    desktop.gone("Options")
+    desktop.keeps("GraphicsSystem", "opengl3", "the name of the new system is kept")
+    desktop.drawn("opengl3", "it draws the landscape")
+    desktop.same(plain, "opengl3", "the other system shows the same flight", 0.03)
+    desktop.focus(TITLE)
     desktop.key("ctrl+q")
     check(desktop.started[-1].wait(20) == 0, "the program ends")
 
@@ -57,14 +49,14 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     question()
     desktop.picture("missing")
     desktop.key("alt+d", "Return")
-    main = flying()
-    check(desktop.stored(MISSING) == "true", "the hint isn't wanted again")
-    check(desktop.stored("GraphicsSystem") == "opengl", "another system draws")
-    desktop.xdotool("windowfocus", "--sync", main)
+    desktop.focus(TITLE)
+    desktop.keeps(MISSING, "true", "the hint isn't wanted again")
+    desktop.keeps("GraphicsSystem", "opengl", "another system draws")
     desktop.key("ctrl+q")
     check(program.wait(20) == 0, "the program ends")
     program = desktop.start(landscape, **old)
-    flying()
+    desktop.focus(TITLE)
+    desktop.drawn("no_hint", "the landscape is drawn")
     check(desktop.window("Tarnvale") is None, "the next start says nothing")
     desktop.end(program)
 print("all ok")

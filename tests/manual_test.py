@@ -57,7 +57,7 @@ with Desktop(sys.argv[1], sys.argv[2], "1400x900",
     take("main", main)
 
     desktop.key("ctrl+comma")
-    options = wait_for(lambda: desktop.window("Options"), 10, "the options")
+    options = wait_for(lambda: desktop.window("Options"), 30, "the options")
     desktop.key("ctrl+Tab")  # the effects
     take("options", options)
     desktop.key("ctrl+Tab", "alt+k", "Down", "Down")  # the sunset
@@ -68,16 +68,16 @@ with Desktop(sys.argv[1], sys.argv[2], "1400x900",
     settle()
     take("sky", main)
     desktop.key("ctrl+comma")
-    options = wait_for(lambda: desktop.window("Options"), 10, "the options")
+    options = wait_for(lambda: desktop.window("Options"), 30, "the options")
     desktop.key("alt+k", "Home", "Return")
     desktop.focus("demo - Tarnvale")
     desktop.key("ctrl+r")
-    readouts = wait_for(lambda: desktop.window("Readouts"), 10, "the readouts")
+    readouts = wait_for(lambda: desktop.window("Readouts"), 30, "the readouts")
     settle()
     take("readouts", readouts)
     desktop.focus("demo - Tarnvale")
     desktop.key("ctrl+r", "ctrl+k")
-    controls = wait_for(lambda: desktop.window("Input assignments"), 10, "the assignments")
+    controls = wait_for(lambda: desktop.window("Input assignments"), 30, "the assignments")
     settle()
     take("controls", controls)
     desktop.focus("demo - Tarnvale")
@@ -96,10 +96,10 @@ with Desktop(sys.argv[1], sys.argv[2], "1400x900",
         time.sleep(0.3)
         if desktop.window("Points of interest"):
             break
-    tool = wait_for(lambda: desktop.window("Points of interest"), 10, "the points of interest")
+    tool = wait_for(lambda: desktop.window("Points of interest"), 30, "the points of interest")
     desktop.xdotool("windowfocus", "--sync", tool)
     desktop.key("alt+o", "alt+n", pause=1)
-    point = wait_for(lambda: desktop.window("Point of interest 1"), 10, "the point's view")
+    point = wait_for(lambda: desktop.window("Point of interest 1"), 30, "the point's view")
     for window, x, y in ((tool, 790, 60), (desktop.window("Map"), 90, 420), (point, 690, 420)):
         desktop.xdotool("windowmove", window, x, y)
     time.sleep(1)

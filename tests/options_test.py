@@ -5,9 +5,8 @@ assignments and layer offsets.
 usage: options_test.py BIN_DIR WORK_DIR
 """
 import sys
-import time
 
-from desktop import Desktop, check, difference, processor_seconds, wait_for
+from desktop import Desktop, check, expect, processor_seconds, wait_for
 
 VIEW = "200x600+10+150"  # a part of the view that no dialog covers
 
@@ -16,16 +15,13 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     landscape = desktop.demo()
     program = desktop.start(landscape)
     title = "my land - Tarnvale"
-    main = wait_for(lambda: desktop.window(title), 30, "the landscape's window")
-    time.sleep(3)
-    desktop.focus(title)
-    plain = desktop.picture("plain")
+    main = desktop.focus(title)
+    plain = desktop.drawn("plain", "the landscape is drawn")
 
     def options(page):
         desktop.xdotool("windowfocus", "--sync", main)
         desktop.key("alt+v", "o")
-        wait_for(lambda: desktop.window("Options"), 5, "the options")
-        desktop.xdotool("windowfocus", "--sync", desktop.window("Options"))
+        desktop.focus("Options")
         desktop.key(*["ctrl+Tab"] * page)
 
     # The compass goes and comes with its box.
@@ -35,64 +31,51 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     x, y, width, height = desktop.place(main)
     corner = f"{width // 4}x{height // 4}+{x + width * 3 // 4}+{y + height * 7 // 10}"
     desktop.key("alt+m")
-    time.sleep(1)
-    check(difference(plain, desktop.picture("no_compass"), corner) > 0.005, "the compass goes as soon as it is unticked")
+    desktop.changed(plain, "no_compass", "the compass goes as soon as it is unticked", 0.005, corner)
     desktop.key("Escape")
-    wait_for(lambda: not desktop.window("Options"), 5, "the end of the options")
-    time.sleep(1)
-    check(difference(plain, desktop.picture("compass"), corner) < 0.002, "and comes back on Cancel")
+    desktop.gone("Options")
+    desktop.same(plain, "compass", "and comes back on Cancel", 0.002, corner)
 
     options(1)  # the page shown last comes first
     desktop.key("alt+v", "3", "Tab")
-    time.sleep(1)
-    check(difference(plain, desktop.picture("tried"), VIEW) > 0.01, "an exaggeration that is tried shows at once")
+    desktop.changed(plain, "tried", "an exaggeration that is tried shows at once", 0.01, VIEW)
     before = processor_seconds(program)
-    time.sleep(1)
-    check(processor_seconds(program) - before > 0.3, "frames follow each other behind the dialog")
+    expect(lambda: processor_seconds(program) - before > 0.3, "frames follow each other behind the dialog")
     desktop.key("Escape")
-    wait_for(lambda: not desktop.window("Options"), 5, "the end of the options")
-    time.sleep(1)
-    check(difference(plain, desktop.picture("cancelled"), VIEW) < 0.004, "Cancel brings the picture back")
+    desktop.gone("Options")
+    desktop.same(plain, "cancelled", "Cancel brings the picture back", crop=VIEW)
     check(desktop.stored("VerticalExaggeration") is None, "and stores nothing")
 
     options(0)
     desktop.key("alt+v", "2", "Return")
-    wait_for(lambda: not desktop.window("Options"), 5, "the end of the options")
-    time.sleep(1)
-    check(difference(plain, desktop.picture("kept"), VIEW) > 0.005, "OK keeps what was typed")
+    desktop.gone("Options")
+    desktop.changed(plain, "kept", "OK keeps what was typed", 0.005, VIEW)
     check(float(desktop.stored("VerticalExaggeration")) == 2, "and stores it")
-    turned = desktop.picture("before_turn")
-    desktop.xdotool("keydown", "Left")
-    time.sleep(0.5)
-    desktop.xdotool("keyup", "Left")
-    time.sleep(0.5)
-    check(difference(turned, desktop.picture("turned"), VIEW) > 0.005, "the view has the keys again")
+    before = desktop.rests("before_turn")
+    desktop.hold("Left")
+    desktop.changed(before, "turned", "the view has the keys again", 0.005, VIEW)
 
     desktop.key("alt+v", "c")
-    wait_for(lambda: desktop.window("Input assignments"), 5, "the input assignments")
-    check(desktop.stored("ShowInputAssignments") == "true", "open input assignments are noted")
+    wait_for(lambda: desktop.window("Input assignments"), 30, "the input assignments")
+    desktop.keeps("ShowInputAssignments", "true", "open input assignments are noted")
 
     desktop.xdotool("windowfocus", "--sync", main)
-    before_offset = desktop.picture("before_offset")
+    before = desktop.rests("before_offset")
     desktop.key("alt+l", "o")
-    offsets = wait_for(lambda: desktop.window("Layer offsets"), 5, "the layer offsets")
-    desktop.xdotool("windowfocus", "--sync", offsets)
+    desktop.focus("Layer offsets")
     desktop.key("ctrl+a", *"900", "Return", pause=0.1)
-    wait_for(lambda: not desktop.window("Layer offsets"), 5, "the end of the layer offsets")
-    time.sleep(1)
-    check(difference(before_offset, desktop.picture("offset"), "500x500+600+150") > 0.01,
-          "a raised layer is drawn higher")
+    desktop.gone("Layer offsets")
+    desktop.changed(before, "offset", "a raised layer is drawn higher", crop="500x500+600+150")
 
     desktop.xdotool("windowfocus", "--sync", main)
     desktop.key("ctrl+q")
-    check(program.wait(10) == 0, "the program ends")
+    check(program.wait(20) == 0, "the program ends")
     check(desktop.stored("ShowInputAssignments") == "true", "its end isn't the user closing a window")
     check(desktop.stored("InputAssignmentsPanelWindow") is not None, "the panel's place is kept")
 
     program = desktop.start()
-    panel = wait_for(lambda: desktop.window("Input assignments"), 20, "the input assignments of the next run")
-    desktop.xdotool("windowfocus", "--sync", panel)
+    desktop.focus("Input assignments")
     desktop.key("alt+F4")
-    wait_for(lambda: desktop.stored("ShowInputAssignments") == "false", 5, "the note that the user closed it")
+    desktop.keeps("ShowInputAssignments", "false", "it is noted that the user closed it")
     check(program.poll() is None, "closing the panel leaves the program running")
 print("all ok")

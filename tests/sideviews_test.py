@@ -7,7 +7,7 @@ import subprocess
 import sys
 import time
 
-from desktop import Desktop, check, colours, difference, processor_seconds, wait_for
+from desktop import Desktop, check, difference, expect, processor_seconds, wait_for
 
 MAIN = "my land - Tarnvale"
 WHOLE = "100%x100%+0+0"
@@ -15,17 +15,18 @@ WHOLE = "100%x100%+0+0"
 
 def place(title, x, y, width, height):
     found = desktop.focus(title)
-    desktop.xdotool("windowsize", "--sync", found, width, height)
-    desktop.xdotool("windowmove", "--sync", found, x, y)
-    time.sleep(0.5)
+    desktop.put(found, x, y, width, height)
     return found
 
 
-def shot(window, name):
-    """The picture of one window, which must not be covered."""
-    file = desktop.work / f"{name}.png"
-    subprocess.run(["import", "-window", window, file], env=desktop.environment, check=True)
-    return file
+# Pictures are of one window, which must not be covered.
+
+def rests(window, name, what=None):
+    return desktop.rests(name, what, crop=WHOLE, window=window)
+
+
+def changed(before, window, name, what, by=0.01):
+    return desktop.changed(before, name, what, by, WHOLE, window)
 
 
 def mouse(window, x, y):
@@ -46,7 +47,7 @@ def at_rest(process):
 
 def save_shot(name):
     """Answers the file dialog of a screen shot."""
-    desktop.focus("Screenshot", 10)
+    desktop.focus("Screenshot")
     time.sleep(0.3)
     desktop.key("ctrl+a")
     desktop.xdotool("type", str(name))
@@ -57,84 +58,69 @@ with Desktop(sys.argv[1], sys.argv[2], size="1400x900") as desktop:
     landscape = desktop.demo()
     desktop.ini.write_text("leftShow=true\nrightShow=false\n")
     program = desktop.start(landscape)
-    left = wait_for(lambda: desktop.window("Left"), 30, "the left view of the last run")
+    wait_for(lambda: desktop.window("Left"), 60, "the left view of the last run")
     check(desktop.window("Right") is None, "a view that wasn't shown stays away")
     main = place(MAIN, 10, 30, 800, 600)
     left = place("Left", 850, 30, 480, 360)
-    time.sleep(2)
-    check(colours(shot(left, "left"), "470x300+5+55") > 300, "the left view shows terrain")
+    desktop.drawn("left", "the left view shows terrain", 300, "470x300+5+55", left)
 
     # Keys fly whatever view has the focus.
-    before = shot(main, "before_key"), shot(left, "before_key_left")
-    desktop.xdotool("keydown", "Right")
-    time.sleep(0.7)
-    desktop.xdotool("keyup", "Right")
-    time.sleep(0.5)
-    after = shot(main, "after_key"), shot(left, "after_key_left")
-    check(difference(before[0], after[0], WHOLE) > 0.01, "a key typed in the left view turns the main view")
-    check(difference(before[1], after[1], WHOLE) > 0.01, "and the left view with it")
-    time.sleep(0.7)
-    check(difference(after[0], shot(main, "at_rest"), WHOLE) < 0.004, "until the key is released")
+    before = rests(main, "before_key"), rests(left, "before_key_left")
+    desktop.hold("Right")
+    changed(before[0], main, "after_key", "a key typed in the left view turns the main view")
+    changed(before[1], left, "after_key_left", "and the left view with it")
+    rests(main, "at_rest", "until the key is released")
 
     # The map.
     menu("m")
-    chart = wait_for(lambda: desktop.window("Map"), 10, "the map")
     chart = place("Map", 850, 440, 480, 400)
-    time.sleep(2)
-    check(colours(shot(chart, "map"), "300x300+90+70") > 300, "the map shows the land")
-    facing = shot(main, "facing")
+    desktop.drawn("map", "the map shows the land", 300, "300x300+90+70", chart)
+    facing = rests(main, "facing")
     mouse(chart, 150, 330)  # far from the viewer in the middle
     desktop.xdotool("mousedown", "1")
-    time.sleep(0.5)
-    swung = shot(main, "swung")
-    check(difference(facing, swung, WHOLE) > 0.01, "a press in the map swings the look")
+    changed(facing, main, "swinging", "a press in the map swings the look")
+    swung = rests(main, "swung")
     mouse(chart, 330, 330)
-    time.sleep(0.5)
-    check(difference(swung, shot(main, "dragged"), WHOLE) > 0.01, "and a drag swings it on")
+    changed(swung, main, "dragged", "and a drag swings it on")
     desktop.xdotool("mouseup", "1")
+    look = rests(main, "grab_before")
     mouse(chart, 240, 225)  # the viewer's own place
-    look = shot(main, "grab_before")
     desktop.xdotool("mousedown", "1")
     for step in range(1, 9):
         mouse(chart, 240 + 8 * step, 225)
     desktop.xdotool("mouseup", "1")
-    time.sleep(0.5)
-    moved = shot(main, "grabbed")
-    check(difference(look, moved, WHOLE) > 0.01, "a drag of the viewer's mark moves the viewer")
+    changed(look, main, "grabbed", "a drag of the viewer's mark moves the viewer")
+    moved = rests(main, "moved")
     mouse(chart, 300, 330)
-    check(difference(moved, shot(main, "hover"), WHOLE) < 0.004, "a mouse without button moves nothing")
+    time.sleep(0.5)
+    check(difference(moved, desktop.picture("hover", main), WHOLE) < 0.004, "a mouse without button moves nothing")
 
     # A click in the main view acts on release.
     mouse(main, 650, 480)
     desktop.xdotool("mousedown", "1")
-    time.sleep(0.5)
-    check(difference(moved, shot(main, "pressed"), WHOLE) < 0.004, "a press in the main view does nothing yet")
+    time.sleep(1)
+    check(difference(moved, desktop.picture("pressed", main), WHOLE) < 0.004, "a press in the main view does nothing yet")
     desktop.xdotool("mouseup", "1")
-    time.sleep(0.7)
-    check(difference(moved, shot(main, "released"), WHOLE) > 0.01, "the release turns the viewer")
+    changed(moved, main, "released", "the release turns the viewer")
 
     # Zoom by keyboard and by mouse.
     chart = desktop.focus("Map")
-    time.sleep(0.5)
-    whole = shot(chart, "zoom_whole")
+    whole = rests(chart, "zoom_whole")
     desktop.key("alt+i", "alt+i")
-    near = shot(chart, "zoom_in")
-    check(difference(whole, near, WHOLE) > 0.01, "Alt+I zooms the map in")
+    changed(whole, chart, "zoom_in", "Alt+I zooms the map in")
     mouse(chart, 20, 15)
     desktop.xdotool("click", "1")
     mouse(chart, 240, 380)
-    time.sleep(0.5)
-    check(difference(whole, shot(chart, "zoom_full"), WHOLE) < 0.01, "the button for the whole brings it back")
-    facing = shot(main, "before_wheel")
+    desktop.same(whole, "zoom_full", "the button for the whole brings it back", 0.01, WHOLE, chart)
+    facing = rests(main, "before_wheel")
     desktop.xdotool("click", "--repeat", "3", "4")
-    time.sleep(0.7)
-    check(difference(facing, shot(main, "wheel"), WHOLE) > 0.002, "the wheel over a side view changes the altitude")
+    changed(facing, main, "wheel", "the wheel over a side view changes the altitude", 0.002)
 
     # Screen shots of the view that has the focus.
     desktop.key("F5")
     save_shot(desktop.work / "from map")
     picture = desktop.work / "from map.png"
-    wait_for(picture.exists, 10, "the screen shot with the usual suffix")
+    wait_for(picture.exists, 30, "the screen shot with the usual suffix")
     said = subprocess.run(["identify", "-verbose", picture], capture_output=True, text=True, check=True).stdout
     check("480x" in said, "the picture is the map's, as large as its view")
     for text in ("Position: ", "LookAt: ", "CRS: EPSG:", "Source: my land.sim", "Software: Tarnvale "):
@@ -143,12 +129,12 @@ with Desktop(sys.argv[1], sys.argv[2], size="1400x900") as desktop:
     desktop.key("F5")
     bitmap = desktop.work / "main.bmp"
     save_shot(bitmap)
-    wait_for(bitmap.exists, 10, "the bitmap")
+    wait_for(bitmap.exists, 30, "the bitmap")
     check(bitmap.read_bytes()[:2] == b"BM", "a name that ends in .bmp makes a bitmap")
     desktop.focus(MAIN)
     desktop.key("F5")
     save_shot("/no/such/folder/x.png")
-    wait_for(lambda: desktop.window("Tarnvale"), 10, "a message about the screen shot that failed")
+    wait_for(lambda: desktop.window("Tarnvale"), 30, "a message about the screen shot that failed")
     desktop.picture("failed_shot")
     desktop.key("Return")
     check(program.poll() is None, "flight goes on after it")
@@ -156,50 +142,48 @@ with Desktop(sys.argv[1], sys.argv[2], size="1400x900") as desktop:
     # Closing, hiding, and what is kept.
     desktop.focus("Map")
     desktop.key("alt+F4")
-    wait_for(lambda: desktop.window("Map") is None, 10, "the map to close")
-    check(desktop.stored("map_viewShow") == "false" and desktop.stored("map_viewPlacement"), "its place is kept")
+    desktop.gone("Map")
+    expect(lambda: desktop.stored("map_viewShow") == "false" and desktop.stored("map_viewPlacement"), "its place is kept")
     menu("l")
-    wait_for(lambda: desktop.window("Left") is None, 10, "the left view to hide")
+    desktop.gone("Left")
     menu("l")
-    wait_for(lambda: desktop.window("Left"), 10, "the left view to show again")
     place("Left", 820, 100, 520, 380)
     menu("c")
-    custom = wait_for(lambda: desktop.window("Custom view"), 10, "the custom view")
     custom = place("Custom view", 820, 500, 520, 380)
-    time.sleep(1)
-    straight = shot(custom, "custom")
+    straight = rests(custom, "custom")
     desktop.focus("Custom view")
     desktop.key("alt+y", "ctrl+a")
     desktop.xdotool("type", "60")
     desktop.key("Tab")
-    time.sleep(0.7)
-    check(difference(straight, shot(custom, "custom_yaw"), "500x250+5+110") > 0.02, "a yaw turns the custom view")
+    desktop.changed(straight, "custom_yaw", "a yaw turns the custom view", 0.02, "500x250+5+110", custom)
     was = desktop.place(desktop.window("Left"))
     # Full screen lies under the side views, and the next start isn't in it.
     window = desktop.place(desktop.focus(MAIN))
     desktop.key("F11", pause=1.5)
-    over = desktop.picture("full_screen")
-    desktop.key("ctrl+2", pause=1)
-    check(difference(over, desktop.picture("full_screen_alone"), f"400x20+{was[0] + 20}+{was[1] + 5}") > 0.05,
-          "a side view stands above the main view in full screen")
-    desktop.key("ctrl+2", pause=1)
+    over = desktop.rests("full_screen")
+    desktop.key("ctrl+2")
+    desktop.changed(over, "full_screen_alone", "a side view stands above the main view in full screen", 0.05,
+                    f"400x20+{was[0] + 20}+{was[1] + 5}")
+    desktop.key("ctrl+2")
+    wait_for(lambda: desktop.window("Left"), 30, "the left view")
     desktop.key("ctrl+q")
     check(program.wait(20) == 0, "the program ends with side views open, in full screen")
     check(desktop.stored("CleanClose") == "true", "and notes that it did")
     check((desktop.stored("leftShow"), desktop.stored("custom_viewShow")) == ("true", "true"), "views that were shown are noted")
     program = desktop.start(landscape, LC_ALL="de_DE.UTF-8")
-    again = wait_for(lambda: desktop.window("Links"), 30, "the left view in the next run, in German")
-    wait_for(lambda: desktop.window("Eigene Ansicht"), 10, "and the custom view")
-    time.sleep(1)
-    now = desktop.place(again)
-    check(all(abs(now[i] - was[i]) <= 2 for i in range(4)), "at its old place")
-    now = desktop.place(desktop.window(MAIN))
-    check(all(abs(now[i] - window[i]) <= 8 for i in (2, 3)), "the main window is as large as before")
-    desktop.focus(MAIN)
+    again = wait_for(lambda: desktop.window("Links"), 60, "the left view in the next run, in German")
+    wait_for(lambda: desktop.window("Eigene Ansicht"), 30, "and the custom view")
+
+    def near(window, where, within, which):
+        now = desktop.place(window)
+        return all(abs(now[i] - where[i]) <= within for i in which)
+    expect(lambda: near(again, was, 2, range(4)), "at its old place")
+    main = desktop.focus(MAIN)
+    expect(lambda: near(main, window, 8, (2, 3)), "the main window is as large as before")
     desktop.key("ctrl+q")
     check(program.wait(20) == 0, "and the program ends again")
 
     program = desktop.start()
     wait_for(lambda: desktop.window("Left"), 30, "a side view without a landscape")
-    wait_for(lambda: at_rest(program), 20, "side views without a landscape to use no processor time")
+    wait_for(lambda: at_rest(program), 30, "side views without a landscape to use no processor time")
 print("all ok")

@@ -7,9 +7,8 @@ usage: sky_test.py BIN_DIR WORK_DIR
 import pathlib
 import subprocess
 import sys
-import time
 
-from desktop import Desktop, check, difference, wait_for
+from desktop import Desktop, check, difference, expect, wait_for
 
 UPPER = "500x150+20+130"  # a part of the view that is sky, and that no dialog covers
 
@@ -39,40 +38,36 @@ with Desktop(sys.argv[1], sys.argv[2], TARNVALE_SKY_FILE=str(damaged)) as deskto
     desktop.focus("Tarnvale")  # the message about the damaged file of skies
     desktop.picture("damaged")
     desktop.key("Return")
-    main = desktop.focus(title)
-    time.sleep(3)
+    desktop.focus(title)
 
-    def shown(name):
-        time.sleep(1)
-        return colour(desktop.picture(name))
+    def shows(what, name, fits):
+        """Waits until the sky's red, green and blue fit."""
+        expect(lambda: fits(*colour(desktop.picture(name))), what)
 
-    red, green, blue = shown("first")
-    check(red > 0.7 and green < 0.2, "the landscape's first sky is there at once")
+    def is_red(red, green, blue):
+        return red > 0.7 and green < 0.2
+
+    shows("the landscape's first sky is there at once", "first", is_red)
     desktop.key("alt+v", "k")
-    red, green, blue = shown("off")
-    check(red < 0.1, "the menu turns the sky off")
-    check("Sky=false" in desktop.ini.read_text().splitlines(), "and keeps it so")
+    shows("the menu turns the sky off", "off", lambda red, green, blue: red < 0.1)
+    desktop.keeps("Sky", "false", "and keeps it so")
     desktop.key("alt+v", "k")
-    check(shown("on")[0] > 0.7, "and on")
+    shows("and on", "on", is_red)
 
     desktop.key("ctrl+comma")
-    options = wait_for(lambda: desktop.window("Options"), 10, "the options")
-    desktop.xdotool("windowfocus", "--sync", options)
-    desktop.xdotool("windowmove", options, 600, 250)
+    desktop.put(desktop.focus("Options"), 600, 250)
     desktop.key("ctrl+Tab", "ctrl+Tab", "alt+k", "Down")
-    red, green, blue = shown("tried")
-    check(green > 0.4 and red < 0.2, "another sky shows as soon as it is chosen")
+    shows("another sky shows as soon as it is chosen", "tried", lambda red, green, blue: green > 0.4 and red < 0.2)
     desktop.key("Escape")
-    wait_for(lambda: not desktop.window("Options"), 10, "the end of the options")
-    check(shown("cancelled")[0] > 0.7, "Cancel brings the first one back")
+    desktop.gone("Options")
+    shows("Cancel brings the first one back", "cancelled", is_red)
 
     desktop.end(program)
     subprocess.run([desktop.bin / "tarnvale-build", "-q", "--demo", "--size", "257", "--texture-size", "1024",
                     desktop.work / "bare.sim"], check=True)
     program = desktop.start(desktop.work / "bare.sim")
     desktop.focus("bare - Tarnvale")
-    time.sleep(3)
-    bare = desktop.picture("bare")
-    desktop.key("alt+v", "k", "Escape", "Escape")
+    bare = desktop.drawn("bare", "the landscape is drawn")
+    desktop.key("alt+v", "k", "Escape", "Escape", pause=1)
     check(difference(bare, desktop.picture("still"), UPPER) < 0.002, "where there is no sky there is none to turn on")
 print("all ok")

@@ -126,6 +126,12 @@ void SideViews::RebuildLayerLists() {
     }
 }
 
+void SideViews::TellLosses() {
+    for (const auto& window : windows_) {
+        if (window != nullptr) window->TellLoss();
+    }
+}
+
 void SideViews::EnableCommands(bool enable) {
     commandsOn_ = enable;
     for (const auto& window : windows_) {

@@ -45,6 +45,8 @@ public:
     void CloseLandscapeViews();
     /// After a landscape was opened or closed.
     void RebuildLayerLists();
+    /// After a frame: views whose device is gone for good say so.
+    void TellLosses();
     /// Off while a landscape is opening: the windows can't be closed, shown, hidden or used.
     void EnableCommands(bool enable);
     /// Frees all windows, keeping their places, and which of the views 0 to 7 were shown.

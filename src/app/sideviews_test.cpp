@@ -22,26 +22,26 @@
 namespace tarnvale {
 namespace {
 
-/// Draws nothing; some of its instances have no context to draw with.
+/// Draws nothing; while `fails`, its instances have no context to draw with.
 class FakePrototype final : public NullGraphicsSystem {
 public:
-    [[nodiscard]] std::unique_ptr<GraphicsSystem> CreateInstance() const override {
-        return std::make_unique<FakeInstance>(fails);
-    }
-    bool fails = false;
-
-private:
-    class FakeInstance final : public NullGraphicsSystem {
+    class Instance final : public NullGraphicsSystem {
     public:
-        explicit FakeInstance(bool fails) : fails_(fails) {}
+        explicit Instance(const bool& fails) : fails_(fails) {}
+        void Lose() { lost_ = true; }
 
     private:
         Status OpenDevice() override {
             return fails_ ? _SetErrPosn(StatusCode::NotBuilt, "no context to be had")
                           : Status(StatusCode::Ok);
         }
-        bool fails_;
+        const bool& fails_;
     };
+
+    [[nodiscard]] std::unique_ptr<GraphicsSystem> CreateInstance() const override {
+        return std::make_unique<Instance>(fails);
+    }
+    bool fails = false;
 };
 
 class CountingSink final : public KeySink {
@@ -131,6 +131,32 @@ TEST_F(SideViewsTest, AViewWithoutContextSaysSoAndCostsTheOthersNothing) {
     EXPECT_NE(simulator.GetGraphicsSystem(View::kLeft), nullptr);
     EXPECT_NE(simulator.GetGraphicsSystem(View::kRight), nullptr);
     EXPECT_FALSE(why->isVisible());
+}
+
+TEST_F(SideViewsTest, AViewLostForGoodSaysSoAndComesBackWhenShownAnew) {
+    OpenLandscape();
+    views->Attach(&prototype, &mainWindow);
+    views->ShowView(View::kLeft, true);
+    const auto* const why = Find<QLabel>(View::kLeft, "ViewFailure");
+    const auto lose = [this] {
+        GraphicsSystem* const system = simulator.GetGraphicsSystem(View::kLeft);
+        dynamic_cast<FakePrototype::Instance&>(*system).Lose();
+        EXPECT_TRUE(simulator.DrawFrame(true).Good());
+        views->TellLosses();
+    };
+    lose();
+    EXPECT_FALSE(why->isVisible()) << "opened again by the frame";
+    prototype.fails = true;
+    lose();
+    EXPECT_TRUE(why->isVisible());
+    EXPECT_EQ(simulator.GetGraphicsSystem(View::kLeft), nullptr) << "no frame tries again";
+
+    prototype.fails = false;
+    EXPECT_TRUE(views->Window(View::kLeft)->close());
+    QCoreApplication::processEvents();
+    views->ShowView(View::kLeft, true);
+    EXPECT_NE(simulator.GetGraphicsSystem(View::kLeft), nullptr);
+    EXPECT_FALSE(Find<QLabel>(View::kLeft, "ViewFailure")->isVisible());
 }
 
 TEST_F(SideViewsTest, ANewLandscapeClosesTheViewsOfPoints) {

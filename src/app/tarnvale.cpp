@@ -329,6 +329,7 @@ void CTarnvaleApp::RunFrame() {
     if (!simulator_->Update(&record, true).Good()) quit_ = true;
     TellOfScreenShots();
     ReplaceLostGraphics();
+    sideViews_->TellLosses();
 }
 
 void CTarnvaleApp::ShowFlightState(const FlightInput& record) {

@@ -189,6 +189,11 @@ void ViewWindow::ShowFailure(Status status) {
     strip_->setEnabled(false);
 }
 
+void ViewWindow::TellLoss() {
+    if (graphics_ == nullptr || !graphics_->IsLost() || graphics_->IsOpen()) return;
+    ShowFailure(_SetErrPosn(StatusCode::DeviceRebuildFailed));
+}
+
 void ViewWindow::CloseGraphics() {
     if (graphics_ == nullptr) return;
     if (simulator_.GetGraphicsSystem(view_) == graphics_.get())

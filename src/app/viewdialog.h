@@ -34,6 +34,9 @@ public:
     /// Makes a system of the prototype's kind and opens it on the picture. Where that fails the
     /// window says why in the picture's place, and nothing else suffers.
     void OpenGraphics(const GraphicsSystem& prototype);
+    /// Where the driver took the device away and it couldn't be opened again, the window says so in
+    /// the picture's place, and frames try no more. Shown anew, the view opens as at first.
+    void TellLoss();
     /// Takes the view out of the frame and frees what its pictures took.
     void CloseGraphics();
 

@@ -222,7 +222,8 @@ void Simulator::RebuildLostViews() {
         if (system == nullptr || !system->IsLost()) continue;
         if (scene_ != nullptr) scene_->DetachView(view);
         sky_.DetachView(view);
-        // The tiles come again from the root on. A failure is tried again with the next frame.
+        // The tiles come again from the root on. A failure is tried again with
+        // the next frame, while the owner leaves the system attached.
         if (system->Rebuild().Good() && scene_ != nullptr) scene_->AttachView(view);
     }
 }

@@ -13,6 +13,7 @@ namespace tarnvale::ZPF {
 namespace {
 
 constexpr int kNameTries = 1000;
+constexpr std::size_t kNameBytes = 200;
 
 class Descriptor {
 public:
@@ -37,9 +38,11 @@ std::string Why() {
 }  // namespace
 
 std::string MakeFileBeside(const FILEPATH& target, FILEPATH& temporary) {
+    // Room in a name of the longest kind for what is added here and by the database's journal.
+    const std::string name = target.filename().string().substr(0, kNameBytes);
     for (int i = 0; i < kNameTries; ++i) {
         FILEPATH path = target;
-        path += fmt::format(".{}-{}.tmp", getpid(), i);
+        path.replace_filename(fmt::format("{}.{}-{}.tmp", name, getpid(), i));
         const Descriptor file(path, O_RDWR | O_CREAT | O_EXCL);
         if (file.Open()) {
             temporary = std::move(path);

@@ -80,6 +80,14 @@ TEST(Writer, AFullDiscLeavesTheOldFileAndNothingElse) {
     EXPECT_TRUE(ReadFile(path) == before);
 }
 
+TEST(Writer, TheLongestNameLeavesRoomForATemporaryOne) {
+    const ScratchFolder folder;
+    const std::string name = std::string(251, 'n') + ".sim";
+    ASSERT_TRUE(Good(WriteLandscape(folder / name.c_str())));
+    ASSERT_TRUE(Good(WriteLandscape(folder / name.c_str()))) << "over the old one";
+    EXPECT_EQ(folder.Names(), std::vector<std::string>{name});
+}
+
 TEST(Writer, AKilledWriterLeavesTheOldFileWhole) {
     const ScratchFolder folder;
     const FILEPATH path = folder / "a.sim";
