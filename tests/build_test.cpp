@@ -147,29 +147,46 @@ TEST(Build, ResampledPixelsLieWhereTheyDidOnTheMap) {
 
 TEST(Build, DegreesAreBroughtToTheUtmZoneAndHeightsKeepTheirPlaces) {
     const fs::path folder = FreshFolder();
-    // Close to the zone's border, where a warped tile is ragged most.
-    Sketch dem(301, 201, {11.5, 0.001, 0, 60.4, 0, -0.001}, GDT_Float32);
-    dem.system = "EPSG:4326";
-    const auto height = [](double lon, double lat) {
-        return 1000 + (lon - 11.5) * 4000 + (60.4 - lat) * 7000;
-    };
-    dem.Band(height);
-    const std::string out = (folder / "out.sim").string();
-    BuildWell({"--dem", dem.Save(folder / "dem.tif"), out});
-    const Stored stored = ReadRaster(out, "dem");
-    EXPECT_EQ(stored.system.EpsgCode(), 32632);
-    EXPECT_FALSE(stored.header.hasNull) << "the border is ragged";
-    EXPECT_LE(stored.place.xColumn / -stored.place.yRow, 1.4143);
-    EXPECT_GE(stored.place.xColumn / -stored.place.yRow, 0.7071);
-    // Pixels of 55 x 111 m: never more than a tenth coarser.
-    EXPECT_LE(-stored.place.xColumn * stored.place.yRow, 55.1 * 111.5 * 1.21);
-    const auto toGlobe = Conversion("EPSG:32632", "EPSG:4326");
-    for (int row = 0; row < stored.header.rows; row += 7) {
-        for (int column = 0; column < stored.header.columns; column += 7) {
-            double lon = stored.X(column + 0.5), lat = stored.Y(row + 0.5);
-            toGlobe->Transform(1, &lon, &lat);
-            ASSERT_NEAR(stored.Height(column, row), height(lon, lat), 0.6) << column << " " << row;
+    // Close to the zone's border, where a warped tile is ragged most; the same counted on; across
+    // the meridian where counts begin anew.
+    for (const auto& [west, code] :
+         {std::pair{11.5, 32632}, std::pair{371.5, 32632}, std::pair{179.75, 32660}}) {
+        SCOPED_TRACE(west);
+        Sketch dem(301, 201, {west, 0.001, 0, 60.4, 0, -0.001}, GDT_Float32);
+        dem.system = "EPSG:4326";
+        const auto height = [west = west](double lon, double lat) {
+            return 1000 + std::fmod(lon - west + 720, 360) * 4000 + (60.4 - lat) * 7000;
+        };
+        dem.Band(height);
+        const std::string out = (folder / "out.sim").string();
+        BuildWell({"--overwrite", "--dem", dem.Save(folder / "dem.tif"), out});
+        const Stored stored = ReadRaster(out, "dem");
+        EXPECT_EQ(stored.system.EpsgCode(), code);
+        EXPECT_FALSE(stored.header.hasNull) << "the border is ragged";
+        EXPECT_LE(stored.place.xColumn / -stored.place.yRow, 1.4143);
+        EXPECT_GE(stored.place.xColumn / -stored.place.yRow, 0.7071);
+        // Pixels of 55 x 111 m: never more than a tenth coarser.
+        EXPECT_LE(-stored.place.xColumn * stored.place.yRow, 55.1 * 111.5 * 1.21);
+        const auto toGlobe = Conversion("EPSG:" + std::to_string(code), "EPSG:4326");
+        for (int row = 0; row < stored.header.rows; row += 7) {
+            for (int column = 0; column < stored.header.columns; column += 7) {
+                double lon = stored.X(column + 0.5), lat = stored.Y(row + 0.5);
+                toGlobe->Transform(1, &lon, &lat);
+                ASSERT_NEAR(stored.Height(column, row), height(lon, lat), 0.6)
+                    << column << " " << row;
+            }
         }
+    }
+}
+
+TEST(Build, SmallDemsGetAsManySamplesAsTheTerrainNeeds) {
+    const fs::path folder = FreshFolder();
+    const std::string out = (folder / "out.sim").string();
+    for (const auto& [columns, rows] : {std::pair{129, 5}, std::pair{4, 600}, std::pair{4, 4}}) {
+        Sketch dem(columns, rows, {600000, 30, 0, 6000000, 0, -30});
+        BuildWell({"--overwrite", "-q", "--dem", dem.Even({100}).Save(folder / "dem.tif"), out});
+        const Stored stored = ReadRaster(out, "dem");
+        EXPECT_GE(std::min(stored.header.columns, stored.header.rows), 9) << columns;
     }
 }
 
@@ -326,9 +343,9 @@ TEST(Build, AreaCellAndSizeAreAsAskedFor) {
          10},
     };
     for (const auto& c : cases) {
-        std::vector<std::string> arguments{"--overwrite", "-q"};
+        std::vector<std::string> arguments{"--overwrite", "-q", "--dem", source};
         arguments.insert(arguments.end(), c.options.begin(), c.options.end());
-        arguments.insert(arguments.end(), {"--dem", source, out});
+        arguments.push_back(out);  // an option's last value stands right before it
         BuildWell(arguments);
         const Stored stored = ReadRaster(out, "dem");
         const std::string what = c.options.empty() ? "default" : testing::PrintToString(c.options);
@@ -377,12 +394,11 @@ TEST(Build, BandsStretchAndPalette) {
     // The middle of 2 to 98 percent.
     expect({"--texture", deepBand}, "deep", {128, 128, 128});
 
-    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("GTiff");
-    Sketch index(256, 128, place, GDT_Byte);
-    const std::string palette = index.Even({7}).Save(folder / "palette.tif");
+    GDALDriverManager* drivers = GetGDALDriverManager();
+    const std::string palette = (folder / "palette.png").string();
     {
         std::unique_ptr<GDALDataset, decltype(&GDALClose)> file(
-            driver->Create(palette.c_str(), 256, 128, 1, GDT_Byte, nullptr), GDALClose);
+            drivers->GetDriverByName("MEM")->Create("", 256, 128, 1, GDT_Byte, nullptr), GDALClose);
         GDALDataset* dataset = file.get();
         std::array<double, 6> six2 = place;
         dataset->SetGeoTransform(six2.data());
@@ -390,12 +406,24 @@ TEST(Build, BandsStretchAndPalette) {
         crs.importFromEPSG(25832);
         dataset->SetSpatialRef(&crs);
         GDALColorTable colors;
-        const GDALColorEntry entry{200, 30, 90, 255};
+        const GDALColorEntry entry{200, 30, 90, 255}, glass{10, 20, 30, 0};
         colors.SetColorEntry(7, &entry);
+        colors.SetColorEntry(3, &glass);
+        colors.SetColorEntry(4, &glass);
         dataset->GetRasterBand(1)->SetColorTable(&colors);
         dataset->GetRasterBand(1)->Fill(7);
+        std::array<std::uint8_t, 64> seenThrough;
+        seenThrough.fill(3);
+        ASSERT_EQ(dataset->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, 8, 8, seenThrough.data(), 8,
+                                                      8, GDT_Byte, 0, 0, nullptr),
+                  CE_None);
+        GDALClose(drivers->GetDriverByName("PNG")->CreateCopy(palette.c_str(), dataset, 0, nullptr,
+                                                              nullptr, nullptr));
     }
     expect({"--texture", palette}, "palette", {200, 30, 90});
+    const Stored stored = ReadRaster(out, "palette");
+    EXPECT_TRUE(stored.HasData(8, 8));
+    EXPECT_FALSE(stored.HasData(7, 7)) << "entries of the palette may be seen through";
 }
 
 TEST(Build, EachTextureBelongsToTheDemBeforeIt) {

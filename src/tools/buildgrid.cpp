@@ -249,8 +249,11 @@ Status ChooseSystem(const InputRaster& dem, const OGRSpatialReference* asked,
                                ": its centre has no place on the globe; check its georeference and "
                                "CRS, or give -t_srs");
     }
-    const double width = std::abs(map.Backward(dem.Columns(), dem.Rows() * 0.5).x -
-                                  map.Backward(0, dem.Rows() * 0.5).x);
+    const auto turn = [&](double column) {  // from the centre, whichever way longitudes count
+        return std::abs(
+            std::remainder(map.Backward(column, dem.Rows() * 0.5).x - longitude, 360.0));
+    };
+    const double width = turn(0) + turn(dem.Columns());
     if (!(width <= kWidestZone) && !options.area) {
         return _SetErrPosn(
             StatusCode::BadState,

@@ -12,7 +12,7 @@
 namespace tarnvale {
 
 /// Fewest and most samples of a side, as powers of two of cells.
-inline constexpr int kFewestDoublings = 2, kMostDoublings = 14;
+inline constexpr int kFewestDoublings = 3, kMostDoublings = 14;
 
 /// The terrain's grid for a DEM.
 struct TerrainPlan {

@@ -295,7 +295,7 @@ Status PlanImage(const TextureRequest& request, const TargetGrid& terrain, int t
                           ? GDT_Byte
                           : dataset.GetRasterBand(made.bands.bands[0])->GetRasterDataType();
     const bool mayBeNan = data == GDT_Float32 || data == GDT_Float64;
-    made.masked = !covered || !made.bands.maskBands.empty() || mayBeNan;
+    made.masked = !covered || !made.bands.maskBands.empty() || made.bands.clearEntries || mayBeNan;
     made.tiles = {0, 0, (made.grid.columns + kTileSide - 1) / kTileSide,
                   (made.grid.rows + kTileSide - 1) / kTileSide};
     if (!covered) {

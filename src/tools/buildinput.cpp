@@ -14,6 +14,7 @@ namespace tarnvale {
 
 namespace {
 
+constexpr std::uint8_t kOpaque = 255;
 constexpr GIntBig kCacheBytes = GIntBig{192} << 20;
 
 std::string OneLine(std::string text) {
@@ -159,7 +160,13 @@ bool InputRaster::IsNorthUp() const {
 
 void PlanMasks(GDALDataset& dataset, BandPlan& plan) {
     plan.maskBands.clear();
-    plan.alpha = false;
+    plan.alpha = plan.clearEntries = false;
+    if (plan.palette) {
+        const GDALColorTable& colors = *dataset.GetRasterBand(plan.bands.front())->GetColorTable();
+        for (int i = 0; i < colors.GetColorEntryCount(); ++i) {
+            plan.clearEntries = plan.clearEntries || colors.GetColorEntry(i)->c4 < kOpaque;
+        }
+    }
     for (int i = 1; i <= dataset.GetRasterCount(); ++i) {
         const bool used = std::ranges::find(plan.bands, i) != plan.bands.end();
         if (dataset.GetRasterBand(i)->GetColorInterpretation() == GCI_AlphaBand && !used) {
@@ -183,6 +190,7 @@ WindowReader::WindowReader(InputRaster& raster, BandPlan plan)
     : raster_(raster), plan_(std::move(plan)) {
     GDALRasterBand* first = raster_.Dataset().GetRasterBand(plan_.bands.front());
     bytes_ = true;
+    opacity_.fill(kOpaque);
     for (const int band : plan_.bands) {
         bytes_ = bytes_ && raster_.Dataset().GetRasterBand(band)->GetRasterDataType() == GDT_Byte;
     }
@@ -195,6 +203,9 @@ WindowReader::WindowReader(InputRaster& raster, BandPlan plan)
                 if (value < colors->GetColorEntryCount()) colors->GetColorEntryAsRGB(value, &entry);
                 const std::array<short, 3> parts{entry.c1, entry.c2, entry.c3};
                 shown = parts[channel];
+                if (value < colors->GetColorEntryCount())
+                    opacity_[static_cast<std::size_t>(value)] =
+                        static_cast<std::uint8_t>(std::clamp<short>(entry.c4, 0, kOpaque));
             }
             table_[channel][static_cast<std::size_t>(value)] = static_cast<float>(shown);
         }
@@ -233,7 +244,7 @@ Status WindowReader::ReadValues(int x0, int y0, int width, int height, int xStep
 
 Status WindowReader::ReadWeights(int x0, int y0, int width, int height, int xStep, int yStep) {
     const auto count = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-    weights_.assign(count, plan_.maskBands.empty() ? 255 : 0);
+    weights_.assign(count, plan_.maskBands.empty() ? kOpaque : 0);
     GDALRasterIOExtraArg how;
     INIT_RASTERIO_EXTRA_ARG(how);
     how.eResampleAlg = xStep == 1 && yStep == 1 ? GRIORA_NearestNeighbour : GRIORA_Average;
@@ -248,6 +259,10 @@ Status WindowReader::ReadWeights(int x0, int y0, int width, int height, int xSte
                                raster_.Path() + " can't be read: " + GdalMessage());
         }
         for (std::size_t i = 0; i < count; ++i) weights_[i] = std::max(weights_[i], oneMask_[i]);
+    }
+    if (plan_.clearEntries) {
+        for (std::size_t i = 0; i < count; ++i)
+            weights_[i] = std::min(weights_[i], opacity_[byteValues_[i]]);
     }
     return StatusCode::Ok;
 }

@@ -79,6 +79,7 @@ struct BandPlan {
     std::vector<int> bands;  ///< 1 (all three channels the same) or 3, from 1
     std::array<double, 3> gain{1, 1, 1}, bias{0, 0, 0};
     bool palette = false;        ///< the one band is an index into a colour table
+    bool clearEntries = false;   ///< some of whose colours can be seen through
     std::vector<int> maskBands;  ///< bands any of whose masks makes a pixel valid; empty: all valid
     bool alpha = false;          ///< maskBands[0] is itself the alpha band
 };
@@ -104,8 +105,9 @@ private:
     BandPlan plan_;
     bool bytes_;  // values come as bytes and go through the tables
     std::array<std::array<float, 256>, 3> table_{};
-    std::vector<std::uint8_t> byteValues_;  // pixel-interleaved
-    std::vector<float> floatValues_;        // pixel-interleaved
+    std::array<std::uint8_t, 256> opacity_{};  // of the colour table's entries
+    std::vector<std::uint8_t> byteValues_;     // pixel-interleaved
+    std::vector<float> floatValues_;           // pixel-interleaved
     std::vector<std::uint8_t> weights_, oneMask_;
 };
 

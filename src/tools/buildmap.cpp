@@ -76,6 +76,9 @@ Status PixelMap::Create(const TargetGrid& target, const InputRaster& raster, Pix
                                            SystemName(raster.System()), SystemName(target.system)));
         }
     }
+    if (made.toRaster_ && raster.System().IsGeographic() != 0) {
+        made.middleLongitude_ = Apply(made.raster_, raster.Columns() * 0.5, raster.Rows() * 0.5).x;
+    }
     out = std::move(made);
     return StatusCode::Ok;
 }
@@ -87,6 +90,13 @@ void PixelMap::Forward(std::span<PixelPoint> points) const {
     }
     for (PixelPoint& p : points) p = Apply(target_, p.x, p.y);
     Convert(toRaster_.get(), points);
+    if (middleLongitude_) {
+        // Conversions answer within half a turn of Greenwich; rasters count from 0 to 360 too, or
+        // go on beyond 180.
+        for (PixelPoint& p : points) {
+            p.x = *middleLongitude_ + std::remainder(p.x - *middleLongitude_, 360.0);
+        }
+    }
     for (PixelPoint& p : points) p = Apply(rasterInverse_, p.x, p.y);
 }
 

@@ -52,6 +52,8 @@ private:
     std::shared_ptr<OGRCoordinateTransformation> toRaster_,
         toTarget_;  // null where nothing changes
     std::optional<GeoTransform> straight_;
+    /// Degrees, in the raster's own count; of a geographic raster that places are converted to.
+    std::optional<double> middleLongitude_;
 };
 
 /// @return nothing if the transform has no inverse

@@ -174,15 +174,17 @@ std::optional<int> ParseBuildOptions(int argc, const char* const* argv, BuildOpt
         ->type_name("CRS");
     parser.add_option("--te", area, "area in the landscape's CRS, first to last sample (also -te)")
         ->type_name("XMIN YMIN XMAX YMAX")
-        ->expected(4);
+        ->expected(4)
+        ->allow_extra_args(false);  // the next word is OUT.sim
     parser.add_option("--tr", cell, "cell size in metres, one or two numbers (also -tr)")
         ->type_name("RES")
-        ->expected(2);
+        ->expected(2)
+        ->allow_extra_args(false);
     parser
         .add_option("--size", options.size,
                     "samples of the longer side, a power of two plus one, up to 16385")
         ->type_name("N")
-        ->check(CLI::Range(5, 16385));
+        ->check(CLI::Range(9, 16385));
     parser
         .add_option("--texture-size", options.textureSize,
                     "texture pixels of the longer side, a power of two")
