@@ -59,6 +59,17 @@ for key in english:
     if key not in literals and key.removeprefix("error_") not in numbers and key not in described:
         problems.append(f"en: {key} is used nowhere")
 
+# Phrases of details are found in what the code composes, which must go on saying so.
+joined = {path: re.sub(r'" "', "", re.sub(r"\s+", " ", text)) for path, text in code.items()}
+table = joined[root / "src/base/status.cpp"]
+said = "\n".join(text for text in joined.values() if text is not table)
+for key, text in english.items():
+    if key.startswith("detail_"):
+        if text not in said:
+            problems.append(f"en: nothing says {key} any more")
+        if f'{{"{text}", "{key}"}}' not in table:
+            problems.append(f"en: {key} isn't what is looked for")
+
 for language, texts in languages.items():
     for key in english.keys() - texts.keys():
         problems.append(f"{language}: {key} is missing")

@@ -1,6 +1,7 @@
 #include "base/status.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "base/textres.h"
@@ -8,10 +9,47 @@
 namespace tarnvale {
 
 namespace {
+
+// Details are composed in English below the windows, and the command line tools print them so. What
+// people meet of them in windows is put into their language, phrase by phrase: no phrase stands
+// before one that holds it.
+constexpr std::pair<std::string_view, const char*> kPhrases[] = {
+    {"no such file; check the name", "detail_no_such_file"},
+    {"the file or its folder can't be used", "detail_not_usable"},
+    {"can't be read; check the permissions", "detail_not_readable"},
+    {"check the permissions", "detail_permissions"},
+    {"no project file;", "detail_no_project_file"},
+    {"no file;", "detail_no_file"},
+    {"a database, but no GeoPackage;", "detail_no_geopackage"},
+    {"choose a .sim file", "detail_choose_landscape"},
+    {"cut short;", "detail_cut_short"},
+    {"goes on without end;", "detail_endless"},
+    {"make the file anew or fetch it again", "detail_make_anew"},
+    {"is too large for this machine's memory", "detail_too_large"},
+    {"holds no elevation raster with a texture that fits it; see with tarnvale-info what each "
+     "raster lacks",
+     "detail_no_terrain"},
+    {"another program holds the file; close it there", "detail_held"},
+    {"no room left on the disc; free some or choose another folder", "detail_no_room"},
+    {"isn't there any more", "detail_gone"},
+    {"isn't there", "detail_absent"},
+    {"can't be read, or is no atlas of up to 1 MB", "detail_no_atlas"},
+    {"is neither beside this one nor in PATH; install it again", "detail_no_program"},
+};
+
 ErrPosn& LastError() {
     thread_local ErrPosn last;
     return last;
 }
+
+std::string InTheUsersLanguage(std::string detail) {
+    for (const auto& [english, key] : kPhrases) {
+        const std::size_t at = detail.rfind(english);  // names of files come before
+        if (at != std::string::npos) detail.replace(at, english.size(), TEXTRES::Text(key));
+    }
+    return detail;
+}
+
 }  // namespace
 
 Status _SetErrPosn(StatusCode code, std::string detail, const char* file, int line) {
@@ -34,7 +72,8 @@ const ErrPosn& GetErrPosn() {
 std::string GetErrString(Status status) {
     std::string text = TEXTRES::Text("error_" + std::to_string(-status.Value()));
     const ErrPosn& last = LastError();
-    if (last.code == status.Code() && !last.detail.empty()) text += ": " + last.detail;
+    if (last.code == status.Code() && !last.detail.empty())
+        text += ": " + InTheUsersLanguage(last.detail);
     std::ranges::replace(text, '\n', ' ');
     return text;
 }

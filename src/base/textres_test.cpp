@@ -85,6 +85,19 @@ TEST(TextRes, LooksUpWhileAnotherThreadFreesTheTexts) {
     EXPECT_EQ(wrong, 0);
 }
 
+TEST(Status, DetailsAreInTheUsersLanguageToo) {
+    ::setenv("TARNVALE_RESOURCES", TARNVALE_SOURCE_DIR "/resources", 1);
+    ::setenv("LC_ALL", "de_DE.UTF-8", 1);
+    TEXTRES::Terminate();
+    (void)_SetErrPosn(StatusCode::FileNotFound, "/weg.sim: no such file; check the name");
+    EXPECT_EQ(GetErrString(StatusCode::FileNotFound),
+              "Die Datei wurde nicht gefunden: /weg.sim: es gibt sie nicht; bitte den "
+              "Namen prüfen");
+    ::unsetenv("LC_ALL");
+    ::unsetenv("TARNVALE_RESOURCES");
+    TEXTRES::Terminate();
+}
+
 // A detail belongs to the code that it was noted with, and outlives layers that only pass the code
 // on.
 TEST(Status, DetailStaysWithItsCode) {

@@ -112,7 +112,7 @@ AtlasView ReadView(const IniText& text, std::size_t view, bool& valid) {
         read.legend = *legend ? AtlasLegend::Shown : AtlasLegend::Hidden;
     if (const auto mode = ValueOf<std::int32_t>(text, section, "GeoLockMode"))
         read.geoLockMode = *mode;
-    if (const auto scale = ValueOf<double>(text, section, "GeoLockScale"); scale && *scale > 0)
+    if (const auto scale = ValueOf<double>(text, section, "GeoLockScale"))
         read.geoLockScale = *scale;
     const auto position = ParsePosition(text.Find(section, "Position").value_or(""));
     if (position) read.position = *position;

@@ -88,6 +88,7 @@ TEST_F(AtlasTest, EveryKeyHasItsMeaningAndItsDefault) {
         {"NumViews=many\n", ""},
         {"[View1]\nShowLegend=true\nGeoLockMode=1\nGeoLockScale=2.5\nObject=/Height\n",
          "legend, lock 1 2.5, /Height"},
+        {"[View1]\nGeoLockScale=-4\n", "lock 3 -4"},
         {"[View1]\nShowLegend=false\n", "no legend"},
         {"[view1]\nSHOWLEGEND = false\n", "no legend"},
         {"[View2]\nShowLegend=false\n", ""},

@@ -74,19 +74,20 @@ Status Simulator::CheckReadyToDraw() const {
     return StatusCode::Ok;
 }
 
-Status Simulator::BuildScene(const SimulatorFile& file) {
+Status Simulator::BuildScene(const SimulatorFile& file, FirstFrame first) {
     if (const Status ready = CheckReadyToDraw(); !ready.Good()) return ready;
     if (!file.Valid()) return _SetErrPosn(StatusCode::NoLandscape);
-    const Status built = Build(file.Terrains(), ListSkies(file));
+    const Status built = Build(file.Terrains(), ListSkies(file), first);
     if (built.Good() && skyProblem_.empty()) skyProblem_ = file.SkyProblem();
     return built;
 }
 
 Status Simulator::BuildScene(const QNLIST<SimTerrainEntry>& terrains) {
-    return Build(terrains, {});
+    return Build(terrains, {}, FirstFrame::Drawn);
 }
 
-Status Simulator::Build(const QNLIST<SimTerrainEntry>& terrains, std::vector<SkyChoice> skies) try {
+Status Simulator::Build(const QNLIST<SimTerrainEntry>& terrains, std::vector<SkyChoice> skies,
+                        FirstFrame first) try {
     if (const Status ready = CheckReadyToDraw(); !ready.Good()) return ready;
     SkipTime();  // whatever it comes to, no frame is drawn meanwhile
     if (host_ != nullptr && !host_->MayReplaceLandscape())
@@ -106,7 +107,9 @@ Status Simulator::Build(const QNLIST<SimTerrainEntry>& terrains, std::vector<Sky
     SetCrossingSpeeds();
     BuildSky(std::move(skies));
     settings::MapExtents = 100;
-    return RestoreInitialViewpoint(false);
+    if (first == FirstFrame::Drawn) return RestoreInitialViewpoint(false);
+    PlaceAtHome();
+    return StatusCode::Ok;
 } catch (const std::bad_alloc&) {
     return _SetErrPosn(StatusCode::NoMemory);
 }
@@ -384,13 +387,17 @@ int Simulator::AddActionPoint(const Vec3f& position, float radius) {
 Status Simulator::RestoreInitialViewpoint(bool live) {
     if (!initialised_) return _SetErrPosn(StatusCode::NotInitialised);
     if (!IsLandscapeReady(ReadyLevel::Terrain)) return StatusCode::Ok;
+    PlaceAtHome();
+    return DrawFrame(live);
+}
+
+void Simulator::PlaceAtHome() {
     const Box& box = scene_->WholeBox();
     const auto x = static_cast<float>(box.CentreX()), y = static_cast<float>(box.CentreY());
     const Vec3f target{static_cast<float>(box.xMin), static_cast<float>(box.yMax),
                        scene_->FirstLayer(x, y) * exaggeration_};
     viewer_.PlaceAtHome({x, y, static_cast<float>((2 * box.zMax - box.zMin) * exaggeration_)},
                         target);
-    return DrawFrame(live);
 }
 
 Status Simulator::Recenter(bool live) {

@@ -43,6 +43,8 @@ struct GroundPoint {
     Vec3d map;    ///< map coordinates of the reference layer, elevation
 };
 
+enum class FirstFrame : std::uint8_t { Drawn, Left };
+
 /// The open landscape and the viewer that flies over it: owns the scene, runs the frame cycle,
 /// answers with plain values. A program makes one; where drawing goes, where time comes from and
 /// which models there are is handed in. Until Initialize every other operation that returns a
@@ -70,7 +72,9 @@ public:
     ///         graphics system; the terrain's error; the first frame's
     /// The first of the file's skies comes with it and turns the setting `Sky` on; a sky that
     /// can't be loaded leaves it off, and SkyProblem tells why.
-    Status BuildScene(const SimulatorFile& file);
+    /// @param first  Left: the viewer is placed and nothing drawn, so that the caller's own frame
+    ///               is the first one that the terrain's heights keep something of
+    Status BuildScene(const SimulatorFile& file, FirstFrame first = FirstFrame::Drawn);
     Status BuildScene(const QNLIST<SimTerrainEntry>& terrains);
     /// Closes the landscape; the views stay attached.
     void Unload();
@@ -209,7 +213,9 @@ private:
     Status CheckReadyToDraw() const;
     [[nodiscard]] FlightConditions Conditions() const;
     void SetCrossingSpeeds();
-    Status Build(const QNLIST<SimTerrainEntry>& terrains, std::vector<SkyChoice> skies);
+    Status Build(const QNLIST<SimTerrainEntry>& terrains, std::vector<SkyChoice> skies,
+                 FirstFrame first);
+    void PlaceAtHome();
     void BuildSky(std::vector<SkyChoice> skies);
     void RebuildLostViews();
     void UpdateReadouts();

@@ -46,7 +46,9 @@ TEST(SteadyFrame, AllocatesNothing) {
     ASSERT_TRUE(simulator.Initialize(nullptr).Good());
     ASSERT_TRUE(simulator.AttachGraphicsSystem(&main, View::kMain).Good());
     ASSERT_TRUE(simulator.AttachGraphicsSystem(&map, View::kMap).Good());
-    ASSERT_TRUE(Good(simulator.BuildScene(file)));
+    ASSERT_TRUE(Good(simulator.BuildScene(file, FirstFrame::Left)));
+    EXPECT_EQ(main.Counters().triangles, 0U) << "the first frame is left to the caller";
+    EXPECT_GT(simulator.GetViewer().Position().z, 0) << "but the viewer is in place";
 
     for (int view = View::kFirstPoi; view < View::kMain; ++view) {
         ASSERT_TRUE(simulator.Pois().CreatePOIView(view, 1 + view % 5).Good());

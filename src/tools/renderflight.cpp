@@ -158,7 +158,8 @@ bool RenderFlight::ReadLandscape(std::string& problem) {
 }
 
 bool RenderFlight::BuildScene(std::string& problem) {
-    const Status built = simulator_.BuildScene(file_);
+    // A frame of the home view would leave heights behind that no trace tells of.
+    const Status built = simulator_.BuildScene(file_, FirstFrame::Left);
     figures_.open = Now() - opened_;
     if (!built.Good()) {
         problem = Reason(built);

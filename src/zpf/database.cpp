@@ -9,6 +9,8 @@
 #include <fstream>
 #include <utility>
 
+#include "zpf/text.h"
+
 namespace tarnvale::ZPF {
 
 namespace {
@@ -367,27 +369,29 @@ Status Database::Failure(std::string_view doing) const {
                 fmt::format("{}: the file or its folder can't be used; check the permissions",
                             doing));
         case SQLITE_IOERR:
-            return Fault(general, fmt::format("{}: the disc failed or is full ({})", doing,
-                                              sqlite3_errmsg(connection_)));
+            return Fault(general,
+                         fmt::format("{}: the disc failed or is full ({})", doing, Message()));
         case SQLITE_CORRUPT:
         case SQLITE_NOTADB:
-            return Fault(
-                StatusCode::FileDamaged,
-                fmt::format("{}: {}; {}", doing, sqlite3_errmsg(connection_), kCureDamaged));
+            return Fault(StatusCode::FileDamaged,
+                         fmt::format("{}: {}; {}", doing, Message(), kCureDamaged));
         case SQLITE_INTERRUPT:
             return Fault(StatusCode::FileDamaged,
                          fmt::format("{}: goes on without end; {}", doing, kCureDamaged));
         case SQLITE_MISUSE:
         case SQLITE_INTERNAL:
-            return Fault(StatusCode::BadState,
-                         fmt::format("{}: {}", doing, sqlite3_errmsg(connection_)));
+            return Fault(StatusCode::BadState, fmt::format("{}: {}", doing, Message()));
         default:
-            if (writing_)
-                return Fault(general, fmt::format("{}: {}", doing, sqlite3_errmsg(connection_)));
-            return Fault(
-                StatusCode::FileDamaged,
-                fmt::format("{}: {}; {}", doing, sqlite3_errmsg(connection_), kCureDamaged));
+            if (writing_) return Fault(general, fmt::format("{}: {}", doing, Message()));
+            return Fault(StatusCode::FileDamaged,
+                         fmt::format("{}: {}; {}", doing, Message(), kCureDamaged));
     }
+}
+
+// It may quote names of the file, with what they hold.
+QNSTRING Database::Message() const {
+    constexpr std::size_t kLongest = 200;
+    return OneLine(sqlite3_errmsg(connection_), kLongest);
 }
 
 Status Database::Fault(StatusCode code, std::string_view what) const {

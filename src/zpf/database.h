@@ -132,6 +132,7 @@ private:
     explicit Database(FILEPATH path) : path_(std::move(path)) {}
     Status Connect(const FILEPATH& file, int flags);
     Status Guard();
+    [[nodiscard]] QNSTRING Message() const;  ///< of the last operation that failed
     static int OnProgress(void* database);
 
     struct Kept {

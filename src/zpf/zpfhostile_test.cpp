@@ -127,6 +127,10 @@ TEST(Hostile, OddSchemasAreRefused) {
          "WITH RECURSIVE n(i) AS (VALUES (9) UNION ALL SELECT i + 1 FROM n LIMIT 70000)"
          " INSERT INTO zpf_object SELECT i, 0, 2, 'a', '', 0 FROM n",
          StatusCode::FileDamaged},
+        {"a name that would speak to a terminal",
+         "PRAGMA writable_schema = ON; UPDATE sqlite_master SET sql = 'CREATE' || char(27, 7),"
+         " name = 'x' || char(27) || '[2J' WHERE name = 'zpf_text'",
+         StatusCode::FileDamaged},
         // What programs that keep GeoPackage's rules add is taken.
         {"a vector layer with its index",
          "CREATE TABLE roads (fid INTEGER PRIMARY KEY, geom BLOB, name TEXT);"
@@ -157,8 +161,9 @@ TEST(Hostile, OddSchemasAreRefused) {
         RunSql(path, sql);
         FILEHANDLE file;
         const Status status = file.Open(path, OpenMode::Read);
-        EXPECT_EQ(status.Code(), code)
-            << what << ": " << (status.Good() ? "" : GetErrPosn().detail);
+        const std::string said = status.Good() ? "" : GetErrPosn().detail;
+        EXPECT_EQ(status.Code(), code) << what << ": " << said;
+        EXPECT_TRUE(std::ranges::none_of(said, [](char c) { return c > 0 && c < ' '; })) << said;
     }
 }
 
