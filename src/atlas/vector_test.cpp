@@ -264,6 +264,27 @@ TEST_F(VectorTest, MoreThanTheLimitIsSaid) {
     EXPECT_FALSE(Paint(*layer, part).outcome.capped) << "closer all is there";
 }
 
+// A saw of many teeth, each across the view.
+TEST_F(VectorTest, AnAreaThatWouldTakeMinutesIsOutlinedAndSaid) {
+    std::string saw = "(400000 5600100", away = "(500000 5600100";
+    for (int i = 1; i < 20'000; ++i) {
+        const std::string y = i % 2 == 0 ? " 5600100" : " 5600900";
+        saw += "," + std::to_string(400'000 + i % 1000) + y;
+        away += "," + std::to_string(500'000 + i) + y;
+    }
+    AddLayer(folder / "land.sim", "saw", wkbPolygon, {"POLYGON (" + saw + ",400000 5600100))"});
+    AddLayer(folder / "land.sim", "away", wkbPolygon,
+             {"POLYGON (" + away + ", 400400 5600900, 400400 5600100, 500000 5600100))"});
+    const VectorImage all = Paint(*Open(folder / "land.sim", "saw"));
+    EXPECT_TRUE(all.outcome.capped);
+    EXPECT_EQ(Seen(all, 500, 500), 'L');
+    // What is cut off doesn't count.
+    const VectorImage part = Paint(*Open(folder / "land.sim", "away"));
+    EXPECT_FALSE(part.outcome.capped);
+    EXPECT_EQ(Seen(part, 400, 500), 'L');
+    EXPECT_EQ(Seen(part, 300, 500), '.');
+}
+
 TEST(VectorColours, CanBeToldFromEveryGround) {
     const auto light = [](const QColor& colour) {
         const auto linear = [](double v) {

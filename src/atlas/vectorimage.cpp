@@ -14,10 +14,12 @@ namespace tarnvale {
 
 namespace {
 
-constexpr double kBeyond = 16;   // pixels outside a picture where shapes are cut
-constexpr double kFinest = 0.5;  // pixels between vertices
-constexpr int kAreaAlpha = 105;  // of 255
-constexpr double kEnough = 4.5;  // contrast that can be read by most
+constexpr double kBeyond = 16;           // pixels outside a picture where shapes are cut
+constexpr int kPiece = 32;               // vertices stroked at once
+constexpr double kLongestOutline = 1e6;  // pixels about an area that is filled
+constexpr double kFinest = 0.5;          // pixels between vertices
+constexpr int kAreaAlpha = 105;          // of 255
+constexpr double kEnough = 4.5;          // contrast that can be read by most
 
 using Points = std::vector<QPointF>;
 
@@ -113,8 +115,9 @@ private:
 
 class Painter final : public VectorLayer::Sink {
 public:
-    explicit Painter(VectorImage& target)
+    Painter(VectorImage& target, const std::atomic<bool>& cancel)
         : target_(target),
+          cancel_(cancel),
           size_(target.image.size()),
           ratio_(target.scene.ratio),
           cutter_(QRectF(QPointF(0, 0), size_).adjusted(-kBeyond, -kBeyond, kBeyond, kBeyond)),
@@ -122,7 +125,6 @@ public:
           marked_(Cells()),
           specked_(Cells()) {
         painter_.setRenderHint(QPainter::Antialiasing);
-        SetPens();
     }
 
     void Speck(const MapPoint& at, std::uint8_t kind) override {
@@ -135,6 +137,7 @@ public:
     }
 
     void Shape(const OGRGeometry& geometry) override {
+        if (cancel_) return;
         switch (wkbFlatten(geometry.getGeometryType())) {
             case wkbPoint: {
                 const OGRPoint& point = *geometry.toPoint();
@@ -158,13 +161,14 @@ public:
         }
     }
 
-    // Marks come last, over all that is drawn.
-    void Finish() {
+    // Marks come last, over all that is drawn. @return whether all could be drawn
+    [[nodiscard]] bool Finish() {
         painter_.setPen(QPen(target_.scene.colours.halo, ratio_));
         painter_.setBrush(target_.scene.colours.line);
         const double radius = kMarkRadius * ratio_;
         for (const QPointF& mark : marks_) painter_.drawEllipse(mark, radius, radius);
         painter_.end();
+        return !unfilled_;
     }
 
 private:
@@ -172,11 +176,9 @@ private:
         return static_cast<std::size_t>(size_.width()) * static_cast<std::size_t>(size_.height());
     }
 
-    void SetPens() {
-        const VectorColours& colours = target_.scene.colours;
-        painter_.setPen(
-            QPen(colours.line, kLineWidth * ratio_, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-        painter_.setBrush(colours.area);
+    [[nodiscard]] QPen Pen(double width) const {
+        return {target_.scene.colours.line, width * ratio_, Qt::SolidLine, Qt::RoundCap,
+                Qt::RoundJoin};
     }
 
     [[nodiscard]] QPointF OnImage(double x, double y) const {
@@ -223,31 +225,62 @@ private:
         cutter_.AddLine(points_, path);
         if (path.isEmpty()) return;
         target_.kinds |= VectorLayer::kLines;
-        painter_.strokePath(path, painter_.pen());
+        Stroke(path, kLineWidth);
     }
 
     void Polygon(const OGRPolygon& polygon) {
         QPainterPath path;
+        double length = 0;
         for (const OGRLinearRing* const ring : polygon) {
             Take(*ring);
             if (!cutter_.Holds(points_)) cutter_.CutRing(points_);
             if (points_.size() < 2) continue;
             path.moveTo(points_.front());
-            for (std::size_t i = 1; i < points_.size(); ++i) path.lineTo(points_[i]);
+            for (std::size_t i = 1; i < points_.size(); ++i) {
+                path.lineTo(points_[i]);
+                length += (points_[i] - points_[i - 1]).manhattanLength();
+            }
             path.closeSubpath();
         }
         if (path.isEmpty()) return;
         target_.kinds |= VectorLayer::kPolygons;
-        painter_.drawPath(path);  // holes by the odd-even rule, which a path begins with
+        if (length <= kLongestOutline) {
+            // Holes by the odd-even rule, which a path begins with.
+            painter_.fillPath(path, target_.scene.colours.area);
+        } else {
+            unfilled_ = true;
+        }
+        Stroke(path, kOutlineWidth);
+    }
+
+    // By pieces: the time for a path grows faster than what it has on a line of pixels. The colour
+    // is opaque, so that pieces may meet.
+    void Stroke(const QPainterPath& path, double width) {
+        const QPen pen = Pen(width);
+        QPainterPath piece;
+        const int count = path.elementCount();
+        for (int i = 0; i < count && !cancel_; ++i) {
+            const QPointF at = path.elementAt(i);
+            if (i == 0 || path.elementAt(i).isMoveTo()) {
+                piece.moveTo(at);
+            } else {
+                piece.lineTo(at);
+            }
+            if (piece.elementCount() < kPiece && i + 1 < count) continue;
+            painter_.strokePath(piece, pen);
+            piece = QPainterPath(at);
+        }
     }
 
     VectorImage& target_;
+    const std::atomic<bool>& cancel_;
     QSize size_;
     double ratio_;
     Cutter cutter_;
     QPainter painter_;
     std::vector<bool> marked_, specked_;  // by pixel
     Points marks_, points_;
+    bool unfilled_ = false;
 };
 
 }  // namespace
@@ -296,12 +329,12 @@ VectorImage PaintVectors(VectorLayer& layer, const VectorScene& scene,
     const double reach = scene.margin + kBeyond / scene.ratio;
     const MapPoint low = scene.camera.ToMap({-reach, scene.view.height() + reach});
     const MapPoint high = scene.camera.ToMap({scene.view.width() + reach, -reach});
-    Painter painter(painted);
+    Painter painter(painted, cancel);
     painted.outcome = layer.Read({low.x, low.y, high.x, high.y},
                                  (high.x - low.x) / (scene.view.width() + 2 * reach) / scene.ratio,
                                  (high.y - low.y) / (scene.view.height() + 2 * reach) / scene.ratio,
                                  cancel, painter);
-    painter.Finish();
+    painted.outcome.capped |= !painter.Finish();
     return painted;
 }
 

@@ -49,7 +49,7 @@ struct VectorImage {
 
 /// Half the width of a mark, pixels.
 inline constexpr double kMarkRadius = 3.5;
-/// Width of lines, pixels.
-inline constexpr double kLineWidth = 1.6;
+/// Pixels; outlines of polygons often lie side by side.
+inline constexpr double kLineWidth = 1.8, kOutlineWidth = 1.2;
 
 }  // namespace tarnvale

@@ -72,7 +72,8 @@ void VectorView::DrawSymbols(QPainter& painter, const QPoint& at) const {
         if ((Kinds() & kind) == 0) continue;
         // On the map's own ground, for which the colours were chosen.
         painter.fillRect(box.adjusted(-1, -1, 1, 1), colours_.halo);
-        painter.setPen(QPen(colours_.line, kLineWidth));
+        painter.setPen(
+            QPen(colours_.line, kind == VectorLayer::kPolygons ? kOutlineWidth : kLineWidth));
         painter.setBrush(colours_.area);
         if (kind == VectorLayer::kPolygons) {
             painter.drawRect(box.adjusted(2, 1, -2, -1));
