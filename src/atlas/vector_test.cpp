@@ -394,6 +394,22 @@ TEST_F(VectorTest, ABadLayerSaysInOneLineWhatIsWrong) {
     }
 }
 
+TEST_F(VectorTest, AnObjectOfTheTreeNamesItsTable) {
+    AddLayer(folder / "land.sim", "roads", wkbLineString, {Placed("LINESTRING (0 500, 1000 500)")});
+    ZPF::RunSql(folder / "land.sim",
+                "INSERT INTO zpf_object VALUES (90, 0, 2, 'Maps', '', 0), (91, 90, 4, 'Roads', '', "
+                "0), (92, 90, 4, 'Rivers', '', 0)");
+    const auto layer = Open(folder / "land.sim", "/maps/roads");
+    ASSERT_NE(layer, nullptr);
+    EXPECT_EQ(layer->ObjectPath(), "/Maps/Roads");
+    EXPECT_EQ(Seen(Paint(*layer), 500, 500), 'L');
+    std::shared_ptr<MapSource> map;
+    const Status opened = OpenMap(folder / "land.sim", "/Maps/Rivers", map);
+    EXPECT_EQ(opened.Code(), StatusCode::ObjectNotFound);
+    EXPECT_NE(GetErrString(opened).find("Rivers"), std::string::npos) << GetErrString(opened);
+    EXPECT_EQ(OpenMap(folder / "land.sim", "/Maps", map).Code(), StatusCode::BadState);
+}
+
 TEST_F(VectorTest, WhatAnIndexHasBeyondEveryMapIsSaid) {
     const std::string line = Placed("LINESTRING (100 200, 900 200)");
     for (const char* far : {"LINESTRING (1e30 0, 1e31 5)", "LINESTRING (0 -3e12, 0 0)"}) {
