@@ -347,8 +347,8 @@ TEST_F(VectorTest, ABadLayerSaysInOneLineWhatIsWrong) {
          "WHERE fid = 2",
          kOk, "", true},
         {"no number",
-         "UPDATE bad SET geom = CAST(substr(geom, 1, 49) || x'000000000000f87f' || substr(geom, "
-         "58) AS BLOB) WHERE fid = 2",
+         "UPDATE bad SET geom = CAST(substr(geom, 1, 65) || x'000000000000f87f' || substr(geom, "
+         "74) AS BLOB) WHERE fid = 2",
          kOk, "", true},
         {"far away", "UPDATE bad SET geom = (SELECT geom FROM far) WHERE fid = 2", kOk, "", true},
         {"all far away",

@@ -56,13 +56,13 @@ ZPF::VectorBox BoxOf(const OGRGeometry& geometry) {
     return {box.MinX, box.MinY, box.MaxX, box.MaxY};
 }
 
-// An envelope passes over numbers that aren't any.
+// An envelope passes over numbers that aren't any, and a point of them calls itself empty.
 class FiniteTest final : public OGRDefaultConstGeometryVisitor {
 public:
     using OGRDefaultConstGeometryVisitor::visit;
-    void visit(const OGRPoint* point) override {
-        if (point->IsEmpty()) return;
-        finite = finite && std::isfinite(point->getX()) && std::isfinite(point->getY());
+    void visit(const OGRLineString* line) override {
+        for (int i = 0; finite && i < line->getNumPoints(); ++i)
+            finite = std::isfinite(line->getX(i)) && std::isfinite(line->getY(i));
     }
     bool finite = true;
 };
