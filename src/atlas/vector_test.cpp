@@ -350,6 +350,10 @@ TEST_F(VectorTest, ABadLayerSaysInOneLineWhatIsWrong) {
          "UPDATE bad SET geom = CAST(substr(geom, 1, 65) || x'000000000000f87f' || substr(geom, "
          "74) AS BLOB) WHERE fid = 2",
          kOk, "", true},
+        {"no number in a ring",
+         "UPDATE bad SET geom = (SELECT CAST(substr(geom, 1, 69) || x'000000000000f87f' || "
+         "substr(geom, 78) AS BLOB) FROM area) WHERE fid = 2",
+         kOk, "", true},
         {"far away", "UPDATE bad SET geom = (SELECT geom FROM far) WHERE fid = 2", kOk, "", true},
         {"all far away",
          "UPDATE bad SET geom = (SELECT geom FROM far); UPDATE gpkg_contents SET max_x = 1e30",
@@ -365,6 +369,8 @@ TEST_F(VectorTest, ABadLayerSaysInOneLineWhatIsWrong) {
     AddLayer(folder / "good.gpkg", "bad", wkbLineString,
              {Placed("LINESTRING (100 200, 900 200)"), Placed("LINESTRING (100 800, 900 800)")},
              Indexed::No);
+    AddLayer(folder / "good.gpkg", "area", wkbPolygon,
+             {Placed("POLYGON ((100 700, 900 700, 900 900, 100 900, 100 700))")}, Indexed::No);
     AddLayer(folder / "good.gpkg", "far", wkbLineString, {"LINESTRING (1e30 0, 1e31 5)"},
              Indexed::No);
     for (const Case& one : cases) {
