@@ -12,6 +12,7 @@
 #include <cmath>
 #include <utility>
 
+#include "atlas/openmap.h"
 #include "atlas/placetexts.h"
 #include "qtbase/apptext.h"
 #include "qtbase/atlasfiledialog.h"
@@ -35,16 +36,16 @@ QString Line(Status status) {
     return QString::fromStdString(GetErrString(status));
 }
 
-// One picture for each view.
-Status OpenPictures(const Atlas& atlas, std::vector<std::shared_ptr<MapPicture>>& pictures) {
+// One map for each view.
+Status OpenMaps(const Atlas& atlas, std::vector<std::shared_ptr<MapSource>>& maps) {
     for (const AtlasView& view : atlas.views) {
-        auto picture = std::make_shared<MapPicture>();
+        std::shared_ptr<MapSource> map;
         if (const Status opened =
-                picture->Open(atlas.file, view.object.empty() ? atlas.object : view.object);
+                OpenMap(atlas.file, view.object.empty() ? atlas.object : view.object, map);
             !opened.Good()) {
             return opened;
         }
-        pictures.push_back(std::move(picture));
+        maps.push_back(std::move(map));
     }
     return StatusCode::Ok;
 }
@@ -99,7 +100,7 @@ AtlasWindow::AtlasWindow()
 }
 
 AtlasWindow::~AtlasWindow() {
-    delete takeCentralWidget();  // the views use the tiles
+    delete takeCentralWidget();  // the views use the services
 }
 
 void AtlasWindow::BuildMenus() {
@@ -147,29 +148,29 @@ void AtlasWindow::BuildStatusBar() {
 Status AtlasWindow::Open(const FILEPATH& file) {
     Atlas atlas;
     if (const Status read = atlas.ReadText(file); !read.Good()) return read;
-    std::vector<std::shared_ptr<MapPicture>> pictures;
-    if (const Status opened = OpenPictures(atlas, pictures); !opened.Good()) return opened;
+    std::vector<std::shared_ptr<MapSource>> maps;
+    if (const Status opened = OpenMaps(atlas, maps); !opened.Good()) return opened;
     file_ = file;
     atlas_ = std::move(atlas);
     setWindowTitle(QString::fromStdString(atlas_.title) + QStringLiteral(" - ") +
                    TextOf("atlas_title"));
-    MakeViews(std::move(pictures));
+    MakeViews(maps);
     Watch();
     return StatusCode::Ok;
 }
 
-void AtlasWindow::MakeViews(std::vector<std::shared_ptr<MapPicture>> pictures) {
+void AtlasWindow::MakeViews(const std::vector<std::shared_ptr<MapSource>>& maps) {
     auto* const layout = new Layout;
     views_.clear();
     active_ = nullptr;
-    for (std::size_t i = 0; i < pictures.size(); ++i) {
+    for (std::size_t i = 0; i < maps.size(); ++i) {
         const AtlasView& view = atlas_.views[i];
-        auto* const map = new MapWidget(tiles_, std::move(pictures[i]), layout);
+        auto* const map = new MapWidget(tiles_, vectors_, maps[i], layout);
         map->setObjectName(QStringLiteral("Map%1").arg(i + 1));
         map->SetLink(ViewLink::FromAtlas(view.geoLockMode, view.geoLockScale));
         map->SetBackground(ColourOf(atlas_.backgroundColor));
         map->ShowLegend(view.legend == AtlasLegend::Shown ||
-                        (view.legend == AtlasLegend::Unsaid && map->Picture().IsHeights()));
+                        (view.legend == AtlasLegend::Unsaid && map->Source().NeedsLegend()));
         connect(map, &MapWidget::Moved, this, [this, map] { Follow(*map); });
         connect(map, &MapWidget::PointedChanged, this, [this, map] {
             if (map->hasFocus() || map->underMouse()) active_ = map;
@@ -188,7 +189,7 @@ void AtlasWindow::GoToStart() {
     if (atlas_.hasStartCentre) place = {atlas_.startLongitude, atlas_.startLatitude};
     for (MapWidget* const map : views_) {
         map->SetMark(place);
-        const bool known = place && map->Picture().FromGlobe(*place).has_value();
+        const bool known = place && map->Source().FromGlobe(*place).has_value();
         if (atlas_.hasZoomWidth) {
             const ViewLink& link = map->Link();
             const bool linked = (link.mode & ViewLink::kWidth) != 0;
@@ -204,7 +205,7 @@ void AtlasWindow::GoToStart() {
             map->SetCentre(*place);
         } else if (!place && atlas_.hasZoomWidth) {
             MapPoint low, high;
-            map->Picture().Bounds(low, high);
+            map->Source().Bounds(low, high);
             map->SetCentre(MapPoint{(low.x + high.x) / 2, (low.y + high.y) / 2});
         }
     }
@@ -213,7 +214,7 @@ void AtlasWindow::GoToStart() {
 }
 
 void AtlasWindow::Follow(MapWidget& moved) {
-    const auto centre = moved.Picture().ToGlobe(moved.Camera().Centre());
+    const auto centre = moved.Source().ToGlobe(moved.Camera().Centre());
     for (MapWidget* const map : views_) {
         if (map == &moved) continue;
         if (map->Link().SharesWidth(moved.Link()))
@@ -283,8 +284,8 @@ void AtlasWindow::ShowPointed() {
     const MapWidget* const map = Active();
     if (map == nullptr) return;
     const MapPoint at = map->Pointed();
-    geographic_->setText(GeographicText(map->Picture(), at));
-    map_->setText(MapText(map->Picture(), at));
+    geographic_->setText(GeographicText(map->Source(), at));
+    map_->setText(MapText(map->Source(), at));
     legend_->setChecked(map->LegendShown());
 }
 

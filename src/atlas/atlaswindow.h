@@ -8,6 +8,7 @@
 #include "atlas/mapwidget.h"
 #include "atlas/singleinstance.h"
 #include "atlas/tileservice.h"
+#include "atlas/vectorservice.h"
 #include "base/status.h"
 #include "landscape/atlas.h"
 
@@ -38,8 +39,8 @@ public:
     /// Who keeps other windows from the same file; on loan, may be null.
     void SetInstance(SingleInstance* instance) { instance_ = instance; }
 
-    /// The tiles of all views are there.
-    [[nodiscard]] bool Settled() { return tiles_.Idle(); }
+    /// What all views show is there.
+    [[nodiscard]] bool Settled() { return tiles_.Idle() && vectors_.Idle(); }
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -49,7 +50,7 @@ private:
 
     void BuildMenus();
     void BuildStatusBar();
-    void MakeViews(std::vector<std::shared_ptr<MapPicture>> pictures);
+    void MakeViews(const std::vector<std::shared_ptr<MapSource>>& maps);
     void GoToStart();
     void Follow(MapWidget& moved);
     void Watch();
@@ -61,6 +62,7 @@ private:
     void UpdateActions();
 
     TileService tiles_;
+    VectorService vectors_;
     SingleInstance* instance_ = nullptr;
     FILEPATH file_;
     Atlas atlas_;

@@ -9,6 +9,7 @@ namespace tarnvale {
 
 struct MapPoint {
     double x = 0, y = 0;
+    friend bool operator==(const MapPoint&, const MapPoint&) = default;
 };
 
 /// What part of a map a view shows: its centre and how many metres of the map the view is wide.
@@ -36,6 +37,7 @@ public:
     void ZoomAbout(const MapPoint& screen, double factor);
     /// Shows all of a rectangle of the map.
     void Fit(const MapPoint& low, const MapPoint& high);
+    friend bool operator==(const MapCamera&, const MapCamera&) = default;
 
 private:
     double metresX_ = 1, metresY_ = 1;

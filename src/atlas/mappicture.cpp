@@ -4,9 +4,8 @@
 #include <cmath>
 #include <limits>
 #include <new>
+#include <utility>
 
-#include "geom/grounddistance.h"
-#include "landscape/atlas.h"
 #include "zpf/cells.h"
 
 namespace tarnvale {
@@ -84,25 +83,22 @@ struct MapPicture::Block {
     }
 };
 
-Status MapPicture::Open(const FILEPATH& file, const QNSTRING& object) try {
-    if (const Status opened = file_.Open(file, ZPF::OpenMode::Read); !opened.Good()) return opened;
-    ZPFObjectItem item;
-    if (const Status found = FindObjectByPath(file_, object, item); !found.Good()) return found;
+Status MapPicture::Open(ZPF::FILEHANDLE file, const ZPFObjectItem& item) try {
+    file_ = std::move(file);
+    const std::string shown = "\"" + item.objectPath + "\" in " + item.file.string();
     if (item.header.type != ObjectType::Raster) {
-        return _SetErrPosn(StatusCode::BadState, "\"" + object + "\" in " + file.string() +
-                                                     " is no raster; name a raster in the atlas");
+        return _SetErrPosn(StatusCode::BadState,
+                           shown + " is no map; name a raster or a vector layer in the atlas");
     }
     auto base = std::make_unique<Level>();
     if (const Status opened = base->raster.Open(file_, item.header.number); !opened.Good())
         return opened;
-    name_ = item.header.name;
-    path_ = item.objectPath;
+    SetName(item.header.name, item.objectPath);
     header_ = base->raster.Header();
     columns_ = header_.columns;
     rows_ = header_.rows;
     if (columns_ < 1 || rows_ < 1) {
-        return _SetErrPosn(StatusCode::FileDamaged, "\"" + object + "\" in " + file.string() +
-                                                        " has no cells; make the file anew");
+        return _SetErrPosn(StatusCode::FileDamaged, shown + " has no cells; make the file anew");
     }
     ZPF::ColorMap map;
     if (header_.type == RasterType::Unsigned8 && base->raster.ReadColorMap(map).Good())
@@ -140,32 +136,14 @@ void MapPicture::OpenLevels() {
 
 Status MapPicture::OpenPlace() {
     const ZPF::RASTERHANDLE& raster = levels_.front()->raster;
-    COORDREFSYS system, globe;
+    COORDREFSYS system;
     if (!raster.GetGeoreference(grid_, system).Good() || !system.Valid()) {
         grid_ = {};
         return StatusCode::Ok;
     }
     if (const Status sized = raster.GetCellSize(cellWidth_, cellHeight_); !sized.Good())
         return sized;
-    if (const Status made = COORDREFSYS::FromIdentity(COORDREFSYS::kFixedReference, globe);
-        !made.Good()) {
-        return made;
-    }
-    onGlobe_ = COORDOP_LIST::Create(system, globe, toGlobe_).Good() &&
-               COORDOP_LIST::Create(globe, system, fromGlobe_).Good();
-    const auto code = system.EpsgCode();
-    systemName_ = code ? "EPSG:" + std::to_string(*code) : system.Name();
-    metresX_ = metresY_ = system.MetresPerUnit();
-    if (system.IsGeographic()) {
-        MapPoint low, high;
-        Bounds(low, high);
-        const double unit = system.DegreesPerUnit();
-        const double latitude = std::clamp((low.y + high.y) / 2 * unit, -89.0, 89.0);
-        metresX_ = GroundDistance({-unit / 2, latitude}, {unit / 2, latitude});
-        metresY_ = GroundDistance({0, latitude - unit / 2}, {0, latitude + unit / 2});
-    }
-    if (!(metresX_ > 0) || !(metresY_ > 0)) metresX_ = metresY_ = 1;
-    return StatusCode::Ok;
+    return SetSystem(system);
 }
 
 void MapPicture::Bounds(MapPoint& low, MapPoint& high) const {
@@ -179,18 +157,6 @@ void MapPicture::Bounds(MapPoint& low, MapPoint& high) const {
             high = {std::max(high.x, x), std::max(high.y, y)};
         }
     }
-}
-
-std::optional<GeographicPlace> MapPicture::ToGlobe(const MapPoint& map) const {
-    MapPoint place = map;
-    if (!onGlobe_ || !toGlobe_.ConvertPoint(place.x, place.y).Good()) return std::nullopt;
-    return GeographicPlace{place.x, place.y};
-}
-
-std::optional<MapPoint> MapPicture::FromGlobe(const GeographicPlace& place) const {
-    MapPoint map{place.longitude, place.latitude};
-    if (!onGlobe_ || !fromGlobe_.ConvertPoint(map.x, map.y).Good()) return std::nullopt;
-    return map;
 }
 
 int MapPicture::LevelColumns(int level) const noexcept {

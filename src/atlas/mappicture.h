@@ -5,13 +5,10 @@
 #include <memory>
 #include <optional>
 #include <span>
-#include <string>
 #include <vector>
 
-#include "atlas/mapcamera.h"
+#include "atlas/mapsource.h"
 #include "base/status.h"
-#include "geom/coordop.h"
-#include "geom/crslist.h"
 #include "zpf/zpfraster.h"
 
 namespace tarnvale {
@@ -29,18 +26,17 @@ struct MapTile {
     bool damaged = false;  ///< a part couldn't be read, and is clear
 };
 
-/// One object of a project file as a map: imagery as it is, heights in colours with hill shade.
+/// A raster of a project file as a map: imagery as it is, heights in colours with hill shade.
 /// Level k has a pixel for 2^k x 2^k cells; levels that the file lacks are sampled from the next
 /// finer one. Thread: Open anywhere; then RenderTile on one thread, the others on any.
-class MapPicture {
+class MapPicture final : public MapSource {
 public:
     static constexpr int kTileSide = 512;
 
-    /// @return the file's error; ObjectNotFound; BadState for an object that is no raster
-    Status Open(const FILEPATH& file, const QNSTRING& object);
+    /// @param file  taken over
+    /// @return the file's error; BadState for an object that is no raster
+    Status Open(ZPF::FILEHANDLE file, const ZPFObjectItem& item);
 
-    [[nodiscard]] const std::string& Name() const noexcept { return name_; }
-    [[nodiscard]] const std::string& ObjectPath() const noexcept { return path_; }
     [[nodiscard]] bool IsHeights() const noexcept { return heights_; }
     [[nodiscard]] double Lowest() const noexcept { return lowest_; }    ///< elevation
     [[nodiscard]] double Highest() const noexcept { return highest_; }  ///< elevation
@@ -50,18 +46,11 @@ public:
 
     /// Grid to map; without a georeference cells are the map's units, and up is negative.
     [[nodiscard]] const GeoTransform& Grid() const noexcept { return grid_; }
-    [[nodiscard]] bool HasSystem() const noexcept { return onGlobe_; }
-    [[nodiscard]] const std::string& SystemName() const noexcept { return systemName_; }
-    /// Metres of the map for one of its units; true ones for degrees at the object's middle.
-    [[nodiscard]] double MetresX() const noexcept { return metresX_; }
-    [[nodiscard]] double MetresY() const noexcept { return metresY_; }
     /// Metres across a cell.
     [[nodiscard]] double CellSize() const noexcept { return cellWidth_; }
-    /// The smallest rectangle of the map that holds the object.
-    void Bounds(MapPoint& low, MapPoint& high) const;
-
-    [[nodiscard]] std::optional<GeographicPlace> ToGlobe(const MapPoint& map) const;
-    [[nodiscard]] std::optional<MapPoint> FromGlobe(const GeographicPlace& place) const;
+    void Bounds(MapPoint& low, MapPoint& high) const override;
+    [[nodiscard]] bool InCells() const noexcept override { return !HasSystem(); }
+    [[nodiscard]] bool NeedsLegend() const noexcept override { return heights_; }
 
     /// @param level, column, row  within Levels and the level's tiles
     void RenderTile(int level, int column, int row, MapTile& tile);
@@ -85,15 +74,13 @@ private:
 
     ZPF::FILEHANDLE file_;
     std::vector<std::unique_ptr<Level>> levels_;
-    std::string name_, path_, systemName_;
     ZPF::RasterHeader header_;
     std::optional<ZPF::ColorMap> colours_;
-    bool heights_ = false, onGlobe_ = false;
+    bool heights_ = false;
     double lowest_ = 0, highest_ = 1;
     int columns_ = 0, rows_ = 0;
     GeoTransform grid_;
-    double metresX_ = 1, metresY_ = 1, cellWidth_ = 1, cellHeight_ = 1;
-    COORDOP_LIST toGlobe_, fromGlobe_;
+    double cellWidth_ = 1, cellHeight_ = 1;
 };
 
 }  // namespace tarnvale

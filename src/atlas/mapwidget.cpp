@@ -34,23 +34,31 @@ void DrawPlate(QPainter& painter, const QRect& rect, const QPalette& palette) {
 
 }  // namespace
 
-MapWidget::MapWidget(TileService& tiles, std::shared_ptr<MapPicture> picture, QWidget* parent)
+MapWidget::MapWidget(TileService& tiles, VectorService& vectors,
+                     const std::shared_ptr<MapSource>& source, QWidget* parent)
     : QWidget(parent),
       tiles_(tiles),
-      picture_(std::move(picture)),
-      camera_(picture_->MetresX(), picture_->MetresY()) {
+      source_(source),
+      picture_(std::dynamic_pointer_cast<MapPicture>(source)),
+      camera_(source->MetresX(), source->MetresY()) {
+    if (auto layer = std::dynamic_pointer_cast<VectorLayer>(source))
+        vectors_ = std::make_unique<VectorView>(vectors, std::move(layer));
     setFocusPolicy(Qt::StrongFocus);
     setMouseTracking(true);
     setAttribute(Qt::WA_OpaquePaintEvent);
     setCursor(Qt::OpenHandCursor);
     setMinimumSize(120, 90);
-    setAccessibleName(TextOf("atlas_map_of").arg(QString::fromStdString(picture_->Name())));
+    setAccessibleName(TextOf("atlas_map_of").arg(QString::fromStdString(source_->Name())));
     connect(&tiles_, &TileService::TileReady, this, qOverload<>(&QWidget::update));
+    connect(&vectors, &VectorService::ImageReady, this, [this] {
+        DescribeForReaders();
+        update();
+    });
     ShowWhole();
 }
 
 MapWidget::~MapWidget() {
-    tiles_.Forget(this, picture_.get());
+    if (picture_) tiles_.Forget(this, picture_.get());
 }
 
 void MapWidget::SetBackground(const QColor& colour) {
@@ -59,7 +67,7 @@ void MapWidget::SetBackground(const QColor& colour) {
 }
 
 void MapWidget::SetMark(const std::optional<GeographicPlace>& place) {
-    mark_ = place ? picture_->FromGlobe(*place) : std::nullopt;
+    mark_ = place ? source_->FromGlobe(*place) : std::nullopt;
     update();
 }
 
@@ -76,7 +84,7 @@ void MapWidget::SetCentre(const MapPoint& map) {
 }
 
 void MapWidget::SetCentre(const GeographicPlace& place) {
-    if (const auto map = picture_->FromGlobe(place)) SetCentre(*map);
+    if (const auto map = source_->FromGlobe(place)) SetCentre(*map);
 }
 
 void MapWidget::SetWidth(double metres) {
@@ -86,7 +94,7 @@ void MapWidget::SetWidth(double metres) {
 }
 
 void MapWidget::SetOneToOne() {
-    fitting_ = Fitting::OneToOne;
+    fitting_ = picture_ ? Fitting::OneToOne : Fitting::Whole;
     Refit();
 }
 
@@ -99,7 +107,13 @@ void MapWidget::Refit() {
     camera_.SetView(width(), height());
     if (fitting_ == Fitting::Whole) {
         MapPoint low, high;
-        picture_->Bounds(low, high);
+        source_->Bounds(low, high);
+        if (vectors_) {  // marks and outlines reach beyond what they stand for
+            constexpr double kAbout = 0.03;
+            const double x = (high.x - low.x) * kAbout, y = (high.y - low.y) * kAbout;
+            low = {low.x - x, low.y - y};
+            high = {high.x + x, high.y + y};
+        }
         camera_.Fit(low, high);
     } else if (fitting_ == Fitting::OneToOne) {
         camera_.SetWidth(width() * devicePixelRatioF() * picture_->CellSize());
@@ -113,7 +127,10 @@ void MapWidget::resizeEvent(QResizeEvent*) {
 }
 
 void MapWidget::DescribeForReaders() {
-    setAccessibleDescription(PlaceText(*picture_, camera_.Centre()));
+    QString text = PlaceText(*source_, camera_.Centre());
+    const QString note = vectors_ ? vectors_->Note() : QString();
+    if (!note.isEmpty()) text += QStringLiteral("; ") + QString(note).replace('\n', ' ');
+    setAccessibleDescription(text);
 }
 
 // --- Tiles -----------------------------------------------------------------------------------
@@ -233,8 +250,8 @@ void MapWidget::DrawMark(QPainter& painter) const {
 double MapWidget::GroundMetresPerPixel() const {
     constexpr double kReach = 50;  // pixels to either side
     const double x = width() / 2.0, y = height() / 2.0;
-    const auto left = picture_->ToGlobe(camera_.ToMap({x - kReach, y}));
-    const auto right = picture_->ToGlobe(camera_.ToMap({x + kReach, y}));
+    const auto left = source_->ToGlobe(camera_.ToMap({x - kReach, y}));
+    const auto right = source_->ToGlobe(camera_.ToMap({x + kReach, y}));
     return left && right ? GroundDistance(*left, *right) / (2 * kReach) : 0;
 }
 
@@ -259,10 +276,35 @@ void MapWidget::DrawScaleBar(QPainter& painter) const {
     painter.drawLine(left + length, y - 5, left + length, y);
 }
 
+// What a view can't show is said whether or not it has a legend.
+void MapWidget::DrawNote(QPainter& painter) const {
+    const QString note = vectors_ ? vectors_->Note() : QString();
+    if (note.isEmpty()) return;
+    const QRect room = rect().adjusted(kMargin + kPadding, 0, -width() / 3, -kMargin - kPadding);
+    QRect text = painter.fontMetrics().boundingRect(room, Qt::AlignLeft | Qt::TextWordWrap, note);
+    text.moveBottomLeft(room.bottomLeft());
+    DrawPlate(painter, text.adjusted(-kPadding, -kPadding, kPadding, kPadding), palette());
+    painter.drawText(text, Qt::AlignLeft | Qt::TextWordWrap, note);
+}
+
 void MapWidget::DrawLegend(QPainter& painter) const {
     constexpr int kRamp = 110, kRampWidth = 18, kMostHeights = 5;
     const QFontMetrics font = painter.fontMetrics();
-    const QString name = QString::fromStdString(picture_->Name());
+    const QString name = font.elidedText(QString::fromStdString(source_->Name()), Qt::ElideRight,
+                                         std::max(width() / 2, 80));
+    if (vectors_) {
+        const QSize symbols = vectors_->SymbolsSize();
+        const int high = std::max(font.height(), symbols.height());
+        const QRect plate(kMargin, kMargin,
+                          symbols.width() + font.horizontalAdvance(name) + 2 * kPadding,
+                          high + 2 * kPadding);
+        DrawPlate(painter, plate, palette());
+        painter.drawText(plate.adjusted(kPadding + symbols.width(), kPadding, 0, -kPadding),
+                         Qt::AlignLeft | Qt::AlignVCenter, name);
+        vectors_->DrawSymbols(painter,
+                              {plate.left() + kPadding, plate.center().y() - symbols.height() / 2});
+        return;
+    }
     const double span = picture_->Highest() - picture_->Lowest();
     const int steps = span > 0 ? kMostHeights : 1;
     QStringList heights;
@@ -290,11 +332,20 @@ void MapWidget::DrawLegend(QPainter& painter) const {
     }
 }
 
+QColor MapWidget::Ground() const {
+    return background_.isValid() ? background_ : palette().color(QPalette::Base);
+}
+
 void MapWidget::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.fillRect(rect(), background_.isValid() ? background_ : palette().color(QPalette::Base));
-    DrawTiles(painter);
+    painter.fillRect(rect(), Ground());
+    if (vectors_) {
+        vectors_->Draw(painter, camera_, size(), devicePixelRatioF(), Ground());
+    } else {
+        DrawTiles(painter);
+    }
     painter.setRenderHint(QPainter::Antialiasing);
+    DrawNote(painter);
     DrawScaleBar(painter);
     if (legend_) DrawLegend(painter);
     DrawMark(painter);  // a place in the legend's corner is seen too

@@ -8,6 +8,7 @@
 #include "atlas/mapcamera.h"
 #include "atlas/mappicture.h"
 #include "atlas/tileservice.h"
+#include "atlas/vectorview.h"
 
 namespace tarnvale {
 
@@ -17,11 +18,13 @@ class MapWidget final : public QWidget {
     Q_OBJECT
 
 public:
-    /// @param tiles  on loan
-    MapWidget(TileService& tiles, std::shared_ptr<MapPicture> picture, QWidget* parent);
+    /// @param tiles, vectors  on loan
+    /// @param source  a MapPicture or a VectorLayer
+    MapWidget(TileService& tiles, VectorService& vectors, const std::shared_ptr<MapSource>& source,
+              QWidget* parent);
     ~MapWidget() override;
 
-    [[nodiscard]] const MapPicture& Picture() const noexcept { return *picture_; }
+    [[nodiscard]] const MapSource& Source() const noexcept { return *source_; }
     [[nodiscard]] const MapCamera& Camera() const noexcept { return camera_; }
 
     void SetLink(const ViewLink& link) { link_ = link; }
@@ -35,7 +38,8 @@ public:
     void SetCentre(const MapPoint& map);
     void SetCentre(const GeographicPlace& place);
     void SetWidth(double metres);
-    /// A cell of the object gets a pixel of the screen, whatever size the view will have.
+    /// A cell of the object gets a pixel of the screen, whatever size the view will have; without
+    /// cells as ShowWhole.
     void SetOneToOne();
     /// All of the object, whatever size the view will have.
     void ShowWhole();
@@ -79,11 +83,15 @@ private:
     void DrawMark(QPainter& painter) const;
     void DrawScaleBar(QPainter& painter) const;
     void DrawLegend(QPainter& painter) const;
+    void DrawNote(QPainter& painter) const;
+    [[nodiscard]] QColor Ground() const;
     [[nodiscard]] double GroundMetresPerPixel() const;
     void DescribeForReaders();
 
     TileService& tiles_;
-    std::shared_ptr<MapPicture> picture_;
+    std::shared_ptr<MapSource> source_;
+    std::shared_ptr<MapPicture> picture_;  // the source, or null
+    std::unique_ptr<VectorView> vectors_;  // where the source is no picture
     MapCamera camera_;
     ViewLink link_;
     QColor background_;

@@ -20,8 +20,8 @@ QString HeightText(double metres, double span) {
     return QLocale().toString(metres, 'f', decimals) + " m";
 }
 
-QString GeographicText(const MapPicture& picture, const MapPoint& map) {
-    const auto place = picture.ToGlobe(map);
+QString GeographicText(const MapSource& source, const MapPoint& map) {
+    const auto place = source.ToGlobe(map);
     if (!place) return {};
     const std::string latitude =
         ConvertDegsToString(place->latitude, DegreeFlag::kNorthSouth | DegreeFlag::kDegrees);
@@ -31,23 +31,24 @@ QString GeographicText(const MapPicture& picture, const MapPoint& map) {
         .replace(QLatin1Char('.'), QLocale().decimalPoint());
 }
 
-QString MapText(const MapPicture& picture, const MapPoint& map) {
-    if (!picture.HasSystem()) {
+QString MapText(const MapSource& source, const MapPoint& map) {
+    if (source.InCells()) {
         return TextOf("atlas_cell")
             .arg(QLocale().toString(std::floor(map.x), 'f', 0),
                  QLocale().toString(std::floor(-map.y), 'f', 0));
     }
-    // A metre or less in all units that maps have.
-    const int decimals = picture.MetresX() > 1000 ? 6 : 1;
+    // A metre or less in all units that maps have; without a system nobody knows which.
+    const int decimals = source.MetresX() > 1000 ? 6 : source.HasSystem() ? 1 : 4;
     QLocale plain;
     plain.setNumberOptions(QLocale::OmitGroupSeparator);
-    return plain.toString(map.x, 'f', decimals) + QStringLiteral("  ") +
-           plain.toString(map.y, 'f', decimals) + QStringLiteral("  ") +
-           QString::fromStdString(picture.SystemName());
+    return (plain.toString(map.x, 'f', decimals) + QStringLiteral("  ") +
+            plain.toString(map.y, 'f', decimals) + QStringLiteral("  ") +
+            QString::fromStdString(source.SystemName()))
+        .trimmed();
 }
 
-QString PlaceText(const MapPicture& picture, const MapPoint& map) {
-    const QString geographic = GeographicText(picture, map), own = MapText(picture, map);
+QString PlaceText(const MapSource& source, const MapPoint& map) {
+    const QString geographic = GeographicText(source, map), own = MapText(source, map);
     return geographic.isEmpty() ? own : geographic + QStringLiteral("; ") + own;
 }
 

@@ -2,7 +2,7 @@
 
 #include <QString>
 
-#include "atlas/mappicture.h"
+#include "atlas/mapsource.h"
 
 namespace tarnvale {
 
@@ -11,10 +11,10 @@ namespace tarnvale {
 /// A height of a legend. @param span  from the lowest to the highest, metres as all
 [[nodiscard]] QString HeightText(double metres, double span);
 /// Latitude and longitude; empty where the map has no place on the globe.
-[[nodiscard]] QString GeographicText(const MapPicture& picture, const MapPoint& map);
+[[nodiscard]] QString GeographicText(const MapSource& source, const MapPoint& map);
 /// Map coordinates with the code of their system.
-[[nodiscard]] QString MapText(const MapPicture& picture, const MapPoint& map);
+[[nodiscard]] QString MapText(const MapSource& source, const MapPoint& map);
 /// Both in one line.
-[[nodiscard]] QString PlaceText(const MapPicture& picture, const MapPoint& map);
+[[nodiscard]] QString PlaceText(const MapSource& source, const MapPoint& map);
 
 }  // namespace tarnvale

@@ -93,6 +93,13 @@ TEST(ViewLink, ViewsShareWhatBothAreLockedIn) {
 // Of 513 x 513 heights and 1024 x 1024 colours with two levels; the file has no third one.
 class MapPictureTest : public testing::Test {
 protected:
+    static Status Open(MapPicture& picture, const FILEPATH& file, const QNSTRING& object) {
+        ZPF::FILEHANDLE opened;
+        EXPECT_TRUE(Good(opened.Open(file, ZPF::OpenMode::Read)));
+        ZPFObjectItem item;
+        EXPECT_TRUE(Good(FindObjectByPath(opened, object, item)));
+        return picture.Open(std::move(opened), item);
+    }
     MapPictureTest() { EXPECT_TRUE(Good(ZPF::WriteLandscape(folder / "land.sim"))); }
     MapTile Tile(MapPicture& picture, int level, int column = 0, int row = 0) const {
         MapTile tile;
@@ -109,7 +116,7 @@ protected:
 
 TEST_F(MapPictureTest, ImageryIsShownAsItIsOnEveryLevel) {
     MapPicture picture;
-    ASSERT_TRUE(Good(picture.Open(folder / "land.sim", "/Land")));
+    ASSERT_TRUE(Good(Open(picture, folder / "land.sim", "/Land")));
     EXPECT_FALSE(picture.IsHeights());
     EXPECT_EQ(picture.Levels(), 2);
     EXPECT_EQ(picture.SystemName(), "EPSG:32633");
@@ -125,7 +132,7 @@ TEST_F(MapPictureTest, ImageryIsShownAsItIsOnEveryLevel) {
 
 TEST_F(MapPictureTest, HeightsHaveColoursOfTheirRangeAndHolesAreClear) {
     MapPicture picture;
-    ASSERT_TRUE(Good(picture.Open(folder / "land.sim", "height")));
+    ASSERT_TRUE(Good(Open(picture, folder / "land.sim", "height")));
     EXPECT_TRUE(picture.IsHeights());
     EXPECT_EQ(picture.Lowest(), -40);
     EXPECT_EQ(picture.Highest(), 512 + 59);
@@ -150,7 +157,7 @@ TEST_F(MapPictureTest, ASlopeTowardsTheLightIsBrighter) {
     ASSERT_TRUE(
         Good(ZPF::WriteRaster(folder / "tent.sim", spec, {std::as_bytes(std::span(heights))})));
     MapPicture picture;
-    ASSERT_TRUE(Good(picture.Open(folder / "tent.sim", "/Tent")));
+    ASSERT_TRUE(Good(Open(picture, folder / "tent.sim", "/Tent")));
     const MapTile tile = Tile(picture, 0);
     // The same height on both sides of the ridge; the west looks to the light.
     EXPECT_GT(Red(tile, 22, 30), Red(tile, 42, 30) + 30);
@@ -160,7 +167,7 @@ TEST_F(MapPictureTest, ADamagedTileIsClearAndSaidAndTheOthersAreShown) {
     ZPF::RunSql(folder / "land.sim",
                 "UPDATE Land SET tile_data = x'0badcafe' WHERE tile_column = 0 AND tile_row = 0");
     MapPicture picture;
-    ASSERT_TRUE(Good(picture.Open(folder / "land.sim", "/Land")));
+    ASSERT_TRUE(Good(Open(picture, folder / "land.sim", "/Land")));
     const MapTile bad = Tile(picture, 0, 0, 0), good = Tile(picture, 0, 1, 1);
     EXPECT_TRUE(bad.damaged);
     EXPECT_EQ(bad.pixels[100 * 512 + 100], 0U);
@@ -199,7 +206,7 @@ protected:
         ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
     }
     static GeographicPlace CentreOf(const MapWidget& map) {
-        return map.Picture().ToGlobe(map.Camera().Centre()).value_or(GeographicPlace{999, 999});
+        return map.Source().ToGlobe(map.Camera().Centre()).value_or(GeographicPlace{999, 999});
     }
     static void ExpectCentre(const MapWidget& map, double longitude, double latitude) {
         EXPECT_NEAR(CentreOf(map).longitude, longitude, 1e-7);

@@ -11,6 +11,7 @@
 #include "base/filetext.h"
 #include "base/initext.h"
 #include "base/valuetext.h"
+#include "zpf/vectorhandle.h"
 
 namespace tarnvale {
 
@@ -183,6 +184,14 @@ Status Lacks(const FILEPATH& path, const std::string& key) {
         path.string() + " lacks \"" + key + "\" in the section [" + kSection + "]; add it there");
 }
 
+bool FindLayer(const ZPF::FILEHANDLE& file, std::string_view path, ZPFObjectItem& item) {
+    while (path.starts_with('/')) path.remove_prefix(1);
+    std::string table;
+    if (!ZPF::FindListedTable(file, QNSTRING(path), table).Good()) return false;
+    item = {file.GetFilePath(), {table, {}, ObjectType::Vector, kNoObject}, "/" + table};
+    return true;
+}
+
 }  // namespace
 
 bool AtlasPosition::Valid() const noexcept {
@@ -332,11 +341,15 @@ Status FindObjectByPath(const ZPF::FILEHANDLE& file, const QNSTRING& path, ZPFOb
         if (found < 0) break;
         parent = found;
     }
-    if (found < 0) {
-        return _SetErrPosn(StatusCode::ObjectNotFound,
-                           file.GetFilePath().string() + " has no object \"" + path + "\"");
-    }
-    return file.GetItem(found, item);
+    ZPFObjectHeader header;
+    const bool isFolder = found >= 0 && file.ReadObjectHeader(found, header).Good() &&
+                          header.type == ObjectType::Folder;
+    if (found >= 0 && !isFolder) return file.GetItem(found, item);
+    // A layer that a GIS has added is no object of the tree.
+    if (FindLayer(file, path, item)) return StatusCode::Ok;
+    if (isFolder) return file.GetItem(found, item);
+    return _SetErrPosn(StatusCode::ObjectNotFound,
+                       file.GetFilePath().string() + " has no object \"" + path + "\"");
 }
 
 QNLIST<FILEPATH> ListAtlases(const FILEPATH& folder) try {

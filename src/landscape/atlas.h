@@ -74,7 +74,8 @@ struct Atlas {
 [[nodiscard]] std::array<AtlasPosition, Atlas::kMostViews> DefaultPositions(std::size_t views);
 
 /// Finds an object by its path, as "/folder/name"; the case of names doesn't count, and the first
-/// slash may lack. Where several types share the name a raster goes first, then a vector.
+/// slash may lack. Where several types share the name a raster goes first, then a vector, then a
+/// GeoPackage table of features that is no object: its item has kNoObject for a number.
 /// @return ObjectNotFound; the file's error
 Status FindObjectByPath(const ZPF::FILEHANDLE& file, const QNSTRING& path, ZPFObjectItem& item);
 

@@ -308,6 +308,23 @@ TEST_F(AtlasTest, PermissionsStayAndALinkStaysALink) {
     ASSERT_TRUE(Good(atlas.Read(path)));
 }
 
+TEST_F(AtlasTest, ALayerThatAGisHasAddedIsAnObject) {
+    ZPF::RunSql(
+        folder / "land.sim",
+        "INSERT INTO gpkg_contents (table_name, data_type) VALUES ('main roads', 'features'), "
+        "('pictures', 'tiles')");
+    ZPF::FILEHANDLE file;
+    ASSERT_TRUE(Good(file.Open(folder / "land.sim", ZPF::OpenMode::Read)));
+    ZPFObjectItem item;
+    for (const char* name : {"/Main Roads", "main roads"}) {
+        ASSERT_TRUE(Good(FindObjectByPath(file, name, item))) << name;
+        EXPECT_EQ(item.header.type, ObjectType::Vector);
+        EXPECT_EQ(item.objectPath, "/main roads");
+    }
+    for (const char* name : {"/pictures", "/Land/main roads", "/"})
+        EXPECT_EQ(FindObjectByPath(file, name, item).Code(), StatusCode::ObjectNotFound) << name;
+}
+
 TEST_F(AtlasTest, AtlasesOfAFolderAreListedByName) {
     Put(kRequired);
     ZPF::WriteFile(folder / "B.ATL", {});
