@@ -43,7 +43,7 @@ std::vector<std::string> WordsOf(std::string_view text) {
     }
 }
 
-constexpr std::size_t kRanks = 6;
+constexpr std::size_t kRanks = 10;
 
 bool BeginsAWord(std::string_view text, std::string_view word) {
     for (auto at = text.find(word); at != std::string_view::npos; at = text.find(word, at + 1)) {
@@ -71,7 +71,8 @@ std::size_t RankOf(const CoordRefSysEntry& entry, std::span<const std::string> w
     if (wholeCode) return 0;
     if (number) return 1;
     const bool meant = place.has_value() && entry.bounds.Holds(*place);
-    return (inName ? 2U : 4U) + (meant ? 0U : 1U);
+    const bool worldwide = name.starts_with(" wgs 84");  // what most data of today are in
+    return 2U + (inName ? 0U : 4U) + (meant ? 0U : 2U) + (worldwide ? 0U : 1U);
 }
 
 }  // namespace

@@ -36,7 +36,8 @@ struct CoordRefSysEntry {
 /// Indices of the entries whose code or name holds every word of `text`, whatever the case of its
 /// ASCII letters. First those with a word as their code, then as their code's number, then those
 /// in whose name every word begins a word, then the rest; of these two, those that are meant for
-/// `place` come first. Otherwise in the order of `entries`. All of them for no words.
+/// `place` come first, and WGS 84 before other datums. Otherwise in the order of `entries`. All of
+/// them for no words.
 [[nodiscard]] std::vector<std::uint32_t> FindCoordRefSystems(
     std::span<const CoordRefSysEntry> entries, std::string_view text,
     const std::optional<GeographicPlace>& place = std::nullopt);

@@ -27,6 +27,7 @@ TEST(CoordRefSystems, AreFoundByNameOrCode) {
         {"4326", "EPSG:4326"},
         {"epsg:25832", "EPSG:25832"},
         {"  ETRS89   utm ZONE 32n  EPSG:25832", "EPSG:25832"},
+        {"utm 33n", "EPSG:32633"},
         {"no such system anywhere", ""},
     };
     for (const auto& [text, code] : cases) EXPECT_EQ(First(text), code) << text;
