@@ -15,13 +15,17 @@ constexpr int kFrameAndArrows = 56;  // pixels, generous for any style
 }  // namespace
 
 std::optional<double> ParseNumber(const QLocale& locale, const QString& text) {
+    // No field shows groups of thousands. Read as one, "513,125" would become a thousandfold.
+    QLocale own = locale, plain = QLocale::c();
+    own.setNumberOptions(own.numberOptions() | QLocale::RejectGroupSeparator);
+    plain.setNumberOptions(plain.numberOptions() | QLocale::RejectGroupSeparator);
     const QString trimmed = text.trimmed();
     bool good = false;
-    double value = locale.toDouble(trimmed, &good);
-    if (!good) value = QLocale::c().toDouble(trimmed, &good);
+    double value = own.toDouble(trimmed, &good);
+    if (!good) value = plain.toDouble(trimmed, &good);
     if (!good) {
         QString pointed = trimmed;
-        value = QLocale::c().toDouble(pointed.replace(QLatin1Char(','), QLatin1Char('.')), &good);
+        value = plain.toDouble(pointed.replace(QLatin1Char(','), QLatin1Char('.')), &good);
     }
     if (!good || !std::isfinite(value)) return std::nullopt;
     return value;
