@@ -3,6 +3,7 @@
 #include <QLabel>
 #include <QSignalBlocker>
 #include <QWheelEvent>
+#include <algorithm>
 #include <cmath>
 #include <optional>
 
@@ -68,7 +69,8 @@ QValidator::State NumberField::validate(QString& text, int&) const {
 }
 
 double NumberField::valueFromText(const QString& text) const {
-    return ParseNumber(locale(), text).value_or(value());
+    // Held here: a field whose steps go round would take what is too large as its least value.
+    return std::clamp(ParseNumber(locale(), text).value_or(value()), minimum(), maximum());
 }
 
 void NumberField::wheelEvent(QWheelEvent* event) {
