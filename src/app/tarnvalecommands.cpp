@@ -3,7 +3,6 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMessageBox>
-#include <QStatusBar>
 
 #include "app/inputassignmentspanel.h"
 #include "app/layeroffsetsdialog.h"
@@ -27,8 +26,6 @@
 namespace tarnvale {
 
 namespace {
-
-constexpr int kNotice = 8000;  // milliseconds that a notice stands in the status bar
 
 QString Stored(const char* key) {
     std::string value;
@@ -173,7 +170,7 @@ void CTarnvaleApp::ToggleWireframe() {
     settings::Wireframe.Set(!settings::Wireframe.Get());
     if (settings::Wireframe.Get() &&
         settings::WireframeColor.Get() == settings::BackgroundColor.Get()) {
-        mainFrame_->statusBar()->showMessage(TextOf("wireframe_invisible"), kNotice);
+        mainFrame_->ShowNotice(TextOf("wireframe_invisible"));
     }
 }
 
@@ -185,7 +182,7 @@ void CTarnvaleApp::ToggleTexture(int layer, int texture) {
 
 void CTarnvaleApp::ChooseLanguage(const QString& language) {
     _iniWrite("Language", language.toStdString());
-    mainFrame_->statusBar()->showMessage(TextOf("language_at_next_start"), kNotice);
+    mainFrame_->ShowNotice(TextOf("language_at_next_start"));
     mainFrame_->FocusView();
 }
 
