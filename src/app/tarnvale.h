@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QTranslator>
+#include <array>
 #include <memory>
 #include <string>
 
@@ -9,6 +10,7 @@
 #include "app/commands.h"
 #include "base/status.h"
 #include "base/types.h"
+#include "base/views.h"
 #include "graphics/graphicssystem.h"
 #include "input/inputsystem.h"
 #include "simulator/simulatr.h"
@@ -123,6 +125,7 @@ private:
     CTarnvaleView* mainView_ = nullptr;  // owned by the main frame
     CommandLineView commandLineView_;
     int filesOpened_ = 0;
+    std::array<FILEPATH, View::kCount> pictureFiles_;  // of the last screen shot of each view
     int wheelDelta_ = 0;  // of the last wheel message; each frame clears it
     bool quit_ = false;
     bool opening_ = false;

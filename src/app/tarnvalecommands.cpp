@@ -218,6 +218,7 @@ void CTarnvaleApp::TakeScreenShot(int view) {
         AskForScreenShotFile(window != nullptr ? static_cast<QWidget*>(window) : mainFrame_.get());
     simulator_->SkipTime();  // no frames were drawn behind the dialog
     if (!file.empty()) {
+        pictureFiles_[static_cast<std::size_t>(view)] = file;
         // The pose is asked for when the picture is there.
         simulator_->GetGraphicsSystem(view)->RequestScreenShot(file, [this, view] {
             return TextsOfView(*simulator_, view, "Tarnvale " TARNVALE_VERSION, landscape_);
@@ -235,8 +236,13 @@ void CTarnvaleApp::TellOfScreenShots() {
     for (int view = 0; view < View::kCount; ++view) {
         GraphicsSystem* const system = simulator_->GetGraphicsSystem(view);
         if (system == nullptr) continue;
-        if (const auto written = system->TakeScreenShotResult(); written && !written->Good())
+        const auto written = system->TakeScreenShotResult();
+        if (!written) continue;
+        if (written->Good()) {
+            KeepScreenShotFolder(pictureFiles_[static_cast<std::size_t>(view)]);
+        } else {
             ShowError(*written);
+        }
     }
 }
 
