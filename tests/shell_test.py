@@ -60,6 +60,20 @@ with Desktop(bin_dir, work / "menus") as desktop:
     desktop.key("BackSpace")
     desktop.changed(turned, "recentred", "Recenter turns back")
 
+    # A dialog that waits for its button stops the flight, and still leaves no copies of itself where it was.
+    view = geometry(desktop, window)
+    corner = f"300x120+{view['x'] + 20}+{view['y'] + 140}"
+    clear = desktop.rests("clear")
+    desktop.key("alt+h", "a")
+    about = desktop.focus("Tarnvale")
+    desktop.put(about, view["x"] + 20, view["y"] + 120)
+    desktop.changed(clear, "covered", "a dialog stands over the view", crop=corner)
+    desktop.put(about, view["x"] + 500, view["y"] + 400)
+    desktop.same(clear, "uncovered", "and the view is drawn afresh where it stood", crop=corner)
+    desktop.key("Escape")
+    desktop.gone("Tarnvale")
+    desktop.focus(TITLE)
+
     # The view alone.
     before = geometry(desktop, window)
     desktop.key("F11")

@@ -138,6 +138,7 @@ with Desktop(sys.argv[1], sys.argv[2], size="1400x900") as desktop:
     desktop.picture("failed_shot")
     desktop.key("Return")
     check(program.poll() is None, "flight goes on after it")
+    check(desktop.stored("SelectBitmapScreenshotSave") == str(bitmap), "and the next one starts where one was written")
 
     # Closing, hiding, and what is kept.
     desktop.focus("Map")

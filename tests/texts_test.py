@@ -83,6 +83,10 @@ for language, texts in languages.items():
             problems.append(f"{language}: {key} differs in its places to fill")
         if key.endswith("_") and not text.endswith("..."):
             problems.append(f"{language}: {key} opens something and should end in dots")
+        if key.removesuffix("_D").removeprefix("D_").startswith("XXX") and "," in text:
+            problems.append(f"{language}: {key} has a comma where values have a point")
+    if texts["options_"].replace("&", "") != texts["options"] + "...":
+        problems.append(f"{language}: the menu and the window name the options differently")
 
 # One letter in each menu, and in the bar.
 menu_code = code[root / "src/app/mainmenu.cpp"]

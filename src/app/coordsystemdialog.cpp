@@ -25,6 +25,7 @@ namespace tarnvale {
 
 namespace {
 
+constexpr int kWkt = Qt::UserRole + 1;       // of a system in the list of those used lately
 constexpr int kLongestDefinition = 100'000;  // characters; no description comes near
 
 std::string RecentKey(int i) {
@@ -59,11 +60,28 @@ bool LooksLikeADefinition(const QString& text) {
     });
 }
 
+// What the libraries write where a definition gives no name.
+bool IsNoName(const QString& name) {
+    return name.isEmpty() || name.compare(QLatin1String("unknown"), Qt::CaseInsensitive) == 0 ||
+           name.compare(QLatin1String("unnamed"), Qt::CaseInsensitive) == 0;
+}
+
+// For a label: not longer than two lines, with blanks where WKT can be broken.
+QString Shortened(const QString& definition) {
+    constexpr qsizetype kHead = 100, kTail = 40;  // characters
+    QString line = definition.simplified();
+    if (line.contains(QLatin1Char('['))) line.replace(QLatin1String(","), QLatin1String(", "));
+    if (line.size() <= kHead + kTail) return line;
+    return line.left(kHead) + QStringLiteral("…") + line.right(kTail);
+}
+
 // A name with the code that the definition is, if it is one: finding out whether the registry has a
-// code for any other definition takes long.
+// code for any other definition takes long. Without a name, the definition tells which it is.
 QString NameAndCode(const COORDREFSYS& system, const std::string& definition) {
     const QString name = QString::fromStdString(system.Name());
     const QString code = QString::fromStdString(definition);
+    if (IsNoName(name))
+        return Shortened(code.isEmpty() ? QString::fromStdString(system.Wkt()) : code);
     static const QRegularExpression kCode(QStringLiteral("^[A-Za-z0-9_]+:[A-Za-z0-9_]+$"));
     return kCode.match(code).hasMatch() ? QStringLiteral("%1 (%2)").arg(name, code.toUpper())
                                         : name;
@@ -159,6 +177,7 @@ void CoordSystemDialog::FillRecent() {
     const auto add = [this](const QString& text, const QString& definition) {
         auto* const item = new QListWidgetItem(text, recent_);
         item->setData(Qt::UserRole, definition);
+        return item;
     };
     if (const COORDREFSYS& own = scale_.LandscapeSystem(); own.Valid())
         add(TextOf("coordinate_system_of_landscape")
@@ -166,9 +185,19 @@ void CoordSystemDialog::FillRecent() {
             {});
     for (const std::string& definition : ReadRecent()) {
         COORDREFSYS system;
-        if (COORDREFSYS::FromText(definition, system).Good())
-            add(NameAndCode(system, definition), QString::fromStdString(definition));
+        if (!COORDREFSYS::FromText(definition, system).Good()) continue;
+        add(NameAndCode(system, definition), QString::fromStdString(definition))
+            ->setData(kWkt, QString::fromStdString(system.Wkt()));
     }
+}
+
+std::string CoordSystemDialog::DefinitionInForce() const {
+    const QString wkt = QString::fromStdString(scale_.System().Wkt());
+    for (int i = 0; i < recent_->count(); ++i) {
+        if (recent_->item(i)->data(kWkt).toString() == wkt && !wkt.isEmpty())
+            return recent_->item(i)->data(Qt::UserRole).toString().toStdString();
+    }
+    return {};
 }
 
 void CoordSystemDialog::Search() {
@@ -180,7 +209,7 @@ void CoordSystemDialog::Search() {
         model_->SetFilter(text);
     recent_->setCurrentItem(nullptr);
     if (text.isEmpty()) {
-        Show(scale_.System(), {});
+        Show(scale_.System(), DefinitionInForce());
         ok_->setEnabled(false);
         if (!list_.IsLoaded()) message_->setText(TextOf("coordinate_systems_loading"));
         return;

@@ -40,6 +40,8 @@ public slots:
 private:
     void Build();
     void FillRecent();
+    /// @return how the system in force was given; empty if it isn't among those used lately
+    [[nodiscard]] std::string DefinitionInForce() const;
     void Search();
     void TakeTableRow();
     void TakeRecent(const QListWidgetItem* item);

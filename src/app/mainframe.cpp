@@ -33,6 +33,7 @@ namespace tarnvale {
 namespace {
 
 constexpr const char* kPlacement = "MainWinPlacement";
+constexpr int kNotice = 8000;  // milliseconds that a notice stands in the status bar
 
 std::string RecentKey(int i) {
     return "RecentFile" + std::to_string(i + 1);
@@ -88,6 +89,11 @@ CMainFrame::CMainFrame(CTarnvaleView* view)
     BuildTools();
     (void)_iniRead("ShowStatusBar", statusBarWanted_);
     statusBar()->setVisible(statusBarWanted_);
+    connect(statusBar(), &QStatusBar::messageChanged, this, [this](const QString& shown) {
+        if (notice_.isEmpty() || shown == notice_) return;
+        notice_.clear();
+        ShowBars();
+    });
     EnableLandscapeCommands(false);
     ShowRecentFiles();
     Place();
@@ -218,11 +224,18 @@ bool CMainFrame::StatusBarShown() const {
     return statusBarWanted_;
 }
 
+void CMainFrame::ShowNotice(const QString& text) {
+    notice_ = text;
+    statusBar()->showMessage(text, kNotice);
+    ShowBars();
+}
+
 void CMainFrame::ShowBars() {
     menuBar()->setVisible(!isFullScreen());
     toolBar_->setVisible(!isFullScreen());
     // While commands are off the status bar shows how far the opening has come.
-    statusBar()->setVisible(!commandsOn_ || (statusBarWanted_ && !isFullScreen()));
+    statusBar()->setVisible(!commandsOn_ || !notice_.isEmpty() ||
+                            (statusBarWanted_ && !isFullScreen()));
 }
 
 void CMainFrame::ShowFullScreen(bool on) {

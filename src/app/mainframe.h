@@ -47,6 +47,8 @@ public:
     /// Kept between runs.
     void ShowStatusBar(bool show);
     [[nodiscard]] bool StatusBarShown() const;
+    /// Tells something for some seconds. A status bar that is off shows for so long.
+    void ShowNotice(const QString& text);
     /// Asked before the window closes; where it answers false the window stays.
     void SetCloseQuestion(std::function<bool()> question) { closeQuestion_ = std::move(question); }
     /// The view alone, over the whole screen. Escape ends it.
@@ -88,6 +90,7 @@ private:
     bool commandsOn_ = true;
     bool closeWanted_ = false;  // asked for while commands were off
     bool statusBarWanted_ = true;
+    QString notice_;  // empty while there is none
 };
 
 }  // namespace tarnvale

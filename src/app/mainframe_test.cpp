@@ -7,11 +7,13 @@
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QMimeData>
+#include <QStatusBar>
 #include <QUrl>
 #include <vector>
 
 #include "app/mainmenu.h"
 #include "app/tarnvaleview.h"
+#include "app/widgets_for_test.h"
 
 namespace tarnvale {
 namespace {
@@ -66,6 +68,23 @@ TEST_F(MainFrame, WhileAFileOpensNoCommandWorksAndThenThoseThatDidBefore) {
     menu.Action(Command::FileChooseAtlas)->trigger();
     EXPECT_EQ(opened, 1);
     EXPECT_TRUE(menu.Action(Command::ViewRecenter)->isEnabled());
+}
+
+TEST_F(MainFrame, ANoticeIsSeenWithTheStatusBarOffToo) {
+    widgets::NewStore();
+    const QStatusBar& bar = *frame_.statusBar();
+    const auto seen = [&] { return bar.isVisibleTo(&frame_); };
+    for (const bool on : {false, true}) {
+        frame_.ShowStatusBar(on);
+        frame_.ShowNotice("first");
+        frame_.ShowNotice("second");
+        EXPECT_TRUE(seen() && bar.currentMessage() == "second");
+        EXPECT_EQ(frame_.StatusBarShown(), on) << "what the menu says";
+        frame_.statusBar()->clearMessage();  // as its time is over
+        EXPECT_EQ(seen(), on);
+        bool stored = !on;
+        EXPECT_TRUE(widgets::Stored("ShowStatusBar", stored) && stored == on);
+    }
 }
 
 TEST_F(MainFrame, LayersOfALandscapeStandInItsMenuAndGoWithIt) {

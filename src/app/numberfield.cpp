@@ -3,6 +3,7 @@
 #include <QLabel>
 #include <QSignalBlocker>
 #include <QWheelEvent>
+#include <algorithm>
 #include <cmath>
 #include <optional>
 
@@ -15,13 +16,17 @@ constexpr int kFrameAndArrows = 56;  // pixels, generous for any style
 }  // namespace
 
 std::optional<double> ParseNumber(const QLocale& locale, const QString& text) {
+    // No field shows groups of thousands. Read as one, "513,125" would become a thousandfold.
+    QLocale own = locale, plain = QLocale::c();
+    own.setNumberOptions(own.numberOptions() | QLocale::RejectGroupSeparator);
+    plain.setNumberOptions(plain.numberOptions() | QLocale::RejectGroupSeparator);
     const QString trimmed = text.trimmed();
     bool good = false;
-    double value = locale.toDouble(trimmed, &good);
-    if (!good) value = QLocale::c().toDouble(trimmed, &good);
+    double value = own.toDouble(trimmed, &good);
+    if (!good) value = plain.toDouble(trimmed, &good);
     if (!good) {
         QString pointed = trimmed;
-        value = QLocale::c().toDouble(pointed.replace(QLatin1Char(','), QLatin1Char('.')), &good);
+        value = plain.toDouble(pointed.replace(QLatin1Char(','), QLatin1Char('.')), &good);
     }
     if (!good || !std::isfinite(value)) return std::nullopt;
     return value;
@@ -64,7 +69,8 @@ QValidator::State NumberField::validate(QString& text, int&) const {
 }
 
 double NumberField::valueFromText(const QString& text) const {
-    return ParseNumber(locale(), text).value_or(value());
+    // Held here: a field whose steps go round would take what is too large as its least value.
+    return std::clamp(ParseNumber(locale(), text).value_or(value()), minimum(), maximum());
 }
 
 void NumberField::wheelEvent(QWheelEvent* event) {

@@ -19,7 +19,8 @@ struct NumberLook {
     int decimals = 2;
 };
 
-/// The number that a user typed, with the locale's decimal sign, a point or a comma.
+/// The number that a user typed, with the locale's decimal sign, a point or a comma: neither ever
+/// separates thousands.
 /// @return none for what isn't a finite number
 [[nodiscard]] std::optional<double> ParseNumber(const QLocale& locale, const QString& text);
 

@@ -6,6 +6,7 @@
 #include <QScreen>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <QShortcut>
 #include <QTabBar>
 #include <QTabWidget>
 #include <QVBoxLayout>
@@ -45,11 +46,14 @@ OptionsDialog::OptionsDialog(OptionsContext context, QWidget* parent)
     buttons->button(QDialogButtonBox::Ok)->setDefault(true);
     connect(buttons, &QDialogButtonBox::accepted, this, &OptionsDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &OptionsDialog::reject);
-    connect(buttons->button(QDialogButtonBox::Apply), &QPushButton::clicked, this,
-            &OptionsDialog::Keep);
+    QPushButton* const apply = buttons->button(QDialogButtonBox::Apply);
+    apply->setText(TextOf("apply"));  // the toolkit's own has no letter
+    connect(apply, &QPushButton::clicked, this, &OptionsDialog::Keep);
     auto* const layout = new QVBoxLayout(this);
     layout->addWidget(tabs_);
     layout->addWidget(buttons);
+    TurnPagesBy(1, {Qt::CTRL | Qt::Key_Tab, Qt::CTRL | Qt::Key_PageDown});
+    TurnPagesBy(-1, {Qt::CTRL | Qt::SHIFT | Qt::Key_Backtab, Qt::CTRL | Qt::Key_PageUp});
 }
 
 OptionsDialog::~OptionsDialog() {
@@ -73,6 +77,18 @@ Page* OptionsDialog::Add(const char* titleKey) {
     connect(page, &OptionPage::Tried, this, &OptionsDialog::settingsChanged);
     pages_.push_back(page);
     return page;
+}
+
+// As shortcuts, since some controls take these keys for themselves: a drop-down list its next
+// entry.
+void OptionsDialog::TurnPagesBy(int step, std::initializer_list<QKeyCombination> keys) {
+    const auto turn = [this, step] {
+        tabs_->setCurrentIndex((tabs_->currentIndex() + step + tabs_->count()) % tabs_->count());
+    };
+    for (const QKeyCombination key : keys) {
+        auto* const shortcut = new QShortcut(QKeySequence(key), this);
+        connect(shortcut, &QShortcut::activated, this, turn);
+    }
 }
 
 void OptionsDialog::open() {

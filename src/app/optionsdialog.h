@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDialog>
+#include <initializer_list>
 #include <vector>
 
 #include "app/optionpage.h"
@@ -41,6 +42,8 @@ public slots:
 private:
     template <typename Page>
     Page* Add(const char* titleKey);
+    /// Each of the keys goes on by `step` pages, round and round, from any control.
+    void TurnPagesBy(int step, std::initializer_list<QKeyCombination> keys);
     void FinishTyping();
     void Keep();
     void Revert();

@@ -557,6 +557,31 @@ TEST_F(OptionUnitsTest, AStoredUnitThatIsNoneShowsAsTheProgramsOwn) {
     EXPECT_EQ(start.accessibleDescription().toStdString(), "m");
 }
 
+TEST_F(OptionsDialogTest, KeysTurnThePagesFromAnyControl) {
+    Open();
+    const auto* const tabs = dialog->findChild<QTabWidget*>();
+    auto& list = Get<QComboBox>(*dialog->Page(kMapView), "locator_c");
+    const std::tuple<QWidget*, int> from[] = {{&list, kMapView},
+                                              {&Get<NumberField>(*dialog, "quality"), kTerrain}};
+    const std::tuple<Qt::Key, Qt::KeyboardModifiers, int> keys[] = {
+        {Qt::Key_Tab, Qt::ControlModifier, 1},
+        {Qt::Key_Backtab, Qt::ControlModifier | Qt::ShiftModifier, -1},
+        {Qt::Key_PageDown, Qt::ControlModifier, 1},
+        {Qt::Key_PageUp, Qt::ControlModifier, -1}};
+    for (const auto& [control, page] : from) {
+        for (const auto& [key, modifiers, step] : keys) {
+            ShowPage(page);
+            control->setFocus();
+            QTest::keyClick(control, key, modifiers);
+            EXPECT_EQ(tabs->currentIndex(), page + step);
+        }
+    }
+    EXPECT_EQ(list.currentIndex(), 0) << "not the setting";
+    ShowPage(kExaggeration);
+    QTest::keyClick(dialog.get(), Qt::Key_PageDown, Qt::ControlModifier);
+    EXPECT_EQ(tabs->currentIndex(), kGraphics) << "round and round";
+}
+
 // Letters of a page and of the buttons below it: each once, in each language.
 TEST_F(OptionsDialogTest, NoTwoControlsShareALetter) {
     for (const char* language : {"en", "de"}) {
@@ -576,6 +601,7 @@ TEST_F(OptionsDialogTest, NoTwoControlsShareALetter) {
             for (const auto* button : dialog->findChild<QDialogButtonBox*>()->buttons()) {
                 add(button->text());
             }
+            EXPECT_EQ(letters.size(), 1U) << "Apply, which no key stands for";
             for (const QLabel* label : page.findChildren<QLabel*>()) {
                 if (label->buddy() != nullptr) add(label->text());
             }

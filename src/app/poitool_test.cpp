@@ -226,6 +226,7 @@ TEST_F(POIToolTest, PlacesAreTypedAsInTheUsersLanguageOrWithAPoint) {
         {"en", "500123.25", 500'123.25}, {"de", "500123,25", 500'123.25},
         {"de", "500123.25", 500'123.25}, {"de", "500.125", 500.125},
         {"en", "500123,5", 500'123.5},   {"en", " 5.001e5 ", 500'100},
+        {"en", "513,125", 513.125},      {"de", "513,125", 513.125},
     };
     for (const auto& [language, typed, value] : cases) {
         QLocale::setDefault(QLocale(language));
@@ -244,7 +245,8 @@ TEST_F(POIToolTest, PlacesAreTypedAsInTheUsersLanguageOrWithAPoint) {
 TEST_F(POIToolTest, TypedNonsenseLeavesThePointAndSaysSo) {
     Click("create_poi");
     const std::string hint = Message();
-    for (const char* const typed : {"", "abc", "12 m", "nan", "inf", "1e400", "1e300", "--5"}) {
+    for (const char* const typed :
+         {"", "abc", "12 m", "nan", "inf", "1e400", "1e300", "--5", "12,345,678", "1,234.5"}) {
         TypeInto(0, POIList::kX, typed);
         EXPECT_EQ(List().CellText(0, POIList::kX), "500325.00") << typed;
         EXPECT_NE(Message(), hint) << typed;

@@ -272,6 +272,24 @@ TEST_F(CoordSystemDialogTest, TakesPastedDefinitionsAndSaysWhatItDoesNotUndersta
     EXPECT_GT(east, 900'000) << "from the next zone";
 }
 
+TEST_F(CoordSystemDialogTest, ASystemWithoutANameIsCalledAsItWasGiven) {
+    const std::tuple<std::string, std::string> cases[] = {
+        {"+proj=utm  +zone=31\n+datum=WGS84", "+proj=utm +zone=31 +datum=WGS84"},
+        {"+proj=utm +zone=33 +datum=WGS84", "+proj=utm +zone=33 +datum=WGS84"},
+    };
+    for (const auto& [given, name] : cases) {
+        search->setText(QString::fromStdString(given));
+        EXPECT_EQ(Message(), "Chosen: " + name);
+        ok->click();
+        Reopen();
+        EXPECT_EQ(recent->item(1)->text().toStdString(), name);
+        EXPECT_EQ(Message(), "Chosen: " + name) << "opened again";
+    }
+    simulator.GetReadouts().Scale().SetLandscape(System(std::get<0>(cases[0])));
+    Reopen();
+    EXPECT_TRUE(recent->item(0)->text().contains("PROJCRS[")) << "given by its file";
+}
+
 TEST_F(CoordSystemDialogTest, StaysOpenWhereNoConversionLeads) {
     search->setText("+proj=longlat +a=3396190 +b=3376200 +no_defs");  // another planet
     ASSERT_TRUE(ok->isEnabled());

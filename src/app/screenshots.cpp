@@ -45,10 +45,13 @@ FILEPATH AskForScreenShotFile(QWidget* parent) {
             dialog.selectFile(file);
             continue;
         }
-        _iniWrite(kLastFile, file.toStdString());
         return file.toStdString();
     }
     return {};
+}
+
+void KeepScreenShotFolder(const FILEPATH& file) {
+    _iniWrite(kLastFile, file.string());
 }
 
 }  // namespace tarnvale

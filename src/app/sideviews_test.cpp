@@ -9,6 +9,7 @@
 #include <QMenu>
 #include <QPushButton>
 #include <memory>
+#include <tuple>
 
 #include "app/screenshots.h"
 #include "app/tarnvaleview.h"
@@ -196,6 +197,18 @@ TEST_F(SideViewsTest, TheStripZoomsAndTurnsAndChoosesTextures) {
     EXPECT_EQ(simulator.Custom().pitch, -5);
     EXPECT_EQ(simulator.Custom().roll, -12.5F);
     EXPECT_EQ(simulator.Custom().offset, 10);
+
+    auto& yaw = *Find<NumberField>(View::kCustom, "ViewYaw");
+    const std::tuple<const char*, float> typed[] = {
+        {"12,5", 12.5F}, {"-7.5", -7.5F}, {"-400", -180}, {"abc", -180}, {"400", 180}};
+    for (const auto& [text, angle] : typed) {
+        yaw.setLocale(QLocale::English);
+        widgets::Type(yaw, text);
+        QTest::keyClick(&yaw, Qt::Key_Return);
+        EXPECT_EQ(simulator.Custom().yaw, angle) << text;
+    }
+    QTest::keyClick(&yaw, Qt::Key_Up);
+    EXPECT_EQ(simulator.Custom().yaw, -180) << "steps go round";
 
     const auto visible = [this](int view) {
         return simulator.GetScene()->Layers().front()->textures.front().visible[view];

@@ -4,7 +4,9 @@
 #include <QElapsedTimer>
 #include <QIcon>
 #include <QMessageBox>
+#include <QScopedValueRollback>
 #include <QScreen>
+#include <QThread>
 #include <QTimer>
 #include <array>
 #include <cstdio>
@@ -326,7 +328,10 @@ void CTarnvaleApp::RunFrame() {
     wheelDelta_ = 0;
     if (record.screenShot) TakeScreenShot(sideViews_->FocusedView());
     ShowFlightState(record);
-    if (!simulator_->Update(&record, true).Good()) quit_ = true;
+    {
+        const QScopedValueRollback busy(inFrame_, true);
+        if (!simulator_->Update(&record, true).Good()) quit_ = true;
+    }
     TellOfScreenShots();
     ReplaceLostGraphics();
     sideViews_->TellLosses();
@@ -404,13 +409,37 @@ Status CTarnvaleApp::OpenLandscape(const FILEPATH& path) {
 }
 
 void CTarnvaleApp::RedrawView() {
-    if (simulator_ == nullptr || opening_ || graphics_ == nullptr || !graphics_->IsOpen()) return;
+    const bool loading = opening_ && !asking_;
+    if (simulator_ == nullptr || loading || graphics_ == nullptr || !graphics_->IsOpen()) return;
     if (!simulator_->IsLandscapeReady(ReadyLevel::Terrain)) {
         (void)simulator_->Update(nullptr, false);
         // Without flight no frame follows by itself, in which the device would be opened again.
         if (graphics_->IsLost()) QTimer::singleShot(0, this, &CTarnvaleApp::RecoverView);
+    } else if (BehindDialog()) {
+        // One frame for all views and all strips that a dragged dialog uncovers.
+        if (!std::exchange(redrawPosted_, true))
+            QTimer::singleShot(0, this, &CTarnvaleApp::DrawBehindDialog);
+        return;
     }
     TellOfScreenShots();
+}
+
+// The message loop of Run is none of the kind that is counted.
+bool CTarnvaleApp::BehindDialog() const {
+    return thread()->loopLevel() > 0;
+}
+
+void CTarnvaleApp::DrawBehindDialog() {
+    redrawPosted_ = false;
+    if (!BehindDialog() || inFrame_ || (opening_ && !asking_) || !graphics_->IsOpen() ||
+        !simulator_->IsLandscapeReady(ReadyLevel::Terrain)) {
+        return;
+    }
+    const QScopedValueRollback busy(inFrame_, true);
+    // How long nothing was uncovered says nothing about the frame rate, before this and after it.
+    simulator_->SkipTime();
+    (void)simulator_->Update(nullptr, true);
+    simulator_->SkipTime();
 }
 
 void CTarnvaleApp::RecoverView() {
@@ -484,6 +513,11 @@ void CTarnvaleApp::FocusMainWindow() {
 void CTarnvaleApp::OnViewClicked(bool left, bool /*right*/) {
     POITool* const tool = PoiTool();
     if (left && tool != nullptr && tool->isVisible()) tool->ShowMoved();
+}
+
+bool CTarnvaleApp::MayReplaceLandscape() {
+    const QScopedValueRollback asking(asking_, true);
+    return SaveAllModified();
 }
 
 bool CTarnvaleApp::SaveAllModified() {

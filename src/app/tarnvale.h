@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QTranslator>
+#include <array>
 #include <memory>
 #include <string>
 
@@ -9,6 +10,7 @@
 #include "app/commands.h"
 #include "base/status.h"
 #include "base/types.h"
+#include "base/views.h"
 #include "graphics/graphicssystem.h"
 #include "input/inputsystem.h"
 #include "simulator/simulatr.h"
@@ -55,7 +57,7 @@ public:
     void ShowView(int view, bool show) override;
     void RebuildMenus() override;
     void OnViewClicked(bool left, bool right) override;
-    [[nodiscard]] bool MayReplaceLandscape() override { return SaveAllModified(); }
+    [[nodiscard]] bool MayReplaceLandscape() override;
 
     /// Asks about points of interest that aren't saved.
     /// @return false if the user cancels: nothing may be closed then
@@ -84,6 +86,10 @@ private:
     void ShowError(Status status);
     /// Draws once where no frame follows by itself.
     void RedrawView();
+    /// Whether a dialog or menu runs a message loop of its own, so that no frame follows.
+    [[nodiscard]] bool BehindDialog() const;
+    /// One frame without flight.
+    void DrawBehindDialog();
 
     // Commands
     void OnCommand(Command command, bool checked);
@@ -123,10 +129,14 @@ private:
     CTarnvaleView* mainView_ = nullptr;  // owned by the main frame
     CommandLineView commandLineView_;
     int filesOpened_ = 0;
+    std::array<FILEPATH, View::kCount> pictureFiles_;  // of the last screen shot of each view
     int wheelDelta_ = 0;  // of the last wheel message; each frame clears it
     bool quit_ = false;
     bool opening_ = false;
-    bool lossTold_ = false;  // that the device couldn't be opened again
+    bool asking_ = false;        // while opening: the old landscape is whole yet
+    bool lossTold_ = false;      // that the device couldn't be opened again
+    bool inFrame_ = false;       // so that a message box of a frame draws none inside it
+    bool redrawPosted_ = false;  // for behind a dialog
 };
 
 }  // namespace tarnvale

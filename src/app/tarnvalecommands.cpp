@@ -3,7 +3,6 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMessageBox>
-#include <QStatusBar>
 
 #include "app/inputassignmentspanel.h"
 #include "app/layeroffsetsdialog.h"
@@ -27,8 +26,6 @@
 namespace tarnvale {
 
 namespace {
-
-constexpr int kNotice = 8000;  // milliseconds that a notice stands in the status bar
 
 QString Stored(const char* key) {
     std::string value;
@@ -173,7 +170,7 @@ void CTarnvaleApp::ToggleWireframe() {
     settings::Wireframe.Set(!settings::Wireframe.Get());
     if (settings::Wireframe.Get() &&
         settings::WireframeColor.Get() == settings::BackgroundColor.Get()) {
-        mainFrame_->statusBar()->showMessage(TextOf("wireframe_invisible"), kNotice);
+        mainFrame_->ShowNotice(TextOf("wireframe_invisible"));
     }
 }
 
@@ -185,7 +182,7 @@ void CTarnvaleApp::ToggleTexture(int layer, int texture) {
 
 void CTarnvaleApp::ChooseLanguage(const QString& language) {
     _iniWrite("Language", language.toStdString());
-    mainFrame_->statusBar()->showMessage(TextOf("language_at_next_start"), kNotice);
+    mainFrame_->ShowNotice(TextOf("language_at_next_start"));
     mainFrame_->FocusView();
 }
 
@@ -221,6 +218,7 @@ void CTarnvaleApp::TakeScreenShot(int view) {
         AskForScreenShotFile(window != nullptr ? static_cast<QWidget*>(window) : mainFrame_.get());
     simulator_->SkipTime();  // no frames were drawn behind the dialog
     if (!file.empty()) {
+        pictureFiles_[static_cast<std::size_t>(view)] = file;
         // The pose is asked for when the picture is there.
         simulator_->GetGraphicsSystem(view)->RequestScreenShot(file, [this, view] {
             return TextsOfView(*simulator_, view, "Tarnvale " TARNVALE_VERSION, landscape_);
@@ -238,8 +236,13 @@ void CTarnvaleApp::TellOfScreenShots() {
     for (int view = 0; view < View::kCount; ++view) {
         GraphicsSystem* const system = simulator_->GetGraphicsSystem(view);
         if (system == nullptr) continue;
-        if (const auto written = system->TakeScreenShotResult(); written && !written->Good())
+        const auto written = system->TakeScreenShotResult();
+        if (!written) continue;
+        if (written->Good()) {
+            KeepScreenShotFolder(pictureFiles_[static_cast<std::size_t>(view)]);
+        } else {
             ShowError(*written);
+        }
     }
 }
 

@@ -3,7 +3,6 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QCloseEvent>
-#include <QDoubleSpinBox>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -13,6 +12,7 @@
 #include <QSignalBlocker>
 #include <QVBoxLayout>
 
+#include "app/numberfield.h"
 #include "app/tarnvaleview.h"
 #include "qtbase/apptext.h"
 #include "simulator/viewtitle.h"
@@ -142,27 +142,32 @@ void ViewWindow::BuildCustomFields(QGridLayout* grid) {
     const auto add = [&](const char* key, const char* name, const char* unit, double range,
                          float& value) {
         auto* const label = new QLabel(TextOf(key), strip_);
-        auto* const field = new QDoubleSpinBox(strip_);
+        auto* const field = new NumberField(strip_);
+        auto* const beside = new QLabel(strip_);
         label->setBuddy(field);
         field->setObjectName(QLatin1String(name));
-        field->setRange(-range, range);
-        field->setDecimals(1);
+        field->SetUnitLabel(beside);
+        field->SetLook({.range = {-range, range}, .unit = TextOf(unit), .decimals = 1});
+        field->setStepType(QAbstractSpinBox::DefaultStepType);
         field->setWrapping(range == kHalfTurn);
         field->setSingleStep(range == kHalfTurn ? 5 : 10);
-        field->setSuffix(QLatin1Char(' ') + TextOf(unit));
-        field->setValue(static_cast<double>(value));
-        connect(field, &QDoubleSpinBox::valueChanged, this,
-                [&value](double shown) { value = static_cast<float>(shown); });
-        const int place = grid->count() / 2;  // two in a row
-        grid->addWidget(label, place / 2, place % 2 * 2);
-        grid->addWidget(field, place / 2, place % 2 * 2 + 1);
+        field->Load(static_cast<double>(value));
+        connect(field, &NumberField::Edited, this,
+                [field, &value] { value = static_cast<float>(field->Kept()); });
+        const int place = grid->count() / 3;  // two in a row
+        int column = place % 2 * 4;
+        for (QWidget* const widget : {static_cast<QWidget*>(label), static_cast<QWidget*>(field),
+                                      static_cast<QWidget*>(beside)}) {
+            grid->addWidget(widget, place / 2, column++);
+        }
     };
     CustomView& custom = simulator_.Custom();
     add("yaw_c", "ViewYaw", "degrees", kHalfTurn, custom.yaw);
     add("pitch_c", "ViewPitch", "degrees", kHalfTurn, custom.pitch);
     add("roll_c", "ViewRoll", "degrees", kHalfTurn, custom.roll);
     add("offset_c", "ViewOffset", "meters", kFarthestOffset, custom.offset);
-    grid->setColumnStretch(4, 1);
+    grid->setColumnMinimumWidth(3, 2 * kMargin);  // between the unit and the next label
+    grid->setColumnStretch(7, 1);
 }
 
 void ViewWindow::OpenGraphics(const GraphicsSystem& prototype) {
