@@ -15,17 +15,21 @@ import time
 from desktop import Desktop, check, colours, wait_for
 
 manual = pathlib.Path(__file__).resolve().parent.parent / "docs/manual"
-pages = {page.name: page.read_text(encoding="utf-8") for page in manual.glob("*.md")}
 wanted = set()
-for name, text in pages.items():
-    for link in re.findall(r"\]\(([^)]+)\)", text):
-        if link.startswith("pictures/"):
-            wanted.add(pathlib.Path(link).name)
-            check((manual / link).exists(), f"{name}: the picture {link} is there")
-        else:
-            check(link in pages, f"{name}: {link} leads to a page")
-linked = {link for text in pages.values() for link in re.findall(r"\]\(([^)]+\.md)\)", text)}
-check(set(pages) - {"index.md"} <= linked, "every page can be reached")
+page_names = {page.name for page in manual.glob("*.md")}
+for folder in [manual, *(path for path in manual.iterdir() if path.is_dir() and path.name != "pictures")]:
+    pages = {page.name: page.read_text(encoding="utf-8") for page in folder.glob("*.md")}
+    check(set(pages) == page_names, f"{folder.name} has every page")
+    linked = {"index.md"}
+    for name, text in pages.items():
+        for link in re.findall(r"\]\(([^)]+)\)", text):
+            if link.endswith(".png"):
+                wanted.add(pathlib.Path(link).name)
+                check((folder / link).exists(), f"{folder.name}/{name}: the picture {link} is there")
+            else:
+                check(link in pages, f"{folder.name}/{name}: {link} leads to a page")
+                linked.add(link)
+    check(set(pages) <= linked, f"every page of {folder.name} can be reached")
 
 # The manual shows what a user sees, so the skies that come with the program are there.
 with Desktop(sys.argv[1], sys.argv[2], "1400x900",

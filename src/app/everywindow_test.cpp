@@ -11,6 +11,7 @@
 #include <QSignalSpy>
 #include <QStatusBar>
 #include <QTabWidget>
+#include <QTextBrowser>
 #include <QTranslator>
 #include <algorithm>
 #include <cstdio>
@@ -223,7 +224,12 @@ TEST_P(EveryWindowTest, SmallDialogs) {
     Check(start, "graphics system");
     ShowManual(nullptr);
     for (QWidget* const window : QApplication::topLevelWidgets()) {
-        if (window->objectName() == "Manual") Check(*window, "manual");
+        if (window->objectName() != "Manual") continue;
+        Check(*window, "manual");
+        const QString page = window->findChild<QTextBrowser*>()->source().path();
+        EXPECT_TRUE(page.endsWith(GetParam() == std::string("de") ? "/manual/de/index.md"
+                                                                  : "/manual/index.md"))
+            << page.toStdString();
     }
 }
 

@@ -28,6 +28,17 @@ QString ManualFolder() {
     return {};
 }
 
+/// The page in the language in force, or else in English. @return empty where there is none
+QString PageFile(const QString& page) {
+    const QDir manual(ManualFolder());
+    const QString language = QString::fromStdString(TEXTRES::Language());
+    for (const QString& folder : {language, language.section(QLatin1Char('_'), 0, 0), QString()}) {
+        const QString file = QDir(manual.filePath(folder)).filePath(page + QLatin1String(".md"));
+        if (QFileInfo::exists(file)) return file;
+    }
+    return {};
+}
+
 class Manual final : public QMainWindow {
 public:
     explicit Manual(QWidget* mainWindow)
@@ -65,11 +76,11 @@ public:
     }
 
     void Show(const QString& page) {
-        const QString file = ManualFolder() + QLatin1Char('/') + page + QLatin1String(".md");
-        if (QFileInfo::exists(file))
-            pages_->setSource(QUrl::fromLocalFile(file));
-        else
+        const QString file = PageFile(page);
+        if (file.isEmpty())
             pages_->setPlainText(TextOf("no_manual"));
+        else
+            pages_->setSource(QUrl::fromLocalFile(file));
     }
 
 private:
