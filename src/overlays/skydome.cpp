@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <utility>
 
 #include "base/settings.h"
@@ -112,16 +113,25 @@ void SkyDome::Place(const Placing& placing) {
     placed_ = placing;
 }
 
-void SkyDome::LeaveOutHidden(const Vec3f& viewer, const SolidGround& ground) {
-    const HiddenCone hidden(viewer, ground);
+void SkyDome::LeaveOutUnseen(const Vec3f& viewer, const SolidGround* ground,
+                             const ViewPyramid* seen) {
+    const std::optional<HiddenCone> hidden =
+        ground != nullptr ? std::optional<HiddenCone>(std::in_place, viewer, *ground)
+                          : std::nullopt;
     seen_.Clear();
     seen_.kind = mesh_.kind;
     seen_.colour = mesh_.colour;
     seen_.texture = mesh_.texture;
     for (std::uint32_t i = 0; i < mesh_.vertices.Count(); i += kQuadVertices) {
         const auto vertices = mesh_.vertices.Span().subspan(i, kQuadVertices);
-        if (std::ranges::all_of(kQuadCorners,
-                                [&](std::uint32_t k) { return hidden.Holds(vertices[k]); })) {
+        if (seen != nullptr) {
+            std::uint8_t beyond = 0xFF;  // sides of the view that the whole quad lies beyond
+            for (const std::uint32_t k : kQuadCorners) beyond &= seen->OutCode(vertices[k]);
+            if (beyond != 0) continue;
+        }
+        if (hidden && std::ranges::all_of(kQuadCorners, [&](std::uint32_t k) {
+                return hidden->Holds(vertices[k]);
+            })) {
             continue;
         }
         seen_.vertices.Append(vertices);
@@ -159,7 +169,7 @@ TextureHandle* SkyDome::TextureFor(GraphicsSystem& graphics, int view) {
 }
 
 void SkyDome::Draw(GraphicsSystem& graphics, int view, const Vec3f& viewer,
-                   const SolidGround* ground) {
+                   const SolidGround* ground, const ViewPyramid* seen) {
     if (half_ <= 0 || !HasPicture() || !View::Exists(view) || view == View::kMap) return;
     TextureHandle* const texture = TextureFor(graphics, view);
     if (texture == nullptr) return;
@@ -173,8 +183,8 @@ void SkyDome::Draw(GraphicsSystem& graphics, int view, const Vec3f& viewer,
     // Its texture makes it lie behind everything, however near its sphere, before or after it;
     // wires stand where they are.
     batch_.front() = &mesh_;
-    if (ground != nullptr && !mesh_.wireframe) {
-        LeaveOutHidden(viewer, *ground);
+    if ((ground != nullptr || seen != nullptr) && !mesh_.wireframe) {
+        LeaveOutUnseen(viewer, ground, seen);
         batch_.front() = &seen_;
     }
     if (!mesh_.wireframe) graphics.SetDepthWrite(false);

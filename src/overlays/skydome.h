@@ -7,6 +7,7 @@
 #include "base/views.h"
 #include "graphics/graphicssystem.h"
 #include "landscape/skypicture.h"
+#include "terrain/viewpyramid.h"
 
 namespace tarnvale {
 
@@ -52,8 +53,10 @@ public:
     /// @param viewer    scene
     /// @param ground    below the viewer; the parts of the sphere that it hides are left out. Null:
     ///                  nothing is
+    /// @param seen      the view's volume, at least as wide as the picture; what lies outside is
+    ///                  left out. Null: nothing is
     void Draw(GraphicsSystem& graphics, int view, const Vec3f& viewer,
-              const SolidGround* ground = nullptr);
+              const SolidGround* ground = nullptr, const ViewPyramid* seen = nullptr);
     /// Call it before a view gets another graphics system, or its own is shut down.
     void DetachView(int view);
     /// Before the landscape goes: textures, picture and mesh.
@@ -77,7 +80,7 @@ private:
 
     void AddQuad(int band, int sector);
     void Place(const Placing& placing);
-    void LeaveOutHidden(const Vec3f& viewer, const SolidGround& ground);
+    void LeaveOutUnseen(const Vec3f& viewer, const SolidGround* ground, const ViewPyramid* seen);
     TextureHandle* TextureFor(GraphicsSystem& graphics, int view);
 
     SkyParameters parameters_;
@@ -85,7 +88,7 @@ private:
     float half_ = 0;         // of its longer side; 0: not built
     GrowArray<Vec3f> unit_;  // vertices of the mesh on a sphere of radius 1
     RenderMesh mesh_;
-    RenderMesh seen_;  // the quads of it that aren't hidden
+    RenderMesh seen_;  // the quads of it that can be seen
     RenderMeshBatch batch_{&mesh_};
     Placing placed_;
     SkyPicture picture_;

@@ -168,6 +168,45 @@ TEST_F(SkyDomeTest, TurnsGrowsAndRisesAsToldUntilItIsBuiltAnew) {
     ExpectNear(dome.Mesh().vertices[0], {kX, kY, kRadius}, 0.01F, "set back");
 }
 
+// No place of a quad that isn't sent shows in the picture.
+TEST_F(SkyDomeTest, LeavesOutWhatIsBesideThePicture) {
+    constexpr float kFov = 45, kAspect = 1.6F;
+    const float high = std::tan(kFov / 2 * 0.017453292F);
+    std::mt19937 dice(11);
+    std::uniform_real_distribution<float> part(-1, 1);
+    std::size_t left = 0;
+    for (int round = 0; round < 40; ++round) {
+        const Vec3f eye{kX + 0.4F * kRadius * part(dice), kY + 0.4F * kRadius * part(dice),
+                        0.4F * kRadius * part(dice)};
+        const Vec3f ahead = Normalized({part(dice), part(dice), part(dice)});
+        const Vec3f right = Normalized(Cross(ahead, {part(dice), part(dice), part(dice)}));
+        const Vec3f up = Cross(right, ahead);
+        ViewPyramid seen;
+        seen.Build(eye, eye + 100 * ahead, up, kFov, kAspect);
+        dome.Draw(graphics, View::kMain, eye, nullptr, &seen);
+        const auto all = dome.Mesh().vertices.Span();
+        for (std::size_t quad = 0; quad < all.size(); quad += 6) {
+            const auto corners = all.subspan(quad, 6);
+            if (!std::ranges::search(graphics.sent, corners).empty()) continue;
+            ++left;
+            for (int i = 0; i <= 8; ++i) {
+                for (int j = 0; j <= 8 - i; ++j) {
+                    const float a = static_cast<float>(i) / 8, b = static_cast<float>(j) / 8;
+                    for (const std::size_t triangle : {0U, 3U}) {
+                        const Vec3f& from = corners[triangle];
+                        const Vec3f off = from + a * (corners[triangle + 1] - from) +
+                                          b * (corners[triangle + 2] - from) - eye;
+                        const float depth = Dot(off, ahead);
+                        EXPECT_FALSE(depth > 0 && std::abs(Dot(off, up)) < high * depth &&
+                                     std::abs(Dot(off, right)) < high * kAspect * depth);
+                    }
+                }
+            }
+        }
+    }
+    EXPECT_GT(left, 40U * 600) << "two thirds at least";
+}
+
 // Whatever isn't sent lies behind the floor under the ground, and so behind the ground.
 TEST_F(SkyDomeTest, LeavesOutOnlyWhatTheGroundHides) {
     std::mt19937 dice(7);

@@ -17,6 +17,7 @@ constexpr float kNearPlane = 10;
 constexpr float kFarReach = 5.5F;  // times the farthest corner
 constexpr float kMapReach = 1.5F;  // times the map eye's height
 constexpr float kClearance = 5 * kNearPlane;
+constexpr float kWidestPyramid = 90;  // degrees of view; beyond it a picture may be wider
 
 // Nobody misses the picture of a view that is minimised or hidden.
 bool Wanted(const ViewSystems& systems, int view) {
@@ -195,9 +196,17 @@ void FrameCycle::BeginViewPass(int view) {
 void FrameCycle::DrawSky(const FrameScene& frame, int view) {
     if (!settings::Sky.Get() || view == View::kMap || frame.sky == nullptr) return;
     const Stopwatch watch(timing_, times_.draw);
+    const ViewPicture& picture = pictures_[view];
+    const bool wide = camera_.fieldOfView <= kWidestPyramid && picture.height > 0;
+    ViewPyramid seen;
+    if (wide) {
+        seen.Build(camera_.eye, camera_.lookAt, camera_.up, camera_.fieldOfView,
+                   static_cast<float>(picture.width) / static_cast<float>(picture.height));
+    }
     frame.sky->Draw(
         *graphics_, view, frame.viewer.Position(),
-        ground_.has_value() && camera_.eye == frame.viewer.Position() ? &*ground_ : nullptr);
+        ground_.has_value() && camera_.eye == frame.viewer.Position() ? &*ground_ : nullptr,
+        wide ? &seen : nullptr);
 }
 
 void FrameCycle::DrawLayer(TerrainLayer& layer, int view, int index, float exaggeration,
