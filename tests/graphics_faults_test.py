@@ -115,5 +115,8 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     desktop.keeps("GraphicsSystem", "opengl", "what can't be opened again is replaced")
     desktop.same(before, "other system", "and the flight goes on where it was", 0.03, VIEW)
     desktop.same(before, "other system", "in all views", 0.03, STRIP)
+    desktop.focus(TITLE)
+    desktop.hold("Right")
+    desktop.changed(before, "flown on", "and it still flies", crop=VIEW)
     check(program.poll() is None, "the program still runs")
 print("all ok")

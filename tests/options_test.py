@@ -39,6 +39,7 @@ with Desktop(sys.argv[1], sys.argv[2]) as desktop:
     options(1)  # the page shown last comes first
     desktop.key("alt+v", "3", "Tab")
     desktop.changed(plain, "tried", "an exaggeration that is tried shows at once", 0.01, VIEW)
+    desktop.rests("tried", crop=VIEW)
     before = processor_seconds(program)
     expect(lambda: processor_seconds(program) - before > 0.3, "frames follow each other behind the dialog")
     desktop.key("Escape")

@@ -295,7 +295,8 @@ void CMainFrame::changeEvent(QEvent* event) {
 void CMainFrame::Place() {
     if (RestorePlacement(*this, kPlacement)) return;
     const QSize room = QGuiApplication::primaryScreen()->availableSize();
-    resize(std::min(1280, room.width()), std::min(800, room.height()));
+    constexpr int kBorders = 40;  // and a title bar, whose sizes aren't known before it is shown
+    resize(std::min(1280, room.width()), std::min(800, room.height() - kBorders));
 }
 
 }  // namespace tarnvale

@@ -87,7 +87,11 @@ void SideViews::ShowView(int view, bool show) {
         emit ViewShown(view, false);
         return;
     }
-    if (Window(view) == nullptr) Make(view);
+    if (Window(view) == nullptr) {
+        Make(view);
+    } else if (prototype_ != nullptr && !IsShown(view) && !Window(view)->HasGraphics()) {
+        Window(view)->OpenGraphics(*prototype_);  // it was lost for good, or couldn't be opened
+    }
     ViewWindow* const window = Window(view);
     if (window->isMinimized()) {
         window->showNormal();

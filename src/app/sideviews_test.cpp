@@ -153,11 +153,17 @@ TEST_F(SideViewsTest, AViewLostForGoodSaysSoAndComesBackWhenShownAnew) {
     EXPECT_EQ(simulator.GetGraphicsSystem(View::kLeft), nullptr) << "no frame tries again";
 
     prototype.fails = false;
-    EXPECT_TRUE(views->Window(View::kLeft)->close());
-    QCoreApplication::processEvents();
-    views->ShowView(View::kLeft, true);
-    EXPECT_NE(simulator.GetGraphicsSystem(View::kLeft), nullptr);
-    EXPECT_FALSE(Find<QLabel>(View::kLeft, "ViewFailure")->isVisible());
+    for (const bool close : {false, true}) {
+        if (close) {
+            EXPECT_TRUE(views->Window(View::kLeft)->close());
+            QCoreApplication::processEvents();
+        } else {
+            views->ToggleView(View::kLeft);
+        }
+        views->ToggleView(View::kLeft);
+        EXPECT_NE(simulator.GetGraphicsSystem(View::kLeft), nullptr) << close;
+        EXPECT_FALSE(Find<QLabel>(View::kLeft, "ViewFailure")->isVisible()) << close;
+    }
 }
 
 TEST_F(SideViewsTest, ANewLandscapeClosesTheViewsOfPoints) {

@@ -321,6 +321,8 @@ void CTarnvaleApp::RunFrame() {
         (void)simulator_->Update(nullptr, true);
         return;
     }
+    // A key that is held when a menu opens is released there.
+    if (activePopupWidget() != nullptr) mainView_->ReleaseKeys();
     FlightInput record;
     (void)input_->ReadFlightInput(record, simulator_->ReadoutValues().instantFrameRate,
                                   wheelDelta_);

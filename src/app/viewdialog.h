@@ -48,6 +48,7 @@ public:
     void EnableCommands(bool enable);
 
     [[nodiscard]] int Index() const noexcept { return view_; }
+    [[nodiscard]] bool HasGraphics() const noexcept { return graphics_ != nullptr; }
     [[nodiscard]] CTarnvaleView& Picture() const noexcept { return *picture_; }
     void FocusPicture();
 

@@ -248,6 +248,18 @@ TEST_F(VectorTest, OnlyWhatIsInTheViewIsTakenInAndWhatIsSmallLeavesASpeck) {
     }
 }
 
+TEST_F(VectorTest, WhatIsSmallerThanAPixelIsADotAndTheFileStaysFree) {
+    // Of a layer whose kind isn't told, what the features are is seen in them alone.
+    AddLayer(folder / "land.sim", "small", wkbUnknown,
+             {Placed("POLYGON ((200 200, 212 200, 212 212, 200 212, 200 200))"),
+              Placed("LINESTRING (600 600, 604 600, 600 600)")});
+    const auto layer = Open(folder / "land.sim", "small");
+    const VectorImage painted = Paint(*layer, Scene(100'000));
+    EXPECT_EQ(painted.kinds, VectorLayer::kPolygons | VectorLayer::kLines);
+    // A viewer that only shows it keeps no other program from writing.
+    ZPF::RunSql(folder / "land.sim", "DELETE FROM small");
+}
+
 TEST_F(VectorTest, MoreThanTheLimitIsSaid) {
     AddLayer(folder / "many.gpkg", "many", wkbLineString,
              {Placed("LINESTRING (100 200, 140 200)"), Placed("LINESTRING (100 800, 900 800)")},
@@ -524,7 +536,7 @@ TEST_F(VectorTest, ANewWishReplacesTheOldOne) {
             return service.Image(&view) != nullptr && service.Image(&view)->scene == Scene(1000);
         },
         5000));
-    EXPECT_TRUE(service.Idle());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return service.Idle(); }));
     EXPECT_EQ(Seen(*service.Image(&view), 500, 500), 'L');
     service.Forget(&view);
     EXPECT_EQ(service.Image(&view), nullptr);

@@ -130,6 +130,11 @@ public:
     void Speck(const MapPoint& at, std::uint8_t kind) override {
         const QPointF place = OnImage(at.x, at.y);
         if (kind == VectorLayer::kPoints) return Mark(place);
+        Dot(place, kind);
+    }
+
+    // What is smaller than a pixel.
+    void Dot(const QPointF& place, std::uint8_t kind) {
         if (!Claim(specked_, place)) return;
         target_.kinds |= kind;
         painter_.fillRect(QRectF(place.x() - 0.5, place.y() - 0.5, 1, 1),
@@ -223,7 +228,10 @@ private:
         Take(line);
         QPainterPath path;
         cutter_.AddLine(points_, path);
-        if (path.isEmpty()) return;
+        if (path.isEmpty()) {  // all of it in one place, or none
+            if (path.elementCount() > 0) Dot(path.elementAt(0), VectorLayer::kLines);
+            return;
+        }
         target_.kinds |= VectorLayer::kLines;
         Stroke(path, kLineWidth);
     }
@@ -242,7 +250,10 @@ private:
             }
             path.closeSubpath();
         }
-        if (path.isEmpty()) return;
+        if (path.isEmpty()) {
+            if (path.elementCount() > 0) Dot(path.elementAt(0), VectorLayer::kPolygons);
+            return;
+        }
         target_.kinds |= VectorLayer::kPolygons;
         if (length <= kLongestOutline) {
             // Holes by the odd-even rule, which a path begins with.

@@ -18,7 +18,8 @@ namespace {
 constexpr double kFarthest = 1e9;         // metres from the origin; nothing on the earth is there
 constexpr double kFarthestDegrees = 1e4;  // some turns about the earth
 constexpr int kMostMeasured = 200'000;    // features looked at for an extent that isn't entered
-constexpr double kSmallest = 50;          // units to either side of a layer that is one point
+constexpr std::size_t kLongestCurves = 2 << 20;  // bytes of one feature
+constexpr double kSmallest = 50;  // units to either side of a layer that is one point
 
 // What GDAL would print stays between the two.
 class Quiet {
@@ -46,7 +47,11 @@ std::unique_ptr<OGRGeometry> Decoded(std::span<const std::byte> wkb) {
         OGRGeometryFactory::createFromWkb(wkb.data(), nullptr, &made, wkb.size(), wkbVariantIso);
     std::unique_ptr<OGRGeometry> geometry(made);
     if (failed != OGRERR_NONE || geometry == nullptr) return nullptr;
-    if (geometry->hasCurveGeometry()) geometry.reset(geometry->getLinearGeometry());
+    if (geometry->hasCurveGeometry()) {
+        // Each of its arcs becomes up to 90 stretches, all in one go.
+        if (wkb.size() > kLongestCurves) return nullptr;
+        geometry.reset(geometry->getLinearGeometry());
+    }
     return geometry;
 }
 
@@ -154,6 +159,7 @@ Status VectorLayer::Open(ZPF::FILEHANDLE file, const ZPFObjectItem& item) try {
     }
     if (const Status found = FindExtent(shown); !found.Good()) return found;
     strays_ = HasStrays();
+    layer_.Finish();
     return system.Valid() ? SetSystem(system) : Status(StatusCode::Ok);
 } catch (const std::bad_alloc&) {
     return _SetErrPosn(StatusCode::NoMemory);
@@ -246,6 +252,7 @@ VectorLayer::Outcome VectorLayer::Read(const ZPF::VectorBox& part, double pixelX
         reading.Take(entry);
     }
     reading.outcome.damaged |= strays_ || state == ZPF::RowState::Failed;
+    layer_.Finish();
     return reading.outcome;
 }
 

@@ -35,6 +35,12 @@ constexpr std::pair<std::string_view, const char*> kPhrases[] = {
     {"isn't there", "detail_absent"},
     {"can't be read, or is no atlas of up to 1 MB", "detail_no_atlas"},
     {"is neither beside this one nor in PATH; install it again", "detail_no_program"},
+    {"has no features; add some, or name another layer", "detail_no_features"},
+    {"is no map; name a raster or a vector layer in the atlas", "detail_no_map"},
+    {"has no geometry that lies on a map; mend it in a GIS", "detail_nowhere"},
+    {"has no geometry column; name a layer of points, lines or polygons", "detail_no_geometry"},
+    {"open only landscapes from who you trust, or make the file anew", "detail_trust"},
+    {"has no object", "detail_no_object"},
 };
 
 ErrPosn& LastError() {

@@ -15,7 +15,7 @@ bool KeyLatch::KeyDown(Key key, bool repeat) {
     // In order: a release that came after this press could end what this press begins.
     PassReleases();
     if (!sink_->KeyDown(key, repeat)) return false;
-    if (std::ranges::find(unread_, key) == unread_.end()) unread_.push_back(key);
+    if (!repeat && std::ranges::find(unread_, key) == unread_.end()) unread_.push_back(key);
     return true;
 }
 

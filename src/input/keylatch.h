@@ -8,7 +8,8 @@ namespace tarnvale {
 
 /// Stands between a window and its sink: a key pressed and released between two frames stays down
 /// until a frame has read it. Sinks know only what is held, so that at few frames a second a short
-/// tap would do nothing. Events keep their order, so that a press passes on what was held back.
+/// tap would do nothing. Events keep their order, so that a press passes on what was held back: of
+/// several keys tapped between two frames the last is read.
 /// Thread: the window's.
 class KeyLatch final : public KeySink {
 public:

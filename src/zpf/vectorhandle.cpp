@@ -210,6 +210,12 @@ RowState VECTORHANDLE::Next(VectorEntry& entry) {
     return state;
 }
 
+void VECTORHANDLE::Finish() {
+    if (header_.indexed) index_.Reset();  // else there may be none
+    rows_.Reset();
+    geometry_.Reset();
+}
+
 void VECTORHANDLE::ReadGeometry(std::int64_t id, VectorGeometry& geometry) {
     geometry = {};
     geometry_.Reset();

@@ -73,6 +73,9 @@ public:
     /// A feature without geometry, or one that went, has an empty one.
     void ReadGeometry(std::int64_t id, VectorGeometry& geometry);
 
+    /// Ends selecting and reading, so that other programs can write to the file.
+    void Finish();
+
 private:
     void OpenIndex();
 
